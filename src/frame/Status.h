@@ -1,0 +1,15 @@
+// Status.h - the status codes of operations that open, set up or write. 0 is success.
+//
+// Operations that move data return byte counts instead and leave the reason of a failure to the log.
+#pragma once
+
+#include "frame/Types.h"
+
+inline constexpr uint32 VXC_STATUS_OK = 0;
+inline constexpr uint32 VXC_STATUS_NOT_AVAILABLE = 0x80000002u; // operation not available, or no source
+inline constexpr uint32 VXC_STATUS_NO_FILE_IO = 0x80000005u;    // no CSoftDataIO was set
+inline constexpr uint32 VXC_STATUS_TIME_OUT = 0x8000000Du;      // time-out, or a disk known to be dead
+inline constexpr uint32 VXC_STATUS_OPEN_READ = 0x80000100u;     // file could not be opened for reading
+inline constexpr uint32 VXC_STATUS_OPEN_WRITE = 0x80000104u;    // file could not be opened for writing
+inline constexpr uint32 VXC_STATUS_READ = 0x80000107u;          // read or seek error
+inline constexpr uint32 VXC_STATUS_WRITE = 0x80000108u;         // write error or short write

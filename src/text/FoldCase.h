@@ -1,0 +1,17 @@
+// FoldCase.h - upper and lower case of single characters by the Unicode simple mappings, in no locale.
+#pragma once
+
+namespace vxcio {
+
+// The upper-case form of a character that has a one-to-one form, else the character itself.
+wchar_t FoldUpper(wchar_t character) noexcept;
+
+// A to Z and a to z only.
+constexpr bool IsAsciiLetter(wchar_t c) noexcept {
+    return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z');
+}
+constexpr wchar_t AsciiUpper(wchar_t c) noexcept {
+    return (c >= L'a' && c <= L'z') ? static_cast<wchar_t>(c - L'a' + L'A') : c;
+}
+
+} // namespace vxcio
