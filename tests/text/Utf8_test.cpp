@@ -1,0 +1,35 @@
+#include "text/Utf8.h"
+
+#include <gtest/gtest.h>
+
+using namespace vxcio;
+
+TEST(Utf8Test, TextOfEveryLengthSurvivesTheRoundTrip) {
+    const std::string bytes = "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x8E\xAC/clip.mxf";
+    EXPECT_EQ(ToUtf8(FromUtf8(bytes)), bytes);
+    EXPECT_EQ(FromUtf8("\xC3\xA4"), std::wstring(1, static_cast<wchar_t>(0xE4)));
+}
+
+TEST(Utf8Test, EveryByteThatIsNoUtf8SurvivesTheRoundTrip) {
+    std::string bytes;
+    for (int b = 1; b < 256; ++b) {
+        bytes += static_cast<char>(b);
+    }
+    EXPECT_EQ(ToUtf8(FromUtf8(bytes)), bytes);
+    // Overlong, surrogate, beyond the last code point, cut short.
+    for (const char* odd : {"\xC0\x80", "\xE0\x80\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "\xF0\x9F"}) {
+        EXPECT_EQ(ToUtf8(FromUtf8(odd)), odd);
+        EXPECT_EQ(FromUtf8(odd).size(), std::string(odd).size());
+    }
+}
+
+TEST(Utf8Test, WhatHasNoUtf8FormIsReplaced) {
+    const std::wstring high(1, static_cast<wchar_t>(0xD800));
+    EXPECT_EQ(ToUtf8(high), "\xEF\xBF\xBD");
+    EXPECT_EQ(ToDisplayUtf8(FromUtf8("a\xFF")), "a\xEF\xBF\xBD");
+}
+
+TEST(Utf8Test, AZeroEndsNothing) {
+    const std::wstring text(L"a\0b", 3);
+    EXPECT_EQ(ToUtf8(text), std::string("a\0b", 3));
+}
