@@ -73,7 +73,7 @@ protected:
 
     PlatformScope m_scope;
     FakeFileCache m_cache;
-    SettingsScope m_settings{{}};
+    SettingsScope m_settings;
     LogCapture m_log;
 };
 
@@ -353,7 +353,7 @@ TEST_F(AttachTest, DetachWithoutThePrivilegeDoesNothing) {
 
 // With the calls of this system.
 TEST(AttachHereTest, ThePrivilegeIsNotHeldAndTheDirectoryIsThatOfTheProgram) {
-    const SettingsScope settings{{}};
+    const SettingsScope settings;
     LogCapture log;
     ModuleAttach();
     EXPECT_EQ(std::wstring(Module().szModuleDirectory),
