@@ -255,7 +255,7 @@ TEST_F(SoftFileHandleTransferTest, ReadThatStaysShortIsTriedElevenTimesASecondAp
     EXPECT_EQ(count, 5U);
     EXPECT_EQ(plan.Calls(Op::VXC_ReadFile), 11);
     EXPECT_EQ(clock.Sleeps(), std::vector<uint32>(10, 1000));
-    EXPECT_EQ(log.Count(L"CQLSoftFileHandle::ReadFile() Repeat!\n"), 10);
+    EXPECT_EQ(log.Count(L"CQLSoftFileHandle::ReadFile() Repeat!\n"), 10U);
     EXPECT_EQ(KnownPosition(), kSize);
     EXPECT_EQ(std::vector<uint8>(buffer.begin(), buffer.begin() + 5), Bytes(kSize - 5, 5));
 }

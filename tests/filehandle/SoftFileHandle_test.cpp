@@ -163,7 +163,7 @@ TEST_F(SoftFileHandleTest, WriteAccessWithAWriteTimeOutAsksForWorkers) {
     LogCapture log;
     CQLSoftFileHandle fresh;
     EXPECT_EQ(OpenReadWrite(fresh, Clip()), VXC_STATUS_NOT_AVAILABLE);
-    EXPECT_EQ(log.Count(L"CQLSoftFileHandle::CreateFile(" + Clip() + L") is Double Thread Mode"), 1);
+    EXPECT_EQ(log.Count(L"CQLSoftFileHandle::CreateFile(" + Clip() + L") is Double Thread Mode"), 1U);
     EXPECT_EQ(Inspector::OpenWait(fresh), 5678U);
     // Reading is not touched by it, and the object can be used on.
     EXPECT_EQ(OpenRead(fresh, Clip()), VXC_STATUS_OK);

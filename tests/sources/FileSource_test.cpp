@@ -161,14 +161,14 @@ TEST_F(FileSourceTest, ReadBlockSizeIsReadAtEachOpen) {
         const SettingsScope settings({{L"ReadBlockSize", L"4"}});
         ASSERT_EQ(Open(), VXC_STATUS_OK);
         EXPECT_EQ(Inspector::ReadBlockSize(source), 4U << 20);
-        EXPECT_EQ(log.Count(line(L"400000", L"4")), 1);
+        EXPECT_EQ(log.Count(line(L"400000", L"4")), 1U);
     }
     {
         // Zero changes nothing and is logged with the size that stays.
         const SettingsScope settings({{L"ReadBlockSize", L"0"}});
         ASSERT_EQ(Open(), VXC_STATUS_OK);
         EXPECT_EQ(Inspector::ReadBlockSize(source), 4U << 20);
-        EXPECT_EQ(log.Count(line(L"400000", L"0")), 1);
+        EXPECT_EQ(log.Count(line(L"400000", L"0")), 1U);
     }
     log.Clear();
     const SettingsScope none({});
@@ -179,7 +179,17 @@ TEST_F(FileSourceTest, ReadBlockSizeIsReadAtEachOpen) {
 }
 
 TEST_F(FileSourceTest, AnOpticalDriveIsOnlyTalkedAbout) {
-    @CDROM @
+    FaultPlan plan;
+    const auto rule = plan.Add(Answer(Op::VXC_GetDriveTypeW, VXC_DRIVE_CDROM));
+    LogCapture log;
+    ASSERT_EQ(Open(0x80), VXC_STATUS_OK);
+    EXPECT_EQ(plan.Fired(rule), 1);
+    EXPECT_EQ(log.Texts(INFOTYPE_TRACE).at(0),
+              L"CFileSource::OpenFile--This is CDROM Path Name, Change to VXC_FILE_FLAG_SEQUENTIAL_SCAN");
+    EXPECT_EQ(Inspector::Flags(source), 0x80U);
+    log.Clear();
+    ASSERT_EQ(Open(0x80), VXC_STATUS_OK); // on a disk there is nothing to say
+    EXPECT_FALSE(log.Contains(L"CDROM"));
 }
 
 TEST_F(FileSourceTest, SectorSizeIsThatOfTheDisk) {

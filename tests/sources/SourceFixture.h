@@ -27,6 +27,7 @@ struct FileSourceInspector {
     static void SetSectorSize(CFileSource& source, uint32 size) { source.m_dwSectorSize = size; }
     static uint32 BounceBufferSize(const CFileSource& source) { return source.m_dwAlignBufferSize; }
     static uint32 ReadBlockSize(const CFileSource& source) { return source.m_dwReadBlockSize; }
+    static uint32 Flags(const CFileSource& source) { return source.m_dwFlags; }
     static uint32 KeepWindow(const CFileSource& source) { return source.m_bKeepWindow; }
     static std::wstring File1(const CFileSource& source) { return source.m_strFile[0].c_str(); }
     static bool HasCallbacks(const CFileSource& source) { return source.m_pIOCallbackSet != nullptr; }
