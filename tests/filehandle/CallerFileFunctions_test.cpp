@@ -56,7 +56,7 @@ TEST(CallerFileFunctionsTest, ShortTagNeedsFifteenCharacters) {
     ASSERT_EQ(fourteen.size(), 14U);
     EXPECT_EQ(Plain(fourteen, &table), fourteen);
     EXPECT_EQ(table, nullptr);
-    EXPECT_EQ(log.Count(kTooShort), 1);
+    EXPECT_EQ(log.Count(kTooShort), 1U);
     EXPECT_EQ(log.Lines().at(0).level, INFOTYPE_ERROR);
 
     EXPECT_EQ(Plain(L"a" + fourteen, &table), L"a");
@@ -71,13 +71,13 @@ TEST(CallerFileFunctionsTest, LongTagNeedsTwentyThreeCharacters) {
     ASSERT_EQ(twentyTwo.size(), 22U);
     EXPECT_EQ(Plain(twentyTwo, &table), twentyTwo);
     EXPECT_EQ(table, nullptr);
-    EXPECT_EQ(log.Count(kTooShort), 1);
+    EXPECT_EQ(log.Count(kTooShort), 1U);
 
     EXPECT_EQ(Plain(L"a" + twentyTwo, &table), L"a");
     EXPECT_EQ(table, Address(0xBEEF));
     // Seven characters with a tag are too short as well.
     EXPECT_EQ(Plain(L"1VXCIO8", &table), L"1VXCIO8");
-    EXPECT_EQ(log.Count(kTooShort), 2);
+    EXPECT_EQ(log.Count(kTooShort), 2U);
 }
 
 TEST(CallerFileFunctionsTest, CaseOfTheTagIsIgnored) {
