@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <sys/resource.h>
 #include <thread>
 #include <vector>
 
@@ -452,6 +453,22 @@ TEST_F(SettingsStoreTest, AFailedWriteLeavesTheFileAndSaysWhy) {
     Write(binary);
     EXPECT_EQ(WriteSettingText(kSection, L"a", L"1"), VXC_ERROR_GEN_FAILURE);
     EXPECT_EQ(File(), binary) << "what is no settings file is not overwritten";
+}
+
+TEST_F(SettingsStoreTest, ARefusedWriteLeavesTheOldFileWholeAndNothingBesideIt) {
+    const std::string before = std::string(kHead) + "a = 1\n";
+    Write(before);
+    rlimit former{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);
+    const rlimit small{before.size(), former.rlim_max}; // stops the write as a full disk does
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    const uint32 result = WriteSettingText(kSection, L"b", L"2");
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &former), 0);
+    EXPECT_EQ(result, VXC_ERROR_FILE_TOO_LARGE);
+    EXPECT_EQ(File(), before);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder.Path()),
+                            std::filesystem::directory_iterator()),
+              1);
 }
 
 TEST_F(SettingsStoreTest, ALineSetAnywhereReadsBackAndAllOthersStay) {
