@@ -2,6 +2,7 @@
 
 #include "frame/PlatformTypes.h"
 #include "sysu/LastError.h"
+#include "sysu/posix/FileSizeSignal.h"
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -86,6 +87,7 @@ int ReadAll(int descriptor, std::size_t limit, std::string& text) {
 }
 
 int WriteAll(int descriptor, const std::string& text) {
+    const FileSizeSignalGuard guard;
     std::size_t done = 0;
     while (done < text.size()) {
         const ssize_t put = write(descriptor, text.data() + done, text.size() - done);
