@@ -13,15 +13,7 @@ FileObject::~FileObject() {
     std::free(transferBuffer.load(std::memory_order_relaxed));
 }
 
-FileObject* FileOfHandle(void* handle) noexcept {
-    const bool isObject = handle != nullptr && handle != VXC_INVALID_HANDLE &&
-                          reinterpret_cast<std::uintptr_t>(handle) % alignof(FileObject) == 0;
-    if (isObject) {
-        auto* file = static_cast<FileObject*>(handle);
-        if (file->magic.load(std::memory_order_relaxed) == kFileMagic) {
-            return file;
-        }
-    }
+FileObject* RefuseHandle() noexcept {
     SetLastError(VXC_ERROR_INVALID_HANDLE);
     return nullptr;
 }

@@ -5,6 +5,7 @@
 // as safe as the system's own calls.
 #pragma once
 
+#include "frame/PlatformTypes.h"
 #include "frame/Types.h"
 
 #include <atomic>
@@ -40,8 +41,22 @@ struct FileObject {
     ~FileObject();
 };
 
-// The object of a handle. For null, VXC_INVALID_HANDLE and what is no file handle: null, last error 6.
-FileObject* FileOfHandle(void* handle) noexcept;
+// Sets last error 6; null.
+FileObject* RefuseHandle() noexcept;
+
+// The object of a handle. For null, VXC_INVALID_HANDLE and what is no file handle: null, last error 6. In the
+// header, as each read starts with it and each call less counts there.
+inline FileObject* FileOfHandle(void* handle) noexcept {
+    const bool isObject = handle != nullptr && handle != VXC_INVALID_HANDLE &&
+                          reinterpret_cast<std::uintptr_t>(handle) % alignof(FileObject) == 0;
+    if (isObject) {
+        auto* const file = static_cast<FileObject*>(handle);
+        if (file->magic.load(std::memory_order_relaxed) == kFileMagic) {
+            return file;
+        }
+    }
+    return RefuseHandle();
+}
 
 // Sets the last error of a name that a system call refused: 2 where only the last part is missing, 3 where
 // a folder on the way is.

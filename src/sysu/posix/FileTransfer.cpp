@@ -14,7 +14,7 @@ using namespace vxcio::sysu;
 
 namespace {
 
-// 1, or 0 with last error 131 or 87 for a move that the system found invalid.
+// The last error of a move that the system found invalid: 131 before the start of the file, else 87.
 void SetMoveError(const FileObject& file, int64 distance, uint32 method) {
     int64 base = 0;
     struct stat facts {};

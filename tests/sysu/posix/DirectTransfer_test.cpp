@@ -316,7 +316,7 @@ std::function<int(const char*, int, mode_t)> RefuseDirect(bool isMadeFirst) {
     };
 }
 
-int CountNotes(int& count) {
+void CountNotes(int& count) {
     SetLogReceiver(
         [](void* context, INFOTYPE level, const wchar_t* module, const wchar_t* text) {
             const bool isNote =
@@ -326,7 +326,6 @@ int CountNotes(int& count) {
             }
         },
         &count, INFOTYPE_TRACE);
-    return 0;
 }
 
 } // namespace
