@@ -5,12 +5,12 @@
 
 #include <cfloat>
 #include <climits>
+#include <clocale>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
-#include <locale.h>
 #include <memory>
 #include <string>
 
@@ -210,15 +210,13 @@ TEST(WideFormatTest, ALocaleWithADecimalCommaChangesNothing) {
         "localedef -c --no-archive -i '" + source + "' '" + folder.Name("comma") + "' >/dev/null 2>&1";
     static_cast<void>(!std::system(command.c_str()));
     setenv("LOCPATH", folder.Path().c_str(), 1);
-    const locale_t comma = newlocale(LC_NUMERIC_MASK, "comma", nullptr);
+    const bool isComma = std::setlocale(LC_NUMERIC, "comma") != nullptr;
     unsetenv("LOCPATH");
-    ASSERT_NE(comma, nullptr) << command;
-    const locale_t former = uselocale(comma);
+    ASSERT_TRUE(isComma) << command;
     char reference[16];
     snprintf(reference, sizeof reference, "%4.2f", 1.5);
     const std::wstring text = F(L"%4.2f %e %g %a %d", 1.5, 1.5, 1.5, 1.5, 1234567);
-    uselocale(former);
-    freelocale(comma);
+    std::setlocale(LC_NUMERIC, "C");
     EXPECT_STREQ(reference, "1,50") << "the locale was not in force";
     EXPECT_EQ(text, L"1.50 1.500000e+00 1.5 0x1.8p+0 1234567");
 }
