@@ -11,9 +11,9 @@ namespace vxcio {
 
 // ---- the log ------------------------------------------------------------------------------------------
 
-// Gets one whole formatted line, without a line end of its own. Called on the thread that logs, several at
-// a time, also from threads that were abandoned on a dead disk; it must not throw. The texts live only for
-// the call.
+// Gets one whole formatted line; no line end is added, but some texts carry one. Called on the thread that
+// logs, several at a time, also from threads that were abandoned on a dead disk; it must not throw. What it
+// logs itself is dropped. The texts live only for the call.
 using LogReceiver = void (*)(void* context, INFOTYPE level, const wchar_t* module, const wchar_t* text);
 
 // Makes `receiver` the one listener of all lines of level `highest` and below; null ends listening. The
@@ -42,16 +42,17 @@ VXCSOFTCODECSYSU_API int UseSettingsFile(const wchar_t* file) noexcept;
 // there is none (a user without a home folder).
 VXCSOFTCODECSYSU_API int SettingsFileName(SettingsFile which, wchar_t* name, int characters) noexcept;
 
-// One value as text. `section` is the whole path of the section, "Software\Norvex\SoftCodec". The length
-// of the text, cut to `characters` with its terminating zero, or -1 when there is no such value; then
-// `value` is left alone. `from`, if not null, tells which file gave it.
+// One value as text. `section` is the whole path of the section, "Software\Norvex\SoftCodec". The text is
+// cut to `characters` with its terminating zero; its length as it was copied, or -1 when there is no such
+// value; then `value` is left alone. `from`, if not null, tells which file gave it.
 VXCSOFTCODECSYSU_API int ReadSettingText(const wchar_t* section, const wchar_t* name, wchar_t* value,
                                          int characters, SettingsFile* from) noexcept;
 
 // Sets or removes one value in the user's file (or the one of UseSettingsFile); other lines and comments of
 // the file stay. The new file replaces the old one whole or not at all. 0 on success, otherwise a
-// last-error number; removing what is not there gives 2. Names and values with line ends, and names with
-// '=' or an empty name, give 87.
+// last-error number; removing what is not there gives 2. What would not read back as it was set gives 87:
+// line ends, an empty section or name, blanks at the end of one, ']' in a section, '=' in a name or '[', ';'
+// or '#' at its start. Blanks around a value are lost.
 VXCSOFTCODECSYSU_API uint32 WriteSettingText(const wchar_t* section, const wchar_t* name,
                                              const wchar_t* value) noexcept;
 VXCSOFTCODECSYSU_API uint32 RemoveSetting(const wchar_t* section, const wchar_t* name) noexcept;
