@@ -185,7 +185,8 @@ uint32 VXC_WaitForMultipleObjects(uint32 count, void* const* handles, int waitAl
         links[i].object = objects[i];
     }
     Waiter waiter(links, count, all);
-    if (TakeNow(waiter)) {
+    // A poll that finds nothing says so of a single moment; a wait looks again anyway.
+    if ((milliseconds == 0 || SeemsReady(waiter)) && TakeNow(waiter)) {
         return waiter.index;
     }
     return milliseconds == 0 ? VXC_WAIT_TIMEOUT : WaitSlowly(waiter, milliseconds);
