@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
+#include <latch>
 #include <string>
 #include <sys/resource.h>
 #include <thread>
@@ -170,10 +168,14 @@ TEST_F(SettingsWriteTest, WritersOnManyThreadsLoseNothingAndReadersSeeWholeFiles
             EXPECT_TRUE(text == L"-" || text == L"value") << ToUtf8(text);
         }
     });
+    constexpr int kWriters = 4;
+    constexpr int kValues = 200;
+    std::latch start(kWriters);
     std::vector<std::thread> writers;
-    for (int writer = 0; writer < 4; ++writer) {
-        writers.emplace_back([writer] {
-            for (int i = writer; i < 20; i += 4) {
+    for (int writer = 0; writer < kWriters; ++writer) {
+        writers.emplace_back([&start, writer] {
+            start.arrive_and_wait();
+            for (int i = writer; i < kValues; i += kWriters) {
                 EXPECT_EQ(WriteSettingText(kSection, (L"t" + std::to_wstring(i)).c_str(), L"value"), 0u);
             }
         });
@@ -183,5 +185,5 @@ TEST_F(SettingsWriteTest, WritersOnManyThreadsLoseNothingAndReadersSeeWholeFiles
     }
     stop = true;
     reader.join();
-    EXPECT_EQ(Listed().size(), 20u);
+    EXPECT_EQ(Listed().size(), static_cast<std::size_t>(kValues));
 }
