@@ -1,6 +1,7 @@
 #include "support/ForwardingLayer.h"
 
 #include "support/FaultPlan.h"
+#include "support/SettingsScope.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -70,4 +71,15 @@ TEST(ForwardingLayerTest, TheProgramsOperationsAreNotTheLibrarys) {
     EXPECT_EQ(plan.Calls(Op::VXC_GetTickCount), 1);
     EXPECT_NE(real::VXC_GetTickCount(), 0u);
     EXPECT_EQ(plan.Calls(Op::VXC_GetTickCount), 1);
+}
+
+TEST(ForwardingLayerTest, WhatTheLibraryCallsWithinAnOperationIsNoneOfTheLogics) {
+    TempFolder folder;
+    folder.Write("clip", "media");
+    SettingsScope settings;
+    settings.Set(L"Software\\Norvex\\DriveMap", L"Q", folder.Path().wstring());
+    FaultPlan plan;
+    plan.Add(Fail(Op::VXC_GetGlobalStringW).FromThenOn()); // which the library asks for its drive map
+    EXPECT_EQ(VXC_DoesFileExistsW(L"Q:\\clip"), 1);
+    EXPECT_EQ(plan.Calls(Op::VXC_GetGlobalStringW), 0);
 }

@@ -113,11 +113,11 @@ int RenameAfterLook(const std::string& oldPath, const std::string& newPath) {
 int MoveFile(const std::string& oldPath, const std::string& newPath) noexcept {
     int error =
         ::renameat2(AT_FDCWD, oldPath.c_str(), AT_FDCWD, newPath.c_str(), RENAME_NOREPLACE) == 0 ? 0 : errno;
-    if (error == EEXIST && oldPath == newPath) {
-        return 0;
-    }
     if (error == EINVAL || error == ENOSYS) {
         error = RenameAfterLook(oldPath, newPath);
+    }
+    if (error == EEXIST && oldPath == newPath) {
+        return 0;
     }
     return error == EXDEV ? MoveToOtherDisk(oldPath, newPath) : error;
 }

@@ -27,7 +27,8 @@ auto Hooked(Member member, Real real, Arguments... arguments) {
     return result;
 }
 
-template <class... Arguments> int Call(long number, Arguments... arguments) {
+template <class... Arguments>
+int Call(long number, Arguments... arguments) {
     return static_cast<int>(::syscall(number, arguments...));
 }
 
@@ -45,6 +46,7 @@ HookScope::~HookScope() {
 
 using namespace vxcio::test;
 
+#pragma GCC visibility push(default) // seen by the libraries of this program
 extern "C" {
 
 int open(const char* path, int flags, ...) {
@@ -56,15 +58,15 @@ int open(const char* path, int flags, ...) {
         va_end(arguments);
     }
     return Hooked(
-        &CallHooks::open,
-        [](const char* p, int f, mode_t m) { return Call(SYS_openat, AT_FDCWD, p, f, m); }, path, flags, mode);
+        &CallHooks::open, [](const char* p, int f, mode_t m) { return Call(SYS_openat, AT_FDCWD, p, f, m); },
+        path, flags, mode);
 }
 
 ssize_t read(int descriptor, void* buffer, size_t bytes) {
     return Hooked(
         &CallHooks::read,
-        [](int d, void* b, size_t n) { return static_cast<ssize_t>(::syscall(SYS_read, d, b, n)); }, descriptor,
-        buffer, bytes);
+        [](int d, void* b, size_t n) { return static_cast<ssize_t>(::syscall(SYS_read, d, b, n)); },
+        descriptor, buffer, bytes);
 }
 
 ssize_t write(int descriptor, const void* buffer, size_t bytes) {
@@ -86,7 +88,8 @@ int ftruncate(int descriptor, off_t size) noexcept {
 
 int posix_fadvise(int descriptor, off_t, off_t, int advice) noexcept {
     return Hooked(
-        &CallHooks::fadvise, [](int d, int a) { return Call(SYS_fadvise64, d, 0L, 0L, a); }, descriptor, advice);
+        &CallHooks::fadvise, [](int d, int a) { return Call(SYS_fadvise64, d, 0L, 0L, a); }, descriptor,
+        advice);
 }
 
 int unlink(const char* path) noexcept {
@@ -106,7 +109,9 @@ int renameat2(int, const char* oldPath, int, const char* newPath, unsigned flags
 int statx(int descriptor, const char* path, int flags, unsigned mask, struct statx* record) noexcept {
     return Hooked(
         &CallHooks::statx,
-        [](int d, const char* p, int f, unsigned m, struct statx* r) { return Call(SYS_statx, d, p, f, m, r); },
+        [](int d, const char* p, int f, unsigned m, struct statx* r) {
+            return Call(SYS_statx, d, p, f, m, r);
+        },
         descriptor, path, flags, mask, record);
 }
 
@@ -116,3 +121,4 @@ int close(int descriptor) {
 }
 
 } // extern "C"
+#pragma GCC visibility pop

@@ -1,0 +1,78 @@
+#include "sysu/posix/SystemTesting.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <filesystem>
+#include <linux/loop.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vxcio::test {
+
+int RunInChild(const std::function<int()>& body) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::_exit(body());
+    }
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+}
+
+int DescriptorOf(const std::string& path) {
+    const std::filesystem::path wanted = std::filesystem::canonical(path);
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        if (std::filesystem::read_symlink(entry.path(), error) == wanted) {
+            return std::stoi(entry.path().filename());
+        }
+    }
+    return -1;
+}
+
+MountScope::MountScope(const std::string& source, const std::string& folder, const std::string& kind,
+                       const std::string& options, unsigned long flags)
+    : m_folder(folder),
+      m_isMounted(::mount(source.c_str(), folder.c_str(), kind.c_str(), flags, options.c_str()) == 0) {}
+
+MountScope::~MountScope() {
+    if (m_isMounted) {
+        ::umount2(m_folder.c_str(), MNT_DETACH);
+    }
+}
+
+LoopDisk::LoopDisk(const std::string& file, unsigned sectorSize) {
+    const int control = ::open("/dev/loop-control", O_RDWR | O_CLOEXEC);
+    const int backing = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
+    // Another process may take the free disk first.
+    for (int attempt = 0; attempt < 10 && control >= 0 && backing >= 0 && m_descriptor < 0; ++attempt) {
+        const int number = ::ioctl(control, LOOP_CTL_GET_FREE);
+        m_name = "/dev/loop" + std::to_string(number);
+        m_descriptor = number < 0 ? -1 : ::open(m_name.c_str(), O_RDWR | O_CLOEXEC);
+        loop_config config{};
+        config.fd = static_cast<__u32>(backing);
+        config.block_size = sectorSize;
+        config.info.lo_flags = LO_FLAGS_AUTOCLEAR;
+        if (m_descriptor >= 0 && ::ioctl(m_descriptor, LOOP_CONFIGURE, &config) != 0) {
+            ::close(m_descriptor);
+            m_descriptor = -1;
+        }
+    }
+    ::close(backing);
+    ::close(control);
+    if (m_descriptor < 0) {
+        m_name.clear();
+    }
+}
+
+LoopDisk::~LoopDisk() {
+    if (m_descriptor >= 0) {
+        ::ioctl(m_descriptor, LOOP_CLR_FD);
+        ::close(m_descriptor);
+    }
+}
+
+} // namespace vxcio::test
