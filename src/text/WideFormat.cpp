@@ -1,7 +1,7 @@
 #include "text/WideFormat.h"
 
+#include "text/FormatDirective.h"
 #include "text/FormatDouble.h"
-#include "text/FormatSpec.h"
 #include "text/Utf8.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ namespace vxcio {
 namespace {
 
 using text::ArgumentSize;
-using text::FormatSpec;
+using text::FormatDirective;
 
 // The target. What does not fit is dropped.
 class Output {
@@ -59,8 +59,8 @@ struct Arguments {
     va_list list;
 };
 
-std::size_t Padding(const FormatSpec& spec, std::size_t length) noexcept {
-    const auto width = static_cast<std::size_t>(spec.width);
+std::size_t Padding(const FormatDirective& directive, std::size_t length) noexcept {
+    const auto width = static_cast<std::size_t>(directive.width);
     return width > length ? width - length : 0;
 }
 
@@ -74,67 +74,67 @@ std::size_t BoundedLength(const Character* text, std::size_t most) noexcept {
     return length;
 }
 
-std::size_t MostCharacters(const FormatSpec& spec) noexcept {
-    return spec.precision < 0 ? SIZE_MAX : static_cast<std::size_t>(spec.precision);
+std::size_t MostCharacters(const FormatDirective& directive) noexcept {
+    return directive.precision < 0 ? SIZE_MAX : static_cast<std::size_t>(directive.precision);
 }
 
-void PutWide(Output& out, const FormatSpec& spec, const wchar_t* string) noexcept {
+void PutWide(Output& out, const FormatDirective& directive, const wchar_t* string) noexcept {
     const wchar_t* text = string == nullptr ? L"(null)" : string;
-    const std::size_t length = BoundedLength(text, MostCharacters(spec));
-    const std::size_t padding = Padding(spec, length);
-    out.Fill(L' ', spec.leftAligned ? 0 : padding);
+    const std::size_t length = BoundedLength(text, MostCharacters(directive));
+    const std::size_t padding = Padding(directive, length);
+    out.Fill(L' ', directive.leftAligned ? 0 : padding);
     out.Put(std::wstring_view(text, length));
-    out.Fill(L' ', spec.leftAligned ? padding : 0);
+    out.Fill(L' ', directive.leftAligned ? padding : 0);
 }
 
 // The precision counts bytes: no more are read, as the text may end there without a zero.
-void PutNarrow(Output& out, const FormatSpec& spec, const char* string) noexcept {
+void PutNarrow(Output& out, const FormatDirective& directive, const char* string) noexcept {
     const char* text = string == nullptr ? "(null)" : string;
-    const std::string_view bytes(text, BoundedLength(text, MostCharacters(spec)));
+    const std::string_view bytes(text, BoundedLength(text, MostCharacters(directive)));
     wchar_t units[2] = {};
     std::size_t length = 0;
-    for (std::size_t i = 0; spec.width > 0 && i < bytes.size();) {
+    for (std::size_t i = 0; directive.width > 0 && i < bytes.size();) {
         length += TakeUtf8(bytes, i, units);
     }
-    const std::size_t padding = Padding(spec, length);
-    out.Fill(L' ', spec.leftAligned ? 0 : padding);
+    const std::size_t padding = Padding(directive, length);
+    out.Fill(L' ', directive.leftAligned ? 0 : padding);
     for (std::size_t i = 0; i < bytes.size() && !out.IsFull();) {
         const std::size_t count = TakeUtf8(bytes, i, units);
         out.Put(std::wstring_view(units, count));
     }
-    out.Fill(L' ', spec.leftAligned ? padding : 0);
+    out.Fill(L' ', directive.leftAligned ? padding : 0);
 }
 
-bool IsNarrow(const FormatSpec& spec, wchar_t narrowConversion) noexcept {
-    if (spec.size == ArgumentSize::Short) {
+bool IsNarrow(const FormatDirective& directive, wchar_t narrowConversion) noexcept {
+    if (directive.size == ArgumentSize::Short) {
         return true;
     }
-    return spec.conversion == narrowConversion && spec.size != ArgumentSize::Long &&
-           spec.size != ArgumentSize::Wide;
+    return directive.conversion == narrowConversion && directive.size != ArgumentSize::Long &&
+           directive.size != ArgumentSize::Wide;
 }
 
-void PutString(Output& out, const FormatSpec& spec, Arguments& arguments) noexcept {
-    if (IsNarrow(spec, L'S')) {
-        PutNarrow(out, spec, va_arg(arguments.list, const char*));
+void PutString(Output& out, const FormatDirective& directive, Arguments& arguments) noexcept {
+    if (IsNarrow(directive, L'S')) {
+        PutNarrow(out, directive, va_arg(arguments.list, const char*));
     } else {
-        PutWide(out, spec, va_arg(arguments.list, const wchar_t*));
+        PutWide(out, directive, va_arg(arguments.list, const wchar_t*));
     }
 }
 
-void PutCharacter(Output& out, const FormatSpec& spec, Arguments& arguments) noexcept {
+void PutCharacter(Output& out, const FormatDirective& directive, Arguments& arguments) noexcept {
     const int value = va_arg(arguments.list, int);
     auto c = static_cast<wchar_t>(value);
-    if (IsNarrow(spec, L'C')) {
+    if (IsNarrow(directive, L'C')) {
         const auto byte = static_cast<char>(value);
         wchar_t units[2] = {};
         std::size_t at = 0;
         TakeUtf8(std::string_view(&byte, 1), at, units);
         c = units[0];
     }
-    const std::size_t padding = Padding(spec, 1);
-    out.Fill(L' ', spec.leftAligned ? 0 : padding);
+    const std::size_t padding = Padding(directive, 1);
+    out.Fill(L' ', directive.leftAligned ? 0 : padding);
     out.Put(c);
-    out.Fill(L' ', spec.leftAligned ? padding : 0);
+    out.Fill(L' ', directive.leftAligned ? padding : 0);
 }
 
 // Sign or prefix, zeros and digits, padded to the width.
@@ -152,65 +152,65 @@ struct NumberParts {
     void AddPrefix(char c) noexcept { prefix[prefixCount++] = c; }
 };
 
-void PutParts(Output& out, const FormatSpec& spec, NumberParts& parts) noexcept {
+void PutParts(Output& out, const FormatDirective& directive, NumberParts& parts) noexcept {
     const std::size_t length =
         parts.prefixCount + parts.zeros + parts.digitCount + parts.zerosBehind + parts.tailCount;
-    std::size_t padding = Padding(spec, length);
-    if (spec.zeroPadded && !spec.leftAligned && parts.mayZeroPad) {
+    std::size_t padding = Padding(directive, length);
+    if (directive.zeroPadded && !directive.leftAligned && parts.mayZeroPad) {
         parts.zeros += padding;
         padding = 0;
     }
-    out.Fill(L' ', spec.leftAligned ? 0 : padding);
+    out.Fill(L' ', directive.leftAligned ? 0 : padding);
     out.PutAscii(parts.prefix, parts.prefixCount);
     out.Fill(L'0', parts.zeros);
     out.PutAscii(parts.digits, parts.digitCount);
     out.Fill(L'0', parts.zerosBehind);
     out.PutAscii(parts.tail, parts.tailCount);
-    out.Fill(L' ', spec.leftAligned ? padding : 0);
+    out.Fill(L' ', directive.leftAligned ? padding : 0);
 }
 
-void AddSign(NumberParts& parts, const FormatSpec& spec, bool isNegative) noexcept {
+void AddSign(NumberParts& parts, const FormatDirective& directive, bool isNegative) noexcept {
     if (isNegative) {
         parts.AddPrefix('-');
-    } else if (spec.plusSign) {
+    } else if (directive.plusSign) {
         parts.AddPrefix('+');
-    } else if (spec.blankSign) {
+    } else if (directive.blankSign) {
         parts.AddPrefix(' ');
     }
 }
 
 // The argument as 64 bits, its sign spread where it has one.
-std::uint64_t TakeInteger(const FormatSpec& spec, bool isSigned, Arguments& arguments) noexcept {
-    const bool is64 = spec.size == ArgumentSize::Bits64 ||
-                      (spec.size == ArgumentSize::Pointer && sizeof(void*) == sizeof(std::uint64_t));
+std::uint64_t TakeInteger(const FormatDirective& directive, bool isSigned, Arguments& arguments) noexcept {
+    const bool is64 = directive.size == ArgumentSize::Bits64 ||
+                      (directive.size == ArgumentSize::Pointer && sizeof(void*) == sizeof(std::uint64_t));
     if (is64) {
         return va_arg(arguments.list, std::uint64_t);
     }
     const auto value = va_arg(arguments.list, std::uint32_t);
     std::int64_t spread = static_cast<std::int32_t>(value);
     std::uint64_t plain = value;
-    if (spec.size == ArgumentSize::Short) {
+    if (directive.size == ArgumentSize::Short) {
         spread = static_cast<std::int16_t>(value);
         plain = static_cast<std::uint16_t>(value);
-    } else if (spec.size == ArgumentSize::Char) {
+    } else if (directive.size == ArgumentSize::Char) {
         spread = static_cast<std::int8_t>(value);
         plain = static_cast<std::uint8_t>(value);
     }
     return isSigned ? static_cast<std::uint64_t>(spread) : plain;
 }
 
-void PutInteger(Output& out, const FormatSpec& spec, Arguments& arguments) noexcept {
-    const bool isSigned = spec.conversion == L'd' || spec.conversion == L'i';
-    std::uint64_t value = TakeInteger(spec, isSigned, arguments);
+void PutInteger(Output& out, const FormatDirective& directive, Arguments& arguments) noexcept {
+    const bool isSigned = directive.conversion == L'd' || directive.conversion == L'i';
+    std::uint64_t value = TakeInteger(directive, isSigned, arguments);
     NumberParts parts;
     if (isSigned) {
         const bool isNegative = (value >> 63) != 0;
         value = isNegative ? 0 - value : value;
-        AddSign(parts, spec, isNegative);
+        AddSign(parts, directive, isNegative);
     }
-    const bool isUpper = spec.conversion == L'X';
-    const bool isHex = isUpper || spec.conversion == L'x';
-    const unsigned base = isHex ? 16 : (spec.conversion == L'o' ? 8 : 10);
+    const bool isUpper = directive.conversion == L'X';
+    const bool isHex = isUpper || directive.conversion == L'x';
+    const unsigned base = isHex ? 16 : (directive.conversion == L'o' ? 8 : 10);
     const char* const figures = isUpper ? "0123456789ABCDEF" : "0123456789abcdef";
     char buffer[24];
     char* first = buffer + sizeof buffer;
@@ -219,20 +219,20 @@ void PutInteger(Output& out, const FormatSpec& spec, Arguments& arguments) noexc
     }
     parts.digits = first;
     parts.digitCount = static_cast<std::size_t>(buffer + sizeof buffer - first);
-    if (isHex && spec.alternate && value != 0) {
+    if (isHex && directive.alternate && value != 0) {
         parts.AddPrefix('0');
         parts.AddPrefix(isUpper ? 'X' : 'x');
     }
-    std::size_t least = spec.precision < 0 ? 1 : static_cast<std::size_t>(spec.precision);
-    if (base == 8 && spec.alternate) {
+    std::size_t least = directive.precision < 0 ? 1 : static_cast<std::size_t>(directive.precision);
+    if (base == 8 && directive.alternate) {
         least = std::max(least, parts.digitCount + 1); // one zero leads, which for 0 is all there is
     }
     parts.zeros = least > parts.digitCount ? least - parts.digitCount : 0;
-    parts.mayZeroPad = spec.precision < 0;
-    PutParts(out, spec, parts);
+    parts.mayZeroPad = directive.precision < 0;
+    PutParts(out, directive, parts);
 }
 
-void PutPointer(Output& out, const FormatSpec& spec, Arguments& arguments) noexcept {
+void PutPointer(Output& out, const FormatDirective& directive, Arguments& arguments) noexcept {
     constexpr std::size_t kDigits = sizeof(void*) * 2;
     auto value = reinterpret_cast<std::uintptr_t>(va_arg(arguments.list, void*));
     char digits[kDigits];
@@ -244,20 +244,20 @@ void PutPointer(Output& out, const FormatSpec& spec, Arguments& arguments) noexc
     parts.digits = digits;
     parts.digitCount = kDigits;
     parts.mayZeroPad = false;
-    PutParts(out, spec, parts);
+    PutParts(out, directive, parts);
 }
 
-void PutDouble(Output& out, const FormatSpec& spec, Arguments& arguments) noexcept {
-    const double value = spec.size == ArgumentSize::LongDouble
+void PutDouble(Output& out, const FormatDirective& directive, Arguments& arguments) noexcept {
+    const double value = directive.size == ArgumentSize::LongDouble
                              ? static_cast<double>(va_arg(arguments.list, long double))
                              : va_arg(arguments.list, double);
     text::DoubleText formatted;
-    text::FormatDouble(value, spec.conversion, spec.precision, spec.alternate, formatted);
+    text::FormatDouble(value, directive.conversion, directive.precision, directive.alternate, formatted);
     NumberParts parts;
-    AddSign(parts, spec, formatted.isNegative);
+    AddSign(parts, directive, formatted.isNegative);
     if (formatted.isHexadecimal) {
         parts.AddPrefix('0');
-        parts.AddPrefix(spec.conversion == L'A' ? 'X' : 'x');
+        parts.AddPrefix(directive.conversion == L'A' ? 'X' : 'x');
     }
     parts.digits = formatted.digits;
     parts.digitCount = formatted.digitCount;
@@ -265,10 +265,10 @@ void PutDouble(Output& out, const FormatSpec& spec, Arguments& arguments) noexce
     parts.tail = formatted.exponent;
     parts.tailCount = formatted.exponentCount;
     parts.mayZeroPad = formatted.isNumber;
-    PutParts(out, spec, parts);
+    PutParts(out, directive, parts);
 }
 
-using Putter = void (*)(Output& out, const FormatSpec& spec, Arguments& arguments) noexcept;
+using Putter = void (*)(Output& out, const FormatDirective& directive, Arguments& arguments) noexcept;
 
 // Null for what is printed as it stands.
 Putter PutterOf(wchar_t conversion) noexcept {
@@ -302,14 +302,14 @@ Putter PutterOf(wchar_t conversion) noexcept {
     }
 }
 
-void TakeStars(FormatSpec& spec, Arguments& arguments) noexcept {
-    if (spec.starWidth) {
+void TakeStars(FormatDirective& directive, Arguments& arguments) noexcept {
+    if (directive.starWidth) {
         const int width = va_arg(arguments.list, int);
-        spec.leftAligned = spec.leftAligned || width < 0;
-        spec.width = width < 0 ? (width == INT32_MIN ? INT32_MAX : -width) : width;
+        directive.leftAligned = directive.leftAligned || width < 0;
+        directive.width = width < 0 ? (width == INT32_MIN ? INT32_MAX : -width) : width;
     }
-    if (spec.starPrecision) {
-        spec.precision = std::max(va_arg(arguments.list, int), -1);
+    if (directive.starPrecision) {
+        directive.precision = std::max(va_arg(arguments.list, int), -1);
     }
 }
 
@@ -336,15 +336,15 @@ std::size_t FormatWideV(wchar_t* text, std::size_t capacity, const wchar_t* form
             at += 2;
             continue;
         }
-        FormatSpec spec = vxcio::text::ReadFormatSpec(at + 1);
-        const Putter put = PutterOf(spec.conversion);
+        FormatDirective directive = vxcio::text::ReadDirective(at + 1);
+        const Putter put = PutterOf(directive.conversion);
         if (put == nullptr) {
-            out.Put(std::wstring_view(at, static_cast<std::size_t>(spec.end - at)));
+            out.Put(std::wstring_view(at, static_cast<std::size_t>(directive.end - at)));
         } else {
-            TakeStars(spec, taken);
-            put(out, spec, taken);
+            TakeStars(directive, taken);
+            put(out, directive, taken);
         }
-        at = spec.end;
+        at = directive.end;
     }
     va_end(taken.list);
     return out.Finish();

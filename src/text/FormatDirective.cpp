@@ -1,4 +1,4 @@
-#include "text/FormatSpec.h"
+#include "text/FormatDirective.h"
 
 #include <algorithm>
 
@@ -16,22 +16,22 @@ int ReadNumber(const wchar_t*& at) noexcept {
     return static_cast<int>(number);
 }
 
-bool ReadFlag(wchar_t c, FormatSpec& spec) noexcept {
+bool ReadFlag(wchar_t c, FormatDirective& directive) noexcept {
     switch (c) {
     case L'-':
-        spec.leftAligned = true;
+        directive.leftAligned = true;
         return true;
     case L'0':
-        spec.zeroPadded = true;
+        directive.zeroPadded = true;
         return true;
     case L'+':
-        spec.plusSign = true;
+        directive.plusSign = true;
         return true;
     case L' ':
-        spec.blankSign = true;
+        directive.blankSign = true;
         return true;
     case L'#':
-        spec.alternate = true;
+        directive.alternate = true;
         return true;
     default:
         return false;
@@ -72,33 +72,33 @@ ArgumentSize ReadSize(const wchar_t*& at) noexcept {
 
 } // namespace
 
-FormatSpec ReadFormatSpec(const wchar_t* at) noexcept {
-    FormatSpec spec;
-    while (ReadFlag(*at, spec)) {
+FormatDirective ReadDirective(const wchar_t* at) noexcept {
+    FormatDirective directive;
+    while (ReadFlag(*at, directive)) {
         ++at;
     }
     if (*at == L'*') {
-        spec.starWidth = true;
+        directive.starWidth = true;
         ++at;
     } else {
-        spec.width = ReadNumber(at);
+        directive.width = ReadNumber(at);
     }
     if (*at == L'.') {
         ++at;
         if (*at == L'*') {
-            spec.starPrecision = true;
+            directive.starPrecision = true;
             ++at;
         } else if (*at == L'-') {
             ++at; // a negative precision counts as none
             ReadNumber(at);
         } else {
-            spec.precision = ReadNumber(at);
+            directive.precision = ReadNumber(at);
         }
     }
-    spec.size = ReadSize(at);
-    spec.conversion = *at;
-    spec.end = *at == 0 ? at : at + 1;
-    return spec;
+    directive.size = ReadSize(at);
+    directive.conversion = *at;
+    directive.end = *at == 0 ? at : at + 1;
+    return directive;
 }
 
 } // namespace vxcio::text

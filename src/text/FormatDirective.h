@@ -1,4 +1,4 @@
-// FormatSpec.h - one directive of a format string, read without taking an argument.
+// FormatDirective.h - one directive of a format string, read without taking an argument.
 #pragma once
 
 namespace vxcio::text {
@@ -6,7 +6,7 @@ namespace vxcio::text {
 // Width of an argument as its directive names it.
 enum class ArgumentSize { Default, Char, Short, Long, Bits32, Bits64, Pointer, Wide, LongDouble };
 
-struct FormatSpec {
+struct FormatDirective {
     bool leftAligned = false;
     bool zeroPadded = false;
     bool plusSign = false;
@@ -23,6 +23,6 @@ struct FormatSpec {
 
 // Reads the directive whose '%' stands in front of `at`. Numbers too large stop at a limit beyond every
 // capacity.
-FormatSpec ReadFormatSpec(const wchar_t* at) noexcept;
+FormatDirective ReadDirective(const wchar_t* at) noexcept;
 
 } // namespace vxcio::text
