@@ -1,0 +1,134 @@
+#include "frame/InnerSoftDataIO.h"
+
+#include "frame/Status.h"
+
+#include <new>
+
+namespace {
+constexpr int kScratchSize = 102400;
+}
+
+CInnerSoftDataIO::CInnerSoftDataIO(CSoftDataIO* /*outer*/) noexcept
+    : m_pScratch(new (std::nothrow) uint8[kScratchSize]) {
+    m_nScratchSize = m_pScratch ? kScratchSize : 0;
+}
+
+void CInnerSoftDataIO::AddReference() noexcept {
+    m_nReferences.fetch_add(1, std::memory_order_relaxed);
+}
+
+void CInnerSoftDataIO::Release() noexcept {
+    if (m_nReferences.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        delete this;
+    }
+}
+
+void CInnerSoftDataIO::ReleaseMD5() noexcept {
+    m_bMD5Running.store(0, std::memory_order_relaxed);
+    std::shared_ptr<vxcio::MD5Check> old;
+    {
+        const std::lock_guard lock(m_MD5Lock);
+        old.swap(m_pMD5);
+    }
+}
+
+std::shared_ptr<vxcio::MD5Check> CInnerSoftDataIO::MD5State() noexcept {
+    const std::lock_guard lock(m_MD5Lock);
+    return m_pMD5;
+}
+
+std::shared_ptr<vxcio::MD5Check> CInnerSoftDataIO::RunningMD5State() noexcept {
+    if (m_bMD5Running.load(std::memory_order_relaxed) == 0) {
+        return nullptr;
+    }
+    return MD5State();
+}
+
+int CInnerSoftDataIO::EnableMD5_Check(uint32 /*reserved*/) {
+    ReleaseMD5();
+    auto check = vxcio::MD5Check::Make();
+    if (!check) {
+        return 0;
+    }
+    const std::lock_guard lock(m_MD5Lock);
+    m_pMD5 = std::move(check);
+    return 1;
+}
+
+int CInnerSoftDataIO::BeginMD5_Check(uint32 /*reserved*/) {
+    m_bMD5Running.store(1, std::memory_order_relaxed);
+    return 1;
+}
+
+int CInnerSoftDataIO::StopMD5_Check(uint32 /*reserved*/) {
+    m_bMD5Running.store(0, std::memory_order_relaxed);
+    return 1;
+}
+
+void CInnerSoftDataIO::SetInfoCallBack(PFN_INFO_CALLBACK callback, void* context) {
+    m_pfnInfoCallBack = callback;
+    m_pInfoCallBackContext = context;
+}
+
+int CInnerSoftDataIO::FindFileClose() {
+    return 1;
+}
+
+int CInnerSoftDataIO::Close() {
+    ReleaseMD5();
+    return 1;
+}
+
+int CInnerSoftDataIO::GetXInfo(const wchar_t* /*path*/, ENUMIOInfo_TYPE /*type*/,
+                               SPlugStreamMediaInfo* /*info*/) {
+    return 1;
+}
+
+// The FTP session and file management are not part of this version: the operations below answer with their
+// failure.
+
+int CInnerSoftDataIO::Connect(FTPMODE /*mode*/, const wchar_t* /*host*/, const wchar_t* /*user*/,
+                              const wchar_t* /*password*/, int /*port*/, int /*unused*/) {
+    return static_cast<int>(VXC_STATUS_NOT_AVAILABLE);
+}
+
+int CInnerSoftDataIO::SetPASVMode(int /*passive*/) {
+    return 0;
+}
+
+int CInnerSoftDataIO::SetFindPath(const wchar_t* /*path*/) {
+    return 0;
+}
+
+int CInnerSoftDataIO::FindNextFile1(void* /*findData*/) {
+    return 0;
+}
+
+int CInnerSoftDataIO::IsFileExist(const wchar_t* /*path*/) {
+    return 0;
+}
+
+int CInnerSoftDataIO::DeleteFile1(const wchar_t* /*path*/) {
+    return 0;
+}
+
+int CInnerSoftDataIO::RenameFile(const wchar_t* /*oldPath*/, const wchar_t* /*newPath*/) {
+    return 0;
+}
+
+int CInnerSoftDataIO::MakeFolder(const wchar_t* /*path*/) {
+    return 0;
+}
+
+int CInnerSoftDataIO::DeleteFolder(const wchar_t* /*path*/) {
+    return 0;
+}
+
+int CInnerSoftDataIO::GetXDCAMMXFInfo(const wchar_t* /*path*/, PLUG_VIDEO_TYPE_& /*type*/, uint32& /*length*/,
+                                      uint32& /*audio*/, uint32& /*rate*/, uint32& /*scale*/) {
+    return 0;
+}
+
+uint64 CInnerSoftDataIO::GetXDCAMFreeSpace() {
+    return 0;
+}

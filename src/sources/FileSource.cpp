@@ -1,0 +1,196 @@
+#include "sources/FileSource.h"
+
+#include "filehandle/CallerFileFunctions.h"
+#include "frame/AlignedBlock.h"
+#include "frame/InnerSoftDataIO.h"
+#include "frame/Log.h"
+#include "frame/Settings.h"
+#include "frame/Status.h"
+#include "platform/DiskQueries.h"
+#include "sources/DiskProbes.h"
+
+#include <new>
+
+using namespace vxcio;
+
+namespace {
+
+constexpr uint32 kDefaultSectorSize = 512;
+constexpr uint32 kDefaultReadBlockSize = 0x100000;
+constexpr int kReadBlockShift = 20; // the setting counts MiB
+
+// Origins of Seek.
+constexpr uint32 kFromStart = 1;
+constexpr uint32 kFromEnd = 2;
+constexpr uint32 kFromCurrent = 3;
+
+} // namespace
+
+void CFileSource::BlockDeleter::operator()(uint8* block) const noexcept {
+    AlignedFree(block);
+}
+
+CFileSource::CFileSource() : m_dwSectorSize(kDefaultSectorSize), m_dwReadBlockSize(kDefaultReadBlockSize) {}
+
+CFileSource::~CFileSource() {
+    CFileSource::CloseFile();
+    CSoftDataIO::Close();
+}
+
+bool CFileSource::IsUnbuffered() const noexcept {
+    return (m_dwFlags & VXC_FILE_FLAG_NO_BUFFERING) != 0;
+}
+
+void CFileSource::ReadBlockSizeSetting() {
+    uint32 mebibytes = 0;
+    if (ReadSetting(L"ReadBlockSize", &mebibytes) == 0) {
+        return;
+    }
+    if (mebibytes != 0) {
+        m_dwReadBlockSize = mebibytes << kReadBlockShift;
+    }
+    LogTrace(L"CFileSource::OpenFile()-m_dwReadBlockSize = 0x%x bytes(Register = %d)", m_dwReadBlockSize,
+             mebibytes);
+}
+
+// Takes over the names. Only names of real paths are looked at; with a host's functions the second name is
+// ignored.
+void CFileSource::OpenNames(const wchar_t* fileName, const wchar_t* secondFileName) {
+    DELVXCIOID(fileName, &m_pIOCallbackSet);
+    m_strFile[0] = fileName;
+    if (m_pIOCallbackSet != nullptr) {
+        return;
+    }
+    const CVXCString root = m_strFile[0].Left(DiskQueries().rootLength(m_strFile[0]));
+    if (VXC_GetDriveTypeW(root) == VXC_DRIVE_CDROM) {
+        // The message is all that happens; users of optical drives look for it.
+        LogTrace(L"CFileSource::OpenFile--This is CDROM Path Name, Change to VXC_FILE_FLAG_SEQUENTIAL_SCAN");
+    }
+    if (secondFileName != nullptr && secondFileName[0] != 0) {
+        m_bTwoHandle = 1;
+        m_strFile[1] = secondFileName;
+    }
+}
+
+uint32 CFileSource::OpenFile(const wchar_t* fileName, uint32 flagsAndAttributes,
+                             const wchar_t* secondFileName, uint64 /*extra*/) {
+    CFileSource::CloseFile();
+    _VXC_LARGE_INTEGER frequency = {};
+    VXC_QueryPerformanceFrequency(&frequency);
+    m_ReadRate.SetFrequency(static_cast<uint64>(frequency.QuadPart));
+    m_pInner->m_qwFileSize = 0;
+    m_qwReadPos = 0;
+    m_qwFilePos = 0;
+    m_bPreRead = 0;
+    m_bTwoHandle = 0;
+    m_bKeepWindow = (flagsAndAttributes & VXC_FILE_FLAG_KEEP_WINDOW) != 0 ? 1 : 0;
+    m_dwFlags = flagsAndAttributes;
+    OpenNames(fileName == nullptr ? L"" : fileName, secondFileName);
+    ReadBlockSizeSetting();
+
+    m_pFile[0].reset(new (std::nothrow) CQLSoftFileHandle);
+    if (!m_pFile[0]) {
+        return VXC_STATUS_OPEN_READ;
+    }
+    const uint32 status =
+        m_pFile[0]->CreateFile(m_strFile[0], VXC_GENERIC_READ, VXC_FILE_SHARE_READ | VXC_FILE_SHARE_WRITE,
+                               nullptr, VXC_OPEN_EXISTING, m_dwFlags, nullptr, m_bTwoHandle);
+    m_dwSectorSize = kDefaultSectorSize;
+    if (status == VXC_STATUS_OK) {
+        m_dwSectorSize = GetDiskSectorSize(m_strFile[0]);
+    }
+    return status;
+}
+
+void CFileSource::LogClose(const wchar_t* step) const {
+    if (m_bTwoHandle == 0) {
+        LogTrace(L"this->%x:CFileSource::CloseFile(): SingleHandleMode: File1:%s -- %s", Low32(this),
+                 m_strFile[0].c_str(), step);
+    } else {
+        LogTrace(L"this->%x:CFileSource::CloseFile(): DoubleHandleMode: File1:%s, File2:%s -- %s",
+                 Low32(this), m_strFile[0].c_str(), m_strFile[1].c_str(), step);
+    }
+}
+
+uint32 CFileSource::CloseFile() {
+    if (!m_pFile[0]) {
+        return VXC_STATUS_OK;
+    }
+    LogClose(L"Begin");
+    m_qwReadPos = 0;
+    m_qwFilePos = 0;
+    CFileSource::DisablePreRead();
+    m_pAlignBuffer.reset();
+    m_dwAlignBufferSize = 0;
+    m_pWholeFile.reset();
+    m_qwWholeFileSize = 0;
+    for (auto& file : m_pFile) {
+        if (file) {
+            file->CloseFileHandle();
+            file.reset();
+        }
+    }
+    LogClose(L"End");
+    return VXC_STATUS_OK;
+}
+
+uint32 CFileSource::SetReadRepeat(uint32 enable) {
+    uint32 previous = 0;
+    for (auto& file : m_pFile) {
+        if (file) {
+            previous = file->SetRepeat(enable);
+        }
+    }
+    return previous;
+}
+
+void CFileSource::EnablePreRead(int /*bufferBytes*/, int /*minimumBytes*/) {}
+
+void CFileSource::DisablePreRead() {}
+
+uint32 CFileSource::IsPreReadMode() {
+    return m_bPreRead;
+}
+
+int CFileSource::CanSeek() {
+    return 1;
+}
+
+int CFileSource::ReadAt(uint64 /*position*/, uint8** /*data*/, int /*bytes*/) {
+    return 0;
+}
+
+int CFileSource::ReadPtr(uint8** /*data*/, int /*bytes*/) {
+    return 0;
+}
+
+int64 CFileSource::Seek(int64 offset, uint32 origin) {
+    // Sums wrap instead of overflowing.
+    uint64 position = static_cast<uint64>(m_qwFilePos.load(std::memory_order_relaxed));
+    if (origin == kFromStart) {
+        position = static_cast<uint64>(offset);
+    } else if (origin == kFromEnd) {
+        position = CFileSource::GetFileSize() + static_cast<uint64>(offset);
+    } else if (origin == kFromCurrent) {
+        position += static_cast<uint64>(offset);
+    }
+    m_qwFilePos.store(static_cast<int64>(position), std::memory_order_relaxed);
+    m_qwReadPos = static_cast<int64>(position);
+    return m_qwReadPos;
+}
+
+int CFileSource::Read(uint8* buffer, uint32 bytes) {
+    const int got = static_cast<int>(ReadFileWithTwoHandle(buffer, bytes));
+    m_qwReadPos += got;
+    return got;
+}
+
+uint64 CFileSource::GetFileSize() {
+    for (auto& file : m_pFile) {
+        if (file) {
+            m_pInner->m_qwFileSize = file->GetFileSize();
+            break;
+        }
+    }
+    return m_pInner->m_qwFileSize;
+}

@@ -1,0 +1,97 @@
+// FileSource.h - the source for local and network files: plain reading at any position and size, unbuffered
+// where asked, with the digest riding on the reads.
+//
+// Made by CPullDataSource at open; one thread at a time drives it. A failed open leaves its handle in place
+// until CloseFile. Opening again closes first.
+//
+// Read-ahead and reading from two copies are not part of this version: EnablePreRead has no effect, ReadAt
+// and ReadPtr give 0, and an open with a second name gives VXC_STATUS_NOT_AVAILABLE.
+#pragma once
+
+#include "filehandle/SoftFileHandle.h"
+#include "frame/SoftDataIO.h"
+#include "frame/VXCString.h"
+#include "sources/ReadRate.h"
+
+#include <atomic>
+#include <memory>
+
+namespace vxcio {
+class MD5Check;
+struct FileSourceInspector; // a door for tests
+} // namespace vxcio
+
+class CFileSource final : public CSoftDataSource {
+public:
+    CFileSource();
+    CFileSource(const CFileSource&) = delete;
+    CFileSource& operator=(const CFileSource&) = delete;
+    ~CFileSource() override;
+
+    int GetMD5_check(uint32 type, uint8*& digest, int& length) override;
+
+    uint32 OpenFile(const wchar_t* fileName, uint32 flagsAndAttributes, const wchar_t* secondFileName,
+                    uint64 extra) override;
+    uint32 CloseFile() override;
+    uint32 SetReadRepeat(uint32 enable) override;
+    void EnablePreRead(int bufferBytes, int minimumBytes) override;
+    void DisablePreRead() override;
+    uint32 IsPreReadMode() override;
+    int CanSeek() override;
+    int ReadAt(uint64 position, uint8** data, int bytes) override;
+    int ReadPtr(uint8** data, int bytes) override;
+    int64 Seek(int64 offset, uint32 origin) override;
+    int Read(uint8* buffer, uint32 bytes) override;
+    uint64 GetFileSize() override;
+
+    // False when memory lacked for the inner object.
+    bool IsComplete() const noexcept { return m_pInner != nullptr; }
+
+private:
+    friend struct vxcio::FileSourceInspector;
+
+    // One read as the file will see it: widened to whole sectors where it must be.
+    struct Request {
+        uint64 pos;    // where the file is read
+        uint32 want;   // how much of it
+        uint32 head;   // bytes of it in front of the caller's
+        uint32 tail;   // bytes of it behind the caller's
+        uint8* target; // where they go: the caller's buffer or the bounce buffer
+    };
+
+    // Takes data from the file at m_qwFilePos and moves it. Bytes; 0 at the end or a failure. Despite its
+    // name it serves one file as well.
+    uint32 ReadFileWithTwoHandle(uint8* buffer, uint32 bytes);
+    uint32 ReadWholeFile(uint8* buffer, uint32 bytes);
+    bool Plan(uint8* buffer, uint32 bytes, Request& request);
+    bool GrowBounceBuffer(uint64 want);
+    bool CatchUpMD5(vxcio::MD5Check& check, uint64 pos);
+    bool FinishMD5(vxcio::MD5Check& check, uint64 size);
+    uint32 ReadFile1(uint8* buffer, uint32 bytes);
+    bool IsUnbuffered() const noexcept;
+    void ReadBlockSizeSetting();
+    void OpenNames(const wchar_t* fileName, const wchar_t* secondFileName);
+    void LogClose(const wchar_t* step) const;
+
+    struct BlockDeleter {
+        void operator()(uint8* block) const noexcept;
+    };
+    using Block = std::unique_ptr<uint8, BlockDeleter>; // an aligned block
+
+    uint32 m_bKeepWindow = 0;
+    vxcio::SReadRate m_ReadRate;
+    std::unique_ptr<CQLSoftFileHandle> m_pFile[2]; // File1 and File2
+    int64 m_qwReadPos = 0;                         // the position that callers see
+    std::atomic<int64> m_qwFilePos{0};             // next position to read from the file
+    uint32 m_dwFlags = 0;
+    uint32 m_dwSectorSize;
+    CVXCString m_strFile[2];
+    uint32 m_bTwoHandle = 0;
+    uint32 m_bPreRead = 0;
+    uint32 m_dwReadBlockSize;
+    Block m_pAlignBuffer; // bounce buffer of unbuffered reads
+    uint32 m_dwAlignBufferSize = 0;
+    void* m_pIOCallbackSet = nullptr; // only as a flag: the name goes to a host's functions
+    Block m_pWholeFile;               // the whole file in memory, or null
+    uint64 m_qwWholeFileSize = 0;
+};
