@@ -1,0 +1,52 @@
+#include "frame/AlignedBlock.h"
+
+#include <bit>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+namespace vxcio {
+
+namespace {
+
+using Distance = uint16;
+
+// The largest alignment whose distances, up to alignment + 1, still fit the two bytes.
+constexpr std::size_t kMaximumAlignment = 32768;
+
+} // namespace
+
+uint8* AlignedAlloc(std::size_t size, std::size_t alignment) noexcept {
+    if (alignment != 0 && (!std::has_single_bit(alignment) || alignment > kMaximumAlignment)) {
+        return nullptr;
+    }
+    const std::size_t extra = alignment + sizeof(Distance);
+    if (size > SIZE_MAX - extra) {
+        return nullptr;
+    }
+    auto* const start = static_cast<uint8*>(std::calloc(1, size + extra));
+    if (start == nullptr) {
+        return nullptr;
+    }
+    std::size_t distance = sizeof(Distance);
+    if (alignment != 0) {
+        const std::uintptr_t earliest = reinterpret_cast<std::uintptr_t>(start) + sizeof(Distance);
+        distance += (alignment - earliest % alignment) % alignment;
+    }
+    uint8* const block = start + distance;
+    // By memcpy: without an alignment the two bytes may lie at an odd address.
+    const auto stored = static_cast<Distance>(distance);
+    std::memcpy(block - sizeof stored, &stored, sizeof stored);
+    return block;
+}
+
+void AlignedFree(uint8* block) noexcept {
+    if (block == nullptr) {
+        return;
+    }
+    Distance stored = 0;
+    std::memcpy(&stored, block - sizeof stored, sizeof stored);
+    std::free(block - stored);
+}
+
+} // namespace vxcio
