@@ -1,0 +1,194 @@
+#include "frame/SystemLayer.h"
+#include "sysu/LastError.h"
+#include "sysu/posix/Clock.h"
+#include "sysu/posix/Futex.h"
+#include "sysu/posix/WaitObject.h"
+
+namespace vxcio::sysu {
+
+namespace {
+
+// Cores of this thread as last seen: asked once, and again after each look in vain, on the way to sleep.
+constinit thread_local uint32 t_cores = 0;
+
+// Looks between two glances at the clock.
+constexpr int kLooksPerClock = 16;
+
+// Keeps the objects of a wait alive.
+class References {
+public:
+    explicit References(const Waiter& waiter) noexcept : m_waiter(waiter) {
+        for (uint32 i = 0; i < m_waiter.count; ++i) {
+            AddReference(*m_waiter.links[i].object);
+        }
+    }
+    ~References() {
+        for (uint32 i = 0; i < m_waiter.count; ++i) {
+            DropReference(*m_waiter.links[i].object);
+        }
+    }
+    References(const References&) = delete;
+    References& operator=(const References&) = delete;
+
+private:
+    const Waiter& m_waiter;
+};
+
+// Whether the wait would end if it looked closer; a guess, since nothing stands still.
+bool SeemsReady(const Waiter& waiter) noexcept {
+    for (uint32 i = 0; i < waiter.count; ++i) {
+        const bool signalled = (waiter.links[i].object->word.load() & kSignalled) != 0;
+        if (signalled != waiter.all) {
+            return signalled;
+        }
+    }
+    return waiter.all;
+}
+
+// Takes what the wait asks for, if it is there now.
+bool TakeNow(Waiter& waiter) noexcept {
+    if (waiter.count == 1) {
+        return TryTake(*waiter.links[0].object);
+    }
+    const std::lock_guard lock(WaitLock());
+    EnterQueues(waiter);
+    const bool taken = TakeIfReady(waiter);
+    LeaveQueues(waiter);
+    return taken;
+}
+
+// Looks for a few microseconds. An auto-reset event with a queue serves the queue first: no use to look.
+bool SpinAndTake(Waiter& waiter, uint64 start) noexcept {
+    WaitObject& first = *waiter.links[0].object;
+    if (waiter.count == 1 && first.kind == WaitKind::AutoEvent && first.word.load() >= kOneWaiter) {
+        return false;
+    }
+    if (t_cores == 0) {
+        t_cores = UsableCores();
+    }
+    if (!first.spin.ShouldSpin(t_cores)) {
+        return false;
+    }
+    do {
+        for (int look = 0; look < kLooksPerClock; ++look) {
+            SpinPause();
+            if (SeemsReady(waiter) && TakeNow(waiter)) {
+                first.spin.Paid();
+                return true;
+            }
+        }
+    } while (MonotonicNanoseconds() - start < kSpinNanoseconds);
+    first.spin.InVain();
+    t_cores = UsableCores();
+    return false;
+}
+
+// Sleeps until the wait is satisfied or its time has come. The wait stands in the queues.
+bool Sleep(Waiter& waiter, uint64 deadline) noexcept {
+    for (;;) {
+        uint32 word = kWaiterAwake;
+        waiter.word.compare_exchange_strong(word, kWaiterAsleep);
+        if (word == kWaiterDone) {
+            return true;
+        }
+        if (!FutexWait(waiter.word, kWaiterAsleep, deadline)) {
+            const std::lock_guard lock(WaitLock());
+            if (!waiter.satisfied) {
+                LeaveQueues(waiter);
+                return false;
+            }
+            // Satisfied just in time, and about to be woken.
+            deadline = kNoDeadline;
+        }
+    }
+}
+
+uint32 WaitSlowly(Waiter& waiter, uint32 milliseconds) noexcept {
+    const References references(waiter);
+    const uint64 start = MonotonicNanoseconds();
+    if (SpinAndTake(waiter, start)) {
+        return waiter.index;
+    }
+    {
+        const std::lock_guard lock(WaitLock());
+        EnterQueues(waiter);
+        if (TakeIfReady(waiter)) {
+            LeaveQueues(waiter);
+            return waiter.index;
+        }
+    }
+    if (!Sleep(waiter, DeadlineAfter(start, milliseconds))) {
+        return VXC_WAIT_TIMEOUT;
+    }
+    if (waiter.signalledAt - start < kSpinNanoseconds) {
+        waiter.links[0].object->spin.Paid();
+    }
+    return waiter.index;
+}
+
+bool HoldsOneTwice(WaitObject* const* objects, uint32 count) noexcept {
+    for (uint32 i = 1; i < count; ++i) {
+        for (uint32 k = 0; k < i; ++k) {
+            if (objects[i] == objects[k]) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+} // namespace vxcio::sysu
+
+using namespace vxcio::sysu;
+
+uint32 VXC_WaitForSingleObject(void* handle, uint32 milliseconds) noexcept {
+    WaitObject* object = WaitObjectOf(handle);
+    if (object == nullptr) {
+        return VXC_WAIT_FAILED;
+    }
+    if (TryTake(*object)) {
+        return VXC_WAIT_OBJECT_0;
+    }
+    if (milliseconds == 0) {
+        return VXC_WAIT_TIMEOUT;
+    }
+    WaitLink link;
+    link.object = object;
+    Waiter waiter(&link, 1, false);
+    return WaitSlowly(waiter, milliseconds);
+}
+
+uint32 VXC_WaitForMultipleObjects(uint32 count, void* const* handles, int waitAll,
+                                  uint32 milliseconds) noexcept {
+    if (count == 0 || count > VXC_MAXIMUM_WAIT_OBJECTS || handles == nullptr) {
+        SetLastError(VXC_ERROR_INVALID_PARAMETER);
+        return VXC_WAIT_FAILED;
+    }
+    WaitObject* objects[VXC_MAXIMUM_WAIT_OBJECTS];
+    for (uint32 i = 0; i < count; ++i) {
+        objects[i] = WaitObjectOf(handles[i]);
+        if (objects[i] == nullptr) {
+            return VXC_WAIT_FAILED;
+        }
+    }
+    const bool all = waitAll != 0 && count > 1;
+    if (all && HoldsOneTwice(objects, count)) {
+        SetLastError(VXC_ERROR_INVALID_PARAMETER);
+        return VXC_WAIT_FAILED;
+    }
+    // The first object is the one that wins anyway.
+    if (!all && TryTake(*objects[0])) {
+        return VXC_WAIT_OBJECT_0;
+    }
+    WaitLink links[VXC_MAXIMUM_WAIT_OBJECTS];
+    for (uint32 i = 0; i < count; ++i) {
+        links[i].object = objects[i];
+    }
+    Waiter waiter(links, count, all);
+    if (TakeNow(waiter)) {
+        return waiter.index;
+    }
+    return milliseconds == 0 ? VXC_WAIT_TIMEOUT : WaitSlowly(waiter, milliseconds);
+}
