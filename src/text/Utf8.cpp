@@ -31,15 +31,17 @@ void Append(std::string& out, char32_t c) {
     }
 }
 
-void Append(std::wstring& out, char32_t c) {
+// One element, or two for what 16 bits do not hold; how many.
+std::size_t ToUnits(char32_t c, wchar_t (&units)[2]) {
     if constexpr (sizeof(wchar_t) == 2) {
         if (c >= 0x10000) {
-            out += static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10));
-            out += static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
-            return;
+            units[0] = static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10));
+            units[1] = static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+            return 2;
         }
     }
-    out += static_cast<wchar_t>(c);
+    units[0] = static_cast<wchar_t>(c);
+    return 1;
 }
 
 // The code point at `index`, which moves behind it. Pairs of 16-bit units are joined.
@@ -110,19 +112,23 @@ std::string ToUtf8(std::wstring_view text) {
     return out;
 }
 
+std::size_t TakeUtf8(std::string_view bytes, std::size_t& index, wchar_t (&units)[2]) noexcept {
+    char32_t c = 0;
+    const std::size_t length = Decode(bytes, index, c);
+    if (length == 0) {
+        c = kEscapeBase + static_cast<std::uint8_t>(bytes[index]);
+    }
+    index += length == 0 ? 1 : length;
+    return ToUnits(c, units);
+}
+
 std::wstring FromUtf8(std::string_view bytes) {
     std::wstring out;
     out.reserve(bytes.size());
+    wchar_t units[2] = {};
     for (std::size_t i = 0; i < bytes.size();) {
-        char32_t c = 0;
-        const std::size_t length = Decode(bytes, i, c);
-        if (length == 0) {
-            out += static_cast<wchar_t>(kEscapeBase + static_cast<std::uint8_t>(bytes[i]));
-            ++i;
-        } else {
-            Append(out, c);
-            i += length;
-        }
+        const std::size_t count = TakeUtf8(bytes, i, units);
+        out.append(units, count);
     }
     return out;
 }
