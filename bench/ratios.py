@@ -1,0 +1,55 @@
+#!/usr/bin/env python3
+"""Puts the results of one benchmark run side by side.
+
+Reads the JSON of Google Benchmark with repetitions from the files named, or from standard input. Names have
+the form WORK/WHO[/SIZE]; for each work and size the entry of "library" is compared with each other one:
+median times, and the ratio of speeds, above 1 where the library is faster.
+"""
+import json
+import statistics
+import sys
+
+
+def collect(documents):
+    """{(work, size): {who: [nanoseconds of each repetition]}}, in the order of appearance."""
+    works = {}
+    scale = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+    for document in documents:
+        for run in document["benchmarks"]:
+            if run.get("run_type") == "aggregate" or run.get("error_occurred"):
+                continue
+            parts = [p for p in run["name"].split("/") if p not in ("real_time", "manual_time")]
+            work, who = parts[0], parts[1]
+            size = "/".join(p for p in parts[2:] if not p.startswith(("repeats:", "iterations:", "min_time:")))
+            times = works.setdefault((work, size), {}).setdefault(who, [])
+            times.append(run["real_time"] * scale[run["time_unit"]])
+    return works
+
+
+def size_name(size):
+    if not size.isdigit():
+        return size
+    for unit, name in ((1 << 20, "MiB"), (1 << 10, "KiB")):
+        if int(size) % unit == 0:
+            return f"{int(size) // unit} {name}"
+    return size
+
+
+def main():
+    documents = [json.load(open(name, encoding="utf-8")) for name in sys.argv[1:]] or [json.load(sys.stdin)]
+    print("| work | library, median | peer | its median | speed of the library, peer = 1 |")
+    print("|---|---|---|---|---|")
+    for (work, size), entries in collect(documents).items():
+        own = entries.get("library")
+        if not own:
+            continue
+        label = f"{work} {size_name(size)}".strip()
+        for who, times in entries.items():
+            if who == "library":
+                continue
+            mine, peer = statistics.median(own), statistics.median(times)
+            print(f"| {label} | {mine:,.1f} ns | {who} | {peer:,.1f} ns | {peer / mine:.3f} |")
+
+
+if __name__ == "__main__":
+    main()
