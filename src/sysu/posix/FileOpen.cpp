@@ -15,6 +15,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 using namespace vxcio;
 using namespace vxcio::sysu;
@@ -182,8 +183,8 @@ bool Prepare(const OpenRequest& request, Descriptor& descriptor, FileObject& fil
         return false;
     }
     // Only now, so that a file in use keeps its content.
-    const bool isCut = request.disposition == VXC_TRUNCATE_EXISTING ||
-                       (request.disposition == VXC_CREATE_ALWAYS && existed);
+    const bool isCut =
+        request.disposition == VXC_TRUNCATE_EXISTING || (request.disposition == VXC_CREATE_ALWAYS && existed);
     if (isCut && S_ISREG(facts.st_mode) && !CutToNothing(descriptor.Get())) {
         SetLastSystemError(errno);
         return false;
@@ -221,8 +222,8 @@ void* Open(const wchar_t* name, OpenRequest& request) {
     file->writable = request.write;
     file->deleteOnClose = (request.flags & VXC_FILE_FLAG_DELETE_ON_CLOSE) != 0;
     file->descriptor = descriptor.Take();
-    const bool isMadeOverExisting = existed && (request.disposition == VXC_CREATE_ALWAYS ||
-                                                request.disposition == VXC_OPEN_ALWAYS);
+    const bool isMadeOverExisting =
+        existed && (request.disposition == VXC_CREATE_ALWAYS || request.disposition == VXC_OPEN_ALWAYS);
     SetLastError(isMadeOverExisting ? VXC_ERROR_ALREADY_EXISTS : VXC_ERROR_SUCCESS);
     return file.release();
 }
@@ -249,9 +250,11 @@ bool Unlink(int descriptor) {
 void* VXC_CreateFileW(const wchar_t* name, uint32 access, uint32 share, VXC_SECURITY_ATTRIBUTES*,
                       uint32 disposition, uint32 flags, void*) noexcept {
     try {
-        OpenRequest request{{},    (access & (VXC_GENERIC_READ | kGenericAll)) != 0,
+        OpenRequest request{{},
+                            (access & (VXC_GENERIC_READ | kGenericAll)) != 0,
                             (access & (VXC_GENERIC_WRITE | kGenericAll)) != 0,
-                            share, disposition,
+                            share,
+                            disposition,
                             flags};
         return Open(name, request);
     } catch (...) {

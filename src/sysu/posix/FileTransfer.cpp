@@ -54,7 +54,8 @@ int VXC_ReadFile(void* file, void* buffer, uint32 bytes, unsigned long* done,
     uint32 moved = 0;
     int result = 1;
     while (moved < bytes) {
-        const ssize_t part = ::read(object->descriptor, target + moved, std::min(bytes - moved, kLongestTransfer));
+        const ssize_t part =
+            ::read(object->descriptor, target + moved, std::min(bytes - moved, kLongestTransfer));
         if (part > 0) {
             moved += static_cast<uint32>(part);
         } else if (part == 0) {

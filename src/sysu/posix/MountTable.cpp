@@ -21,7 +21,8 @@ std::string_view TakeUntil(std::string_view& text, char separator) {
     return part;
 }
 
-template <class Number> bool ReadNumber(std::string_view text, Number& number) {
+template <class Number>
+bool ReadNumber(std::string_view text, Number& number) {
     const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
     return result.ec == std::errc{} && result.ptr == text.data() + text.size();
 }
@@ -36,7 +37,8 @@ std::string Unescape(std::string_view text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '\\' && text.size() - i >= 4 && IsOctal(text[i + 1]) && IsOctal(text[i + 2]) &&
             IsOctal(text[i + 3])) {
-            out += static_cast<char>((text[i + 1] - '0') * 64 + (text[i + 2] - '0') * 8 + (text[i + 3] - '0'));
+            out +=
+                static_cast<char>((text[i + 1] - '0') * 64 + (text[i + 2] - '0') * 8 + (text[i + 3] - '0'));
             i += 3;
         } else {
             out += text[i];

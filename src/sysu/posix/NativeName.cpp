@@ -112,7 +112,9 @@ bool SplitShareName(std::wstring_view name, ShareName& split) {
     split.server = ToUtf8(name.substr(0, server));
     split.share = ToUtf8(name.substr(server + 1, share - server - 1));
     split.rest = name.substr(share);
-    const auto isFolder = [](const std::string& part) { return !part.empty() && part != "." && part != ".."; };
+    const auto isFolder = [](const std::string& part) {
+        return !part.empty() && part != "." && part != "..";
+    };
     return isFolder(split.server) && isFolder(split.share);
 }
 
