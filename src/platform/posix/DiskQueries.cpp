@@ -1,6 +1,7 @@
 #include "platform/DiskQueries.h"
 
 #include "frame/SystemLayer.h"
+#include "platform/posix/SectorRule.h"
 #include "sysu/HostControl.h"
 #include "text/FoldCase.h"
 
@@ -28,22 +29,16 @@ bool IsDrive(std::wstring_view path) noexcept {
            IsSeparator(path[2]);
 }
 
-// What lies behind a network or a program has no sectors of its own.
-bool HasSectors(const DiskFacts& facts) noexcept {
-    const std::string_view fileSystem(facts.fileSystem);
-    return facts.sectorSize != 0 && facts.driveType != VXC_DRIVE_REMOTE && fileSystem != "?" &&
-           !fileSystem.starts_with("fuse");
-}
-
 int GetDiskFreeSpace(const wchar_t* root, uint32* bytesPerSector) {
     if (root == nullptr || IsShare(root)) {
         return 0;
     }
     DiskFacts facts = {};
-    if (QueryDisk(root, &facts) == 0 || !HasSectors(facts)) {
+    const uint32 bytes = QueryDisk(root, &facts) == 0 ? 0 : SectorsToTell(facts);
+    if (bytes == 0) {
         return 0;
     }
-    *bytesPerSector = facts.sectorSize;
+    *bytesPerSector = bytes;
     return 1;
 }
 
