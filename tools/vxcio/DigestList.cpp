@@ -39,7 +39,9 @@ std::optional<DigestLine> Make(std::string_view digits, std::string_view name, b
     if (!plain) {
         return std::nullopt;
     }
-    return DigestLine{*digest, *plain, "\\" + std::string(name)};
+    std::string printed = "\\";
+    printed += name;
+    return DigestLine{*digest, *plain, printed};
 }
 
 } // namespace

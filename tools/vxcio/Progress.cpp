@@ -26,7 +26,9 @@ std::string Shorten(std::string_view label) {
     while (!label.empty() && (static_cast<unsigned char>(label.front()) & 0xC0u) == 0x80u) {
         label.remove_prefix(1);
     }
-    return "..." + std::string(label);
+    std::string out = "...";
+    out += label;
+    return out;
 }
 
 std::string Minutes(double seconds) {
