@@ -42,7 +42,7 @@ CLI::Validator SizeUpTo(uint64 least, uint64 most) {
             }
             return {};
         },
-        "SIZE");
+        "");
 }
 
 // Adds an option that takes a size; `take` gets the number.
@@ -51,12 +51,48 @@ CLI::Option* AddSize(CLI::App& app, const std::string& name, const std::string& 
     CLI::Option* option = app.add_option_function<std::string>(
         name, [take](const std::string& text) { take(ParseSize(text).value_or(0)); }, help);
     option->check(SizeUpTo(least, most));
-    return option->type_name("");
+    return option->type_name("SIZE");
 }
 
-// Names are taken letter for letter: without the last call the parser would take "[a,b]" apart.
 void AddNames(CLI::App& app, Options& options, const std::string& help) {
-    app.add_option("NAME", options.names, help)->required()->type_name("")->allow_extra_args(false);
+    app.add_option("NAME", options.names, help)->required()->type_name("");
+}
+
+// The parser takes "[a,b]" apart into two names. A mark at its end keeps such a name whole.
+constexpr char kWhole = '\x01';
+
+std::vector<std::string> Guarded(int argc, char** argv) {
+    std::vector<std::string> arguments;
+    for (int i = argc - 1; i > 0; --i) { // the parser wants them from the last to the first
+        arguments.emplace_back(argv[i]);
+        if (arguments.back().starts_with('[')) {
+            arguments.back() += kWhole;
+        }
+    }
+    return arguments;
+}
+
+void Unguard(std::string& text) {
+    if (text.starts_with('[') && text.ends_with(kWhole)) {
+        text.pop_back();
+    }
+}
+
+void Unguard(std::optional<std::string>& text) {
+    if (text) {
+        Unguard(*text);
+    }
+}
+
+void Unguard(Options& options) {
+    for (std::string& name : options.names) {
+        Unguard(name);
+    }
+    Unguard(options.logFile);
+    Unguard(options.settingsFile);
+    Unguard(options.setting);
+    Unguard(options.value);
+    Unguard(options.section);
 }
 
 CLI::App* AddVerb(CLI::App& parent, const std::string& name, const std::string& help) {
@@ -157,7 +193,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options& options) {
     AddMd5(app, options);
     AddSettings(app, options);
     try {
-        app.parse(argc, argv);
+        app.parse(Guarded(argc, argv));
     } catch (const CLI::ParseError& error) {
         std::ostringstream out;
         std::ostringstream complaint;
@@ -169,6 +205,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options& options) {
         PrintErrorLine("Run 'vxcio --help', or 'vxcio VERB --help'.");
         return kExitUsage;
     }
+    Unguard(options);
     return std::nullopt;
 }
 

@@ -220,10 +220,14 @@ int List(const Options& options) {
         return kExitOk;
     }
     std::string out;
-    out += "machine: " + Shown(machine) + "\nuser:    " + Shown(user) + "\n";
+    if (options.settingsFile) {
+        out += "file: " + Shown(user) + "\n";
+    } else {
+        out += "machine: " + Shown(machine) + "\nuser:    " + Shown(user) + "\n";
+    }
     std::wstring section;
     for (const ListEntry& entry : entries) {
-        if (out.empty() || section != entry.section) {
+        if (section != entry.section) {
             section = entry.section;
             out += "\n[" + Shown(Narrow(section)) + "]\n";
         }
