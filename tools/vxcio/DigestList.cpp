@@ -39,8 +39,11 @@ std::optional<DigestLine> Make(std::string_view digits, std::string_view name, b
     if (!plain) {
         return std::nullopt;
     }
-    std::string printed = "\\";
-    printed += name;
+    std::string printed = *plain;
+    if (plain->find('\n') != std::string::npos) { // what else is escaped does not tear a line of messages
+        printed = "\\";
+        printed += name;
+    }
     return DigestLine{*digest, *plain, printed};
 }
 
