@@ -22,7 +22,7 @@ protected:
     void SetUp() override {
         m_file = m_folder.Path() / "m\xC3\xB6 dule" / "PathProbe.so";
         fs::create_directories(m_file.parent_path());
-        fs::copy_file(fs::path(VXC_TEST_LIBRARY_DIR) / "PathProbe.so", m_file);
+        fs::copy_file(fs::path(VXC_TEST_LIBRARY_DIR) / "platform" / "PathProbe.so", m_file);
         m_library = dlopen(m_file.c_str(), RTLD_NOW | RTLD_LOCAL);
         ASSERT_NE(m_library, nullptr) << dlerror();
     }

@@ -84,6 +84,14 @@ FaultRule Hold(Op op, const Gate& gate) {
     return rule;
 }
 
+FaultRule Answer(Op op, uint32 result) {
+    FaultRule rule;
+    rule.m_kind = FaultRule::Kind::Answer;
+    rule.m_ops = {op};
+    rule.m_answer = result;
+    return rule;
+}
+
 namespace forwarding {
 
 namespace {

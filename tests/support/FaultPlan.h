@@ -58,8 +58,9 @@ private:
     friend FaultRule FailAny();
     friend FaultRule CutShort(Op op, uint32 bytes);
     friend FaultRule Hold(Op op, const Gate& gate);
+    friend FaultRule Answer(Op op, uint32 result);
 
-    enum class Kind { Fail, Cut, Hold };
+    enum class Kind { Fail, Cut, Hold, Answer };
 
     Kind m_kind = Kind::Fail;
     std::vector<Op> m_ops;
@@ -68,6 +69,7 @@ private:
     bool m_afterEffect = false;
     uint32 m_error = kInjectedError;
     uint32 m_cutTo = 0;
+    uint32 m_answer = 0;
     std::shared_ptr<Gate::State> m_gate;
     std::optional<std::thread::id> m_onlyThread;
     std::optional<std::thread::id> m_notThread;
@@ -86,6 +88,8 @@ FaultRule FailAny();
 FaultRule CutShort(Op op, uint32 bytes);
 // The call stands at the gate.
 FaultRule Hold(Op op, const Gate& gate);
+// The real call is not made and this is its result, with last error 0; for operations with a 32-bit result.
+FaultRule Answer(Op op, uint32 result);
 
 // In force from its construction to its destruction; one at a time, on all threads. Any thread may call its
 // functions. Calls that a gate still holds when the plan ends go on by the rules that held then.

@@ -99,6 +99,10 @@ void PlanState::Apply(const Entry& entry, const CallFacts& facts, Verdict& verdi
         verdict.cutTo = std::min(rule.m_cutTo, verdict.cutTo.value_or(rule.m_cutTo));
         line += " cut to " + std::to_string(rule.m_cutTo) + " bytes";
         break;
+    case FaultRule::Kind::Answer:
+        verdict.answer = rule.m_answer;
+        line += " answered with " + std::to_string(rule.m_answer);
+        break;
     case FaultRule::Kind::Hold:
         (rule.m_afterEffect ? verdict.after : verdict.before).push_back(rule.m_gate);
         line += std::string(" held ") + (rule.m_afterEffect ? "after" : "before") + " its effect";

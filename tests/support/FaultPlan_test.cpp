@@ -33,6 +33,10 @@ protected:
         m_file = Open("clip", access);
         ASSERT_NE(m_file, VXC_INVALID_HANDLE);
     }
+    void* OpenAlone(const char* name) {
+        return VXC_CreateFileW(m_folder.Wide(name).c_str(), VXC_GENERIC_WRITE, 0, nullptr, VXC_OPEN_EXISTING,
+                               0, nullptr);
+    }
     int Read(uint32 bytes) {
         m_done = 99;
         std::memset(m_buffer, 0, sizeof m_buffer);
@@ -90,11 +94,8 @@ TEST_F(FaultPlanTest, WhatAFailedCallMadeIsClosedAgain) {
                                  0, nullptr);
     EXPECT_EQ(file, VXC_INVALID_HANDLE);
     EXPECT_TRUE(std::filesystem::exists(m_folder.Path() / "new"));
-    // Nobody holds the file: it can be had for this handle alone.
-    file = VXC_CreateFileW(m_folder.Wide("new").c_str(), VXC_GENERIC_WRITE, 0, nullptr, VXC_OPEN_EXISTING, 0,
-                           nullptr);
-    ASSERT_NE(file, VXC_INVALID_HANDLE);
-    VXC_CloseFile(file);
+    m_file = OpenAlone("new"); // nobody holds it
+    EXPECT_NE(m_file, VXC_INVALID_HANDLE);
     plan.Add(Fail(Op::VXC_CreateEventW).AfterEffect());
     EXPECT_EQ(VXC_CreateEventW(nullptr, 0, 0, nullptr), nullptr);
 }
@@ -112,14 +113,15 @@ TEST_F(FaultPlanTest, AThreadThatFailsToStartNeverRuns) {
 TEST_F(FaultPlanTest, ACloseThatWasSuppressedIsMadeGoodAtTheEnd) {
     {
         FaultPlan plan;
-        void* file = VXC_CreateFileW(m_folder.Wide("clip").c_str(), VXC_GENERIC_WRITE, 0, nullptr,
-                                     VXC_OPEN_EXISTING, 0, nullptr);
+        void* file = OpenAlone("clip");
+        ASSERT_NE(file, VXC_INVALID_HANDLE);
         plan.Add(Fail(Op::VXC_CloseFile));
         EXPECT_EQ(VXC_CloseFile(file), 0);
-        EXPECT_EQ(Open("clip", VXC_GENERIC_WRITE), VXC_INVALID_HANDLE); // still held
-        EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_SHARING_VIOLATION);
+        EXPECT_EQ(OpenAlone("clip"), VXC_INVALID_HANDLE);
+        EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_SHARING_VIOLATION); // still held
     }
-    OpenClip(VXC_GENERIC_WRITE);
+    m_file = OpenAlone("clip");
+    EXPECT_NE(m_file, VXC_INVALID_HANDLE);
 }
 
 TEST_F(FaultPlanTest, ACloseThatWasRepeatedIsNotMadeTwice) {

@@ -149,6 +149,12 @@ Result Planned(PlanState& plan, Result failure, Real real, const Arguments& argu
     for (const auto& gate : verdict.before) {
         Gate::Pass(*gate);
     }
+    if constexpr (std::is_same_v<Result, uint32> || std::is_same_v<Result, int>) {
+        if (verdict.answer) {
+            InjectError(plan, VXC_ERROR_SUCCESS);
+            return static_cast<Result>(*verdict.answer);
+        }
+    }
     if (verdict.fail && (!verdict.afterEffect || FailsWithoutEffect(op))) {
         if constexpr (IsTransfer(op)) {
             if (std::get<3>(arguments) != nullptr) {

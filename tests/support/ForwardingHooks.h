@@ -28,6 +28,7 @@ struct Verdict {
     bool afterEffect = false;
     uint32 error = 0;
     std::optional<uint32> cutTo;
+    std::optional<uint32> answer;
     std::vector<std::shared_ptr<Gate::State>> before;
     std::vector<std::shared_ptr<Gate::State>> after;
 };

@@ -17,8 +17,7 @@ TEST(Utf8Test, EveryByteThatIsNoUtf8SurvivesTheRoundTrip) {
     }
     EXPECT_EQ(ToUtf8(FromUtf8(bytes)), bytes);
     // Overlong, surrogate, beyond the last code point, cut short.
-    for (const char* odd :
-         {"\xC0\x80", "\xE0\x80\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "\xF0\x9F"}) {
+    for (const char* odd : {"\xC0\x80", "\xE0\x80\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "\xF0\x9F"}) {
         EXPECT_EQ(ToUtf8(FromUtf8(odd)), odd);
         EXPECT_EQ(FromUtf8(odd).size(), std::string(odd).size());
     }

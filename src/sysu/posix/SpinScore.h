@@ -1,9 +1,16 @@
-// SpinScore.h - whether it is worth while to look at an object for a few microseconds before sleeping.
+// SpinScore.h - whether it is worth while to look at an object for a while before sleeping, and how long.
 //
-// Each object keeps a score. A wait that ended while it was looking brings it up, and so does one that slept
-// but was signalled so soon that looking would have caught it; a look in vain brings it down. At 0 waits
-// sleep at once, and only one in kTryAgain looks all the same, to find out whether times have changed. Where
-// a thread has one core alone, the partner cannot run while it looks: it never does.
+// Each object keeps a score. A wait that ends while it looks brings it up, a look in vain brings it down.
+//
+//      best     looks have always paid off of late: patient, so that one time at which the partner was kept
+//               from running does not send both to sleep
+//      between  a few microseconds
+//      0        waits sleep at once; but one in kTryAgain looks, patiently, and if that pays off the score is
+//               the best again
+//
+// Patience has to outlast the waking of a partner: two threads that answer each other fall asleep in turn
+// otherwise, and then neither ever looks long enough to find out that they need not. Where a thread has one
+// core alone, the partner cannot run while it looks: it never does.
 //
 // Any thread may call. The score is a guess: updates that get lost between threads do no harm.
 #pragma once
@@ -15,8 +22,10 @@
 
 namespace vxcio::sysu {
 
-// How long a wait looks before it sleeps.
-inline constexpr uint64 kSpinNanoseconds = 5000;
+// How long a wait looks before it sleeps. To wake a thread takes two to five microseconds on a bare machine
+// and some twenty on a virtual one.
+inline constexpr uint64 kSpinNanoseconds = 5'000;
+inline constexpr uint64 kPatientNanoseconds = 40'000;
 
 // Cores on which the calling thread may run.
 inline uint32 UsableCores() noexcept {
@@ -43,37 +52,38 @@ public:
     static constexpr uint32 kBest = 8;
     static constexpr uint32 kTryAgain = 32;
 
-    // Whether the next wait looks first.
-    bool ShouldSpin(uint32 cores) noexcept {
+    // How long the next wait looks, in nanoseconds; 0 for not at all.
+    uint64 Patience(uint32 cores) noexcept {
         if (cores < 2) {
-            return false;
+            return 0;
         }
-        if (m_score.load(std::memory_order_relaxed) > 0) {
-            return true;
+        const uint32 score = m_score.load(std::memory_order_relaxed);
+        if (score > 0) {
+            return score >= kBest ? kPatientNanoseconds : kSpinNanoseconds;
         }
-        const uint32 skipped = m_skipped.load(std::memory_order_relaxed) + 1;
-        m_skipped.store(skipped % kTryAgain, std::memory_order_relaxed);
-        return skipped == kTryAgain;
+        const uint32 slept = m_slept.load(std::memory_order_relaxed) + 1;
+        m_slept.store(slept % kTryAgain, std::memory_order_relaxed);
+        return slept == kTryAgain ? kPatientNanoseconds : 0;
     }
 
     void Paid() noexcept {
         const uint32 score = m_score.load(std::memory_order_relaxed);
         // No write where nothing changes: the line is the one the partners hand to each other.
         if (score < kBest) {
-            m_score.store(score + 1, std::memory_order_relaxed);
+            m_score.store(score == 0 ? kBest : score + 1, std::memory_order_relaxed);
         }
     }
 
     void InVain() noexcept {
         const uint32 score = m_score.load(std::memory_order_relaxed);
         if (score > 0) {
-            m_score.store(score - 1, std::memory_order_relaxed);
+            m_score.store(score >= kBest ? kBest / 2 : score - 1, std::memory_order_relaxed);
         }
     }
 
 private:
-    std::atomic<uint32> m_score{kBest};
-    std::atomic<uint32> m_skipped{0};
+    std::atomic<uint32> m_score{kBest / 2};
+    std::atomic<uint32> m_slept{0}; // waits since the last look, at score 0
 };
 
 } // namespace vxcio::sysu

@@ -2,7 +2,6 @@
 
 #include "frame/PlatformTypes.h"
 #include "sysu/LastError.h"
-#include "sysu/posix/Clock.h"
 #include "sysu/posix/Futex.h"
 #include "sysu/posix/Thread.h"
 
@@ -59,14 +58,9 @@ Waiter* Dispatch(WaitObject& object) noexcept {
 
 // Outside the wait lock, so that who is woken does not run into it.
 void Wake(Waiter* waiter) noexcept {
-    if (waiter == nullptr) {
-        return;
-    }
-    const uint64 now = MonotonicNanoseconds();
     while (waiter != nullptr) {
         Waiter* next = waiter->nextToWake;
         void* address = &waiter->word;
-        waiter->signalledAt = now;
         if (waiter->word.exchange(kWaiterDone) == kWaiterAsleep) {
             FutexWakeOne(address);
         }

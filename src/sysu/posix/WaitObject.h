@@ -98,7 +98,6 @@ struct Waiter {
     const bool all;
     bool satisfied = false;       // guarded by the wait lock
     uint32 index = 0;             // of the object that ended the wait; 0 when all did
-    uint64 signalledAt = 0;       // written before kWaiterDone
     Waiter* nextToWake = nullptr; // for the thread that satisfied it
 };
 

@@ -57,7 +57,7 @@ bool TakeNow(Waiter& waiter) noexcept {
     return taken;
 }
 
-// Looks for a few microseconds. An auto-reset event with a queue serves the queue first: no use to look.
+// Looks for a while. An auto-reset event with a queue serves the queue first: no use to look.
 bool SpinAndTake(Waiter& waiter, uint64 start) noexcept {
     WaitObject& first = *waiter.links[0].object;
     if (waiter.count == 1 && first.kind == WaitKind::AutoEvent && first.word.load() >= kOneWaiter) {
@@ -66,7 +66,8 @@ bool SpinAndTake(Waiter& waiter, uint64 start) noexcept {
     if (t_cores == 0) {
         t_cores = UsableCores();
     }
-    if (!first.spin.ShouldSpin(t_cores)) {
+    const uint64 patience = first.spin.Patience(t_cores);
+    if (patience == 0) {
         return false;
     }
     do {
@@ -77,7 +78,7 @@ bool SpinAndTake(Waiter& waiter, uint64 start) noexcept {
                 return true;
             }
         }
-    } while (MonotonicNanoseconds() - start < kSpinNanoseconds);
+    } while (MonotonicNanoseconds() - start < patience);
     first.spin.InVain();
     t_cores = UsableCores();
     return false;
@@ -119,9 +120,6 @@ uint32 WaitSlowly(Waiter& waiter, uint32 milliseconds) noexcept {
     }
     if (!Sleep(waiter, DeadlineAfter(start, milliseconds))) {
         return VXC_WAIT_TIMEOUT;
-    }
-    if (waiter.signalledAt - start < kSpinNanoseconds) {
-        waiter.links[0].object->spin.Paid();
     }
     return waiter.index;
 }

@@ -1,0 +1,30 @@
+#include "frame/SoftDataIO.h"
+#include "sources/PullDataSource.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+TEST(FactoriesTest, EveryModeButFtpGivesThePullSource) {
+    for (const int mode : {0, 2, 7, -1}) {
+        const std::unique_ptr<CSoftDataSource> source(
+            CSoftDataSource::Construct(static_cast<IOWordkMode>(mode)));
+        EXPECT_NE(dynamic_cast<CPullDataSource*>(source.get()), nullptr) << mode;
+    }
+}
+
+TEST(FactoriesTest, TheFtpSourceIsNotThere) {
+    EXPECT_EQ(CSoftDataSource::Construct(IOWORKMODE_FTP), nullptr);
+}
+
+TEST(FactoriesTest, SinkFactoriesRefuseUnknownModes) {
+    EXPECT_EQ(CQLSoftDataSink::Construct(static_cast<IOWordkMode>(2)), nullptr);
+    EXPECT_EQ(CQLSoftDataSinkEx1::Construct(static_cast<IOWordkMode>(2)), nullptr);
+}
+
+TEST(FactoriesTest, TheSinksAreNotThere) {
+    for (const IOWordkMode mode : {IOWORKMODE_FILE, IOWORKMODE_FTP}) {
+        EXPECT_EQ(CQLSoftDataSink::Construct(mode), nullptr);
+        EXPECT_EQ(CQLSoftDataSinkEx1::Construct(mode), nullptr);
+    }
+}

@@ -1,0 +1,106 @@
+#include "sources/PullDataSource.h"
+
+#include "sources/SourceFixture.h"
+
+#include <memory>
+
+using namespace vxcio;
+using namespace vxcio::test;
+
+namespace {
+
+class PullDataSourceTest : public ::testing::Test {
+protected:
+    PullDataSourceTest() { folder.WritePattern("clip", 1000, 3); }
+
+    TempFolder folder{TempFolder::Kind::Memory};
+    CPullDataSource source;
+};
+
+} // namespace
+
+TEST_F(PullDataSourceTest, HandsEverythingToTheSourceOfTheFile) {
+    ASSERT_EQ(source.OpenFile(folder.Wide("clip").c_str(), 0, nullptr, 0), VXC_STATUS_OK);
+    EXPECT_EQ(source.GetFileSize(), 1000U);
+    EXPECT_EQ(source.EnableMD5_Check(0), 1);
+    EXPECT_EQ(source.BeginMD5_Check(0), 1);
+    EXPECT_EQ(source.SetReadRepeat(1), 0U);
+    EXPECT_EQ(source.SetReadRepeat(0), 1U);
+    EXPECT_EQ(source.Seek(-10, 2), 990);
+    std::vector<uint8> buffer(100);
+    EXPECT_EQ(source.Read(buffer.data(), 100), 10);
+    EXPECT_EQ(DigestOf(source), DigestOf(Pattern(1000, 3)));
+    EXPECT_EQ(source.StopMD5_Check(0), 1);
+    EXPECT_EQ(source.CanSeek(), 1);
+    EXPECT_EQ(source.IsPreReadMode(), 0U);
+    EXPECT_EQ(source.CloseFile(), VXC_STATUS_OK);
+    EXPECT_EQ(source.CloseFile(), VXC_STATUS_OK);
+    EXPECT_EQ(source.GetFileSize(), 0U);
+}
+
+TEST_F(PullDataSourceTest, BeforeAnOpenEverythingGivesZeroAndLeavesItsOutputs) {
+    uint8 byte = 7;
+    uint8* data = &byte;
+    int length = 5;
+    EXPECT_EQ(source.EnableMD5_Check(0), 0);
+    EXPECT_EQ(source.BeginMD5_Check(0), 0);
+    EXPECT_EQ(source.StopMD5_Check(0), 0);
+    EXPECT_EQ(source.GetMD5_check(1, data, length), 0);
+    EXPECT_EQ(source.SetReadRepeat(1), 0U);
+    source.EnablePreRead(1, 1);
+    source.DisablePreRead();
+    EXPECT_EQ(source.IsPreReadMode(), 0U);
+    EXPECT_EQ(source.CanSeek(), 1);
+    EXPECT_EQ(source.ReadAt(0, &data, 1), 0);
+    EXPECT_EQ(source.ReadPtr(&data, 1), 0);
+    EXPECT_EQ(source.Seek(5, 1), 0);
+    EXPECT_EQ(source.Read(&byte, 1), 0);
+    EXPECT_EQ(source.GetFileSize(), 0U);
+    EXPECT_EQ(source.CloseFile(), VXC_STATUS_OK);
+    EXPECT_EQ(data, &byte);
+    EXPECT_EQ(byte, 7);
+    EXPECT_EQ(length, 5);
+}
+
+TEST_F(PullDataSourceTest, NamesOfUrlsInAnyCaseBelongToASourceThatIsNotThere) {
+    FaultPlan plan;
+    for (const wchar_t* name : {L"http://host/clip", L"HTTPS://host/clip", L"http", L"hTtPfile"}) {
+        EXPECT_EQ(source.OpenFile(name, 0, nullptr, 0), VXC_STATUS_NOT_AVAILABLE) << name;
+    }
+    EXPECT_EQ(plan.Calls(Op::VXC_CreateFileW), 0);
+}
+
+TEST_F(PullDataSourceTest, AllOtherNamesBelongToTheFileSource) {
+    for (const wchar_t* name : {L"htt", L"", L"xhttp", L"ht", L"ftp://host/clip"}) {
+        EXPECT_EQ(source.OpenFile(name, 0, nullptr, 0), VXC_STATUS_OPEN_READ) << name;
+    }
+}
+
+TEST_F(PullDataSourceTest, NoNameNoSource) {
+    EXPECT_EQ(source.OpenFile(nullptr, 0, nullptr, 0), VXC_STATUS_NOT_AVAILABLE);
+}
+
+TEST_F(PullDataSourceTest, OpeningAgainClosesAndFreesTheFormerSource) {
+    FaultPlan plan;
+    ASSERT_EQ(source.OpenFile(folder.Wide("clip").c_str(), 0, nullptr, 0), VXC_STATUS_OK);
+    ASSERT_EQ(source.OpenFile(folder.Wide("clip").c_str(), 0, nullptr, 0), VXC_STATUS_OK);
+    EXPECT_EQ(plan.Calls(Op::VXC_CloseFile), 1);
+    EXPECT_EQ(source.OpenFile(nullptr, 0, nullptr, 0), VXC_STATUS_NOT_AVAILABLE);
+    EXPECT_EQ(plan.Calls(Op::VXC_CloseFile), 2);
+}
+
+TEST_F(PullDataSourceTest, DestructionClosesWhatIsOpen) {
+    FaultPlan plan;
+    {
+        CPullDataSource scoped;
+        ASSERT_EQ(scoped.OpenFile(folder.Wide("clip").c_str(), 0, nullptr, 0), VXC_STATUS_OK);
+        scoped.EnableMD5_Check(0);
+    }
+    EXPECT_EQ(plan.Calls(Op::VXC_CloseFile), 1);
+}
+
+TEST_F(PullDataSourceTest, AnXdcamClipIsNotAvailable) {
+    uint32 start = 0;
+    uint32 count = 0;
+    EXPECT_EQ(static_cast<uint32>(source.OpenXDCAMFtpMXF(L"clip", start, count, nullptr)), 0x80000002U);
+}

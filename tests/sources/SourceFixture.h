@@ -1,0 +1,96 @@
+// SourceFixture.h - a file source over a patterned file, and what its tests ask of it.
+#pragma once
+
+#include "frame/AlignedBlock.h"
+#include "frame/InnerSoftDataIO.h"
+#include "frame/MD5.h"
+#include "frame/Status.h"
+#include "sources/FileSource.h"
+#include "support/FaultPlan.h"
+#include "support/LogCapture.h"
+#include "support/PlatformScope.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace vxcio {
+
+struct FileSourceInspector {
+    static int64 FilePos(const CFileSource& source) { return source.m_qwFilePos; }
+    static int64 ReadPos(const CFileSource& source) { return source.m_qwReadPos; }
+    static uint32 SectorSize(const CFileSource& source) { return source.m_dwSectorSize; }
+    static void SetSectorSize(CFileSource& source, uint32 size) { source.m_dwSectorSize = size; }
+    static uint32 BounceBufferSize(const CFileSource& source) { return source.m_dwAlignBufferSize; }
+    static uint32 ReadBlockSize(const CFileSource& source) { return source.m_dwReadBlockSize; }
+    static uint32 KeepWindow(const CFileSource& source) { return source.m_bKeepWindow; }
+    static std::wstring File1(const CFileSource& source) { return source.m_strFile[0].c_str(); }
+    static bool HasCallbacks(const CFileSource& source) { return source.m_pIOCallbackSet != nullptr; }
+    static CInnerSoftDataIO& Inner(CFileSource& source) { return *source.m_pInner; }
+    // As read-ahead leaves it when it took the whole file into memory.
+    static void SetWholeFile(CFileSource& source, const std::vector<uint8>& bytes) {
+        source.m_pWholeFile.reset(AlignedAlloc(bytes.size(), 512));
+        std::memcpy(source.m_pWholeFile.get(), bytes.data(), bytes.size());
+        source.m_qwWholeFileSize = bytes.size();
+    }
+};
+
+namespace test {
+
+using Digest = std::array<uint8, 16>;
+
+inline Digest DigestOf(const std::vector<uint8>& bytes) {
+    MD5_CTX md5;
+    md5.Update(bytes.data(), static_cast<unsigned int>(bytes.size()));
+    Digest digest;
+    md5.Final(digest.data());
+    return digest;
+}
+
+// The digest of a source; all zeros where it gave none.
+inline Digest DigestOf(CSoftDataSource& source) {
+    uint8* bytes = nullptr;
+    int length = 0;
+    Digest digest = {};
+    EXPECT_EQ(source.GetMD5_check(1, bytes, length), 0);
+    if (bytes != nullptr) {
+        EXPECT_EQ(length, 16);
+        std::memcpy(digest.data(), bytes, digest.size());
+        delete[] bytes;
+    }
+    return digest;
+}
+
+class FileSourceFixture : public ::testing::Test {
+protected:
+    static constexpr uint32 kSize = 10000;
+    static constexpr uint32 kSeed = 3;
+
+    FileSourceFixture() : content(Pattern(kSize, kSeed)) { folder.WritePattern("clip", kSize, kSeed); }
+
+    std::wstring Clip() const { return folder.Wide("clip"); }
+    uint32 Open(uint32 flags = 0) { return source.OpenFile(Clip().c_str(), flags, nullptr, 0); }
+    std::vector<uint8> Read(uint32 bytes) {
+        std::vector<uint8> buffer(bytes);
+        const int got = source.Read(buffer.data(), bytes);
+        EXPECT_GE(got, 0);
+        EXPECT_LE(got, static_cast<int>(bytes));
+        buffer.resize(static_cast<std::size_t>(got));
+        return buffer;
+    }
+    std::vector<uint8> Bytes(std::size_t position, std::size_t count) const {
+        const auto from = content.begin() + static_cast<std::ptrdiff_t>(position);
+        return {from, from + static_cast<std::ptrdiff_t>(count)};
+    }
+
+    TempFolder folder{TempFolder::Kind::Memory};
+    const std::vector<uint8> content;
+    CFileSource source;
+};
+
+} // namespace test
+} // namespace vxcio

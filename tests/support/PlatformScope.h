@@ -1,0 +1,40 @@
+// PlatformScope.h - replaced platform calls for the length of a test.
+#pragma once
+
+#include "platform/DiskQueries.h"
+#include "platform/FileCache.h"
+#include "platform/ModulePath.h"
+#include "platform/SystemVersion.h"
+
+namespace vxcio::test {
+
+// Remembers the tables of src/platform/ and puts them back at its end. In between a test changes them through
+// it or directly; no other thread may use them while they change.
+//
+//   PlatformScope platform;
+//   platform.Disks().getDriveType = [](const wchar_t*) { return VXC_DRIVE_CDROM; };
+class PlatformScope {
+public:
+    PlatformScope() = default;
+    ~PlatformScope() {
+        DiskQueries() = m_disks;
+        FileCache() = m_cache;
+        ModulePath() = m_module;
+        SystemVersion() = m_version;
+    }
+    PlatformScope(const PlatformScope&) = delete;
+    PlatformScope& operator=(const PlatformScope&) = delete;
+
+    DiskQueryTable& Disks() const { return DiskQueries(); }
+    FileCacheTable& Cache() const { return FileCache(); }
+    ModulePathTable& Module() const { return ModulePath(); }
+    SystemVersionTable& Version() const { return SystemVersion(); }
+
+private:
+    const DiskQueryTable m_disks = DiskQueries();
+    const FileCacheTable m_cache = FileCache();
+    const ModulePathTable m_module = ModulePath();
+    const SystemVersionTable m_version = SystemVersion();
+};
+
+} // namespace vxcio::test
