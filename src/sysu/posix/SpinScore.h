@@ -81,6 +81,9 @@ public:
         }
     }
 
+    // 0 to kBest.
+    uint32 Score() const noexcept { return m_score.load(std::memory_order_relaxed); }
+
 private:
     std::atomic<uint32> m_score{kBest / 2};
     std::atomic<uint32> m_slept{0}; // waits since the last look, at score 0

@@ -1,0 +1,81 @@
+#include "sysu/posix/SpinScore.h"
+
+#include <gtest/gtest.h>
+
+#include <pthread.h>
+#include <thread>
+
+using namespace vxcio::sysu;
+
+namespace {
+
+void SpinInVainUntilWorst(SpinScore& score) {
+    while (score.Score() > 0) {
+        score.InVain();
+    }
+}
+
+} // namespace
+
+TEST(SpinScoreTest, NeverSpinsOnOneCore) {
+    SpinScore score;
+    for (uint32 i = 0; i < 2 * SpinScore::kTryAgain; ++i) {
+        EXPECT_EQ(score.Patience(1), 0u);
+    }
+}
+
+TEST(SpinScoreTest, StartsWithAFewMicroseconds) {
+    SpinScore score;
+    EXPECT_EQ(score.Patience(2), kSpinNanoseconds);
+}
+
+TEST(SpinScoreTest, GivesUpWhenItDoesNotPayAndTriesAgainNowAndThen) {
+    SpinScore score;
+    uint32 looks = 0;
+    while (score.Patience(2) != 0) {
+        score.InVain();
+        ++looks;
+    }
+    EXPECT_LE(looks, SpinScore::kBest);
+    EXPECT_EQ(score.Score(), 0u);
+    // That was the first of the waits that sleep at once.
+    uint32 slept = 1;
+    while (score.Patience(2) == 0) {
+        ++slept;
+    }
+    EXPECT_EQ(slept, SpinScore::kTryAgain - 1);
+    score.InVain();
+    EXPECT_EQ(score.Patience(2), 0u);
+}
+
+TEST(SpinScoreTest, OneSuccessAfterALongSleepBringsAllPatienceBack) {
+    SpinScore score;
+    SpinInVainUntilWorst(score);
+    score.Paid();
+    EXPECT_EQ(score.Score(), SpinScore::kBest);
+    EXPECT_EQ(score.Patience(2), kPatientNanoseconds);
+}
+
+TEST(SpinScoreTest, PatienceIsLostFasterThanItIsWon) {
+    SpinScore score;
+    for (uint32 i = 0; i < 2 * SpinScore::kBest; ++i) {
+        score.Paid();
+    }
+    EXPECT_EQ(score.Score(), SpinScore::kBest);
+    score.InVain();
+    EXPECT_EQ(score.Score(), SpinScore::kBest / 2);
+    EXPECT_EQ(score.Patience(2), kSpinNanoseconds);
+    score.Paid();
+    EXPECT_EQ(score.Score(), SpinScore::kBest / 2 + 1);
+}
+
+TEST(SpinScoreTest, SeesTheCoresOfItsOwnThread) {
+    EXPECT_GE(UsableCores(), 1u);
+    std::thread([] {
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(static_cast<unsigned>(sched_getcpu()), &one);
+        ASSERT_EQ(pthread_setaffinity_np(pthread_self(), sizeof one, &one), 0);
+        EXPECT_EQ(UsableCores(), 1u);
+    }).join();
+}
