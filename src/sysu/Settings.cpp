@@ -2,6 +2,7 @@
 // setting counts as absent.
 #include "frame/SystemLayer.h"
 #include "sysu/HostControl.h"
+#include "sysu/SettingsPlaces.h"
 #include "sysu/SettingsStore.h"
 #include "text/Utf8.h"
 
@@ -47,6 +48,16 @@ std::shared_ptr<SettingsStore> Store() {
 
 std::string Narrow(const wchar_t* text) {
     return text == nullptr ? std::string() : ToUtf8(text);
+}
+
+std::shared_ptr<SettingsStore> MakeStore(const wchar_t* machineFile, const wchar_t* userFile) {
+    return std::make_shared<SettingsStore>(AbsoluteName(Narrow(machineFile)), AbsoluteName(Narrow(userFile)));
+}
+
+// Null for the standard places.
+void Replace(std::shared_ptr<SettingsStore> store) {
+    const std::lock_guard lock(s_holder.present.mutex);
+    s_holder.present.store.swap(store); // the former one is freed after the lock
 }
 
 // The heading of a section; an empty path stands for none.
@@ -119,12 +130,16 @@ namespace vxcio {
 
 int UseSettingsFile(const wchar_t* file) noexcept {
     try {
-        std::shared_ptr<SettingsStore> store;
-        if (file != nullptr) {
-            store = std::make_shared<SettingsStore>(std::string(), AbsoluteName(ToUtf8(file)));
-        }
-        const std::lock_guard lock(s_holder.present.mutex);
-        s_holder.present.store.swap(store); // the former one is freed after the lock
+        Replace(file == nullptr ? nullptr : MakeStore(L"", file));
+        return 1;
+    } catch (...) {
+        return 0;
+    }
+}
+
+int sysu::UseSettingsPlaces(const wchar_t* machineFile, const wchar_t* userFile) noexcept {
+    try {
+        Replace(MakeStore(machineFile, userFile));
         return 1;
     } catch (...) {
         return 0;

@@ -17,7 +17,8 @@ TEST(Utf8Test, EveryByteThatIsNoUtf8SurvivesTheRoundTrip) {
     }
     EXPECT_EQ(ToUtf8(FromUtf8(bytes)), bytes);
     // Overlong, surrogate, beyond the last code point, cut short.
-    for (const char* odd : {"\xC0\x80", "\xE0\x80\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "\xF0\x9F"}) {
+    for (const char* odd :
+         {"\xC0\x80", "\xE0\x80\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "\xF0\x9F"}) {
         EXPECT_EQ(ToUtf8(FromUtf8(odd)), odd);
         EXPECT_EQ(FromUtf8(odd).size(), std::string(odd).size());
     }
@@ -32,4 +33,16 @@ TEST(Utf8Test, WhatHasNoUtf8FormIsReplaced) {
 TEST(Utf8Test, AZeroEndsNothing) {
     const std::wstring text(L"a\0b", 3);
     EXPECT_EQ(ToUtf8(text), std::string("a\0b", 3));
+}
+
+TEST(Utf8Test, OneCharacterAtATimeGivesTheSameText) {
+    const std::string bytes = "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x8E\xAC\xFF\xE2\x82z";
+    std::wstring text;
+    wchar_t units[2] = {};
+    for (std::size_t i = 0; i < bytes.size();) {
+        const std::size_t count = TakeUtf8(bytes, i, units);
+        ASSERT_GE(count, 1u);
+        text.append(units, count);
+    }
+    EXPECT_EQ(text, FromUtf8(bytes));
 }

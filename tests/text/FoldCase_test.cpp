@@ -1,0 +1,64 @@
+#include "text/FoldCase.h"
+
+#include <gtest/gtest.h>
+
+#include <cwctype>
+#include <iterator>
+#include <locale.h>
+
+using namespace vxcio;
+
+namespace {
+
+struct Range {
+    int first;
+    int last;
+};
+constexpr Range kCovered[] = {{0x0000, 0x017F}, {0x0370, 0x0560}, {0x0561, 0x058F}, {0xFF00, 0xFFEF}};
+
+bool IsCovered(int code) {
+    for (const Range& range : kCovered) {
+        if (code >= range.first && code <= range.last) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+TEST(FoldCaseTest, CoveredLettersAgreeWithTheSystemsUnicodeTable) {
+    const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    ASSERT_NE(unicode, nullptr);
+    int letters = 0;
+    for (const Range& range : kCovered) {
+        for (int code = range.first; code <= range.last; ++code) {
+            const auto expected = static_cast<wchar_t>(towupper_l(static_cast<wint_t>(code), unicode));
+            EXPECT_EQ(FoldUpper(static_cast<wchar_t>(code)), expected) << std::hex << code;
+            letters += expected != static_cast<wchar_t>(code) ? 1 : 0;
+        }
+    }
+    freelocale(unicode);
+    EXPECT_GT(letters, 350);
+}
+
+TEST(FoldCaseTest, OtherCharactersStay) {
+    for (int code = 0; code <= 0x10FFFF; ++code) {
+        if (!IsCovered(code)) {
+            ASSERT_EQ(FoldUpper(static_cast<wchar_t>(code)), static_cast<wchar_t>(code)) << std::hex << code;
+        }
+    }
+    EXPECT_EQ(FoldUpper(static_cast<wchar_t>(-1)), static_cast<wchar_t>(-1));
+    EXPECT_EQ(FoldUpper(0), 0);
+}
+
+TEST(FoldCaseTest, SharpSHasNoOneToOneForm) {
+    EXPECT_EQ(FoldUpper(0xDF), static_cast<wchar_t>(0xDF));
+}
+
+TEST(FoldCaseTest, FoldingTwiceIsFoldingOnce) {
+    for (int code = 0; code < 0x10000; ++code) {
+        const wchar_t once = FoldUpper(static_cast<wchar_t>(code));
+        ASSERT_EQ(FoldUpper(once), once) << std::hex << code;
+    }
+}
