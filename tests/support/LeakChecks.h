@@ -14,11 +14,11 @@ int OpenDescriptors();
 std::vector<std::string> DescriptorList();
 
 // Fails the test when at its end there are more threads or descriptors than at its beginning. A thread that
-// was joined may be known to the system a little longer, so it looks again until they are back or a second
-// has passed.
+// was joined may be known to the system a little longer, so it looks again until they are back or its
+// patience, in milliseconds, has ended.
 class NoLeakScope {
 public:
-    NoLeakScope();
+    explicit NoLeakScope(int patience = 1000);
     ~NoLeakScope();
     NoLeakScope(const NoLeakScope&) = delete;
     NoLeakScope& operator=(const NoLeakScope&) = delete;
@@ -27,6 +27,7 @@ public:
     std::string Leaks() const;
 
 private:
+    const int m_patience;
     const int m_threads;
     const std::vector<std::string> m_descriptors;
 };

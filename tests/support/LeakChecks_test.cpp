@@ -48,7 +48,7 @@ TEST(LeakChecksTest, WhatIsLeftBehindFailsTheTest) {
     std::unique_ptr<std::ifstream> file;
     EXPECT_NONFATAL_FAILURE(
         {
-            NoLeakScope scope;
+            NoLeakScope scope(1);
             file = std::make_unique<std::ifstream>(name);
         },
         "1 more descriptors");

@@ -61,7 +61,8 @@ int OpenDescriptors() {
     return static_cast<int>(DescriptorList().size());
 }
 
-NoLeakScope::NoLeakScope() : m_threads(ThreadCount()), m_descriptors(DescriptorList()) {}
+NoLeakScope::NoLeakScope(int patience)
+    : m_patience(patience), m_threads(ThreadCount()), m_descriptors(DescriptorList()) {}
 
 std::string NoLeakScope::Leaks() const {
     std::string leaks;
@@ -85,7 +86,7 @@ std::string NoLeakScope::Leaks() const {
 
 NoLeakScope::~NoLeakScope() {
     // Nothing tells when the system has forgotten a thread, so this one looks again.
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(m_patience);
     std::string leaks = Leaks();
     while (!leaks.empty() && std::chrono::steady_clock::now() < end) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
