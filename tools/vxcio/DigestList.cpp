@@ -39,11 +39,10 @@ std::optional<DigestLine> Make(std::string_view digits, std::string_view name, b
     if (!plain) {
         return std::nullopt;
     }
-    std::string printed = *plain;
-    if (plain->find('\n') != std::string::npos) { // what else is escaped does not tear a line of messages
-        printed = "\\";
-        printed += name;
-    }
+    // What else is escaped does not tear a line of messages.
+    const bool tears = plain->find('\n') != std::string::npos;
+    std::string printed(tears ? 1 : 0, '\\');
+    printed.append(tears ? name : std::string_view(*plain));
     return DigestLine{*digest, *plain, printed};
 }
 
