@@ -195,3 +195,25 @@ TEST_F(ToolCatTest, FilesWithoutASizeAreReadToTheirEnd) {
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_EQ(RunTool({"cat", "/dev/zero", "--length", "5"}).out, std::string(5, '\0'));
 }
+
+TEST_F(ToolCatTest, AFileThatEndsEarlyIsAFailure) {
+    const std::string sparse = Sparse(8ull << 30, "x");
+    ToolProcess process({ToolName(), "cat", sparse}, {});
+    // The pipe is full by now and holds the tool until we read on.
+    EXPECT_EQ(process.ReadOutput(1).size(), 1u);
+    std::filesystem::resize_file(sparse, 1u << 20);
+    const Outcome outcome = process.Finish();
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_THAT(outcome.error, StartsWith("vxcio: cat: '" + sparse + "': only "));
+    EXPECT_THAT(outcome.error, HasSubstr(" of 8,589,934,592 bytes could be read: the file ended early\n"));
+}
+
+TEST_F(ToolCatTest, AReadErrorIsToldWithTheLibrarysOwnWords) {
+    // The first page of a process is never there.
+    const Outcome outcome = RunTool({"cat", "/proc/self/mem"});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.error,
+                StartsWith("vxcio: cat: '/proc/self/mem': only 0 bytes could be read: ReadFile("));
+    EXPECT_EQ(RunTool({"md5", "/proc/self/mem"}).exitCode, 1);
+}
