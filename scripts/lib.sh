@@ -1,0 +1,82 @@
+# shellcheck shell=bash
+# What the scripts of this folder share. To be sourced by a script that has set -euo pipefail.
+
+# The root of the project, wherever the script was called from.
+ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)"
+
+# What a build needs, what the clip needs, and what the tests need besides.
+# shellcheck disable=SC2034 # the scripts that source this file use them
+{
+    BUILD_PACKAGES=(g++ cmake ninja-build ccache libcli11-dev nlohmann-json3-dev libsimpleini-dev)
+    RUN_PACKAGES=(ffmpeg)
+    TEST_PACKAGES=(clang clang-format python3 libgtest-dev libgmock-dev libssl-dev openssl shellcheck)
+}
+
+die() {
+    printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+    exit 1
+}
+
+# install_missing PACKAGE...: installs those of Debian's packages that are not there. Asks the network only
+# when one is missing.
+install_missing() {
+    local missing=() package state
+    for package in "$@"; do
+        state="$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)"
+        if [[ "$state" != "install ok installed" ]]; then
+            missing+=("$package")
+        fi
+    done
+    if ((${#missing[@]} == 0)); then
+        return 0
+    fi
+    command -v apt-get >/dev/null || die "please install: ${missing[*]}"
+    local as_root=()
+    if ((EUID != 0)); then
+        command -v sudo >/dev/null || die "neither root nor sudo, please install: ${missing[*]}"
+        as_root=(sudo)
+    fi
+    printf 'Installing %s\n' "${missing[*]}" >&2
+    local log
+    log="$(mktemp)"
+    local options=(-o DPkg::Lock::Timeout=300 -qq)
+    if ! { "${as_root[@]}" apt-get "${options[@]}" update &&
+        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+            apt-get "${options[@]}" install -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1 </dev/null; then
+        cat "$log" >&2
+        rm -f "$log"
+        die "could not install ${missing[*]}"
+    fi
+    rm -f "$log"
+}
+
+# use_compiler_cache: compiles through ccache where it is there.
+use_compiler_cache() {
+    if command -v ccache >/dev/null; then
+        export CMAKE_CXX_COMPILER_LAUNCHER=ccache
+        export CCACHE_BASEDIR="$ROOT" CCACHE_NOHASHDIR=1
+    fi
+}
+
+# build_preset PRESET LOG [TARGET...]: configures and builds, with all the noise in LOG; shows it on
+# standard error when that fails.
+build_preset() {
+    local preset="$1" log="$2"
+    shift 2
+    local targets=()
+    if (($# > 0)); then
+        targets=(--target "$@")
+    fi
+    mkdir -p "$(dirname "$log")"
+    # The build configures again by itself when it must; it only does not see that the presets changed.
+    local configure=(cmake --preset "$preset")
+    if [[ "$ROOT/build/$preset/build.ninja" -nt "$ROOT/CMakePresets.json" ]]; then
+        configure=(true)
+    fi
+    if ! (cd "$ROOT" && "${configure[@]}" && cmake --build --preset "$preset" "${targets[@]}") \
+        >"$log" 2>&1 </dev/null; then
+        tail -n 200 "$log" >&2
+        printf 'The build of preset %s failed; all of its output is in %s\n' "$preset" "$log" >&2
+        return 1
+    fi
+}

@@ -1,0 +1,94 @@
+#include "LogView.h"
+
+#include "Console.h"
+#include "Text.h"
+
+#include "sysu/HostControl.h"
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+namespace vxcio::tool {
+
+namespace {
+
+// At the end of a file this line comes too, so it tells nothing by itself.
+constexpr std::string_view kNothingRead = "ReadFileWithTwoHandle()";
+
+} // namespace
+
+LogView::LogView(bool onError, const std::optional<std::string>& file, INFOTYPE highest)
+    : m_bOnError(onError), m_nHighest(highest), m_strFile(file.value_or("")),
+      m_tStart(std::chrono::steady_clock::now()), m_pFile(nullptr) {
+    if (file) {
+        m_pFile = std::fopen(m_strFile.c_str(), "a");
+        if (m_pFile == nullptr) {
+            GiveUpFile(errno);
+        }
+    }
+    const bool shown = m_bOnError || m_pFile != nullptr;
+    SetLogReceiver(&LogView::Receive, this, shown ? m_nHighest : INFOTYPE_ERROR);
+}
+
+LogView::~LogView() {
+    SetLogReceiver(nullptr, nullptr, INFOTYPE_ERROR);
+    if (m_pFile != nullptr) {
+        std::fclose(m_pFile);
+    }
+}
+
+void LogView::Clear() {
+    const std::lock_guard lock(m_Mutex);
+    m_strFailure.clear();
+}
+
+std::string LogView::LastFailure() {
+    const std::lock_guard lock(m_Mutex);
+    return m_strFailure;
+}
+
+void LogView::Receive(void* context, INFOTYPE level, const wchar_t* module, const wchar_t* text) {
+    try {
+        static_cast<LogView*>(context)->Take(level, module == nullptr ? "" : Narrow(module),
+                                             text == nullptr ? "" : Narrow(text));
+    } catch (...) {
+        // A line for which memory lacks is lost; the library must not notice.
+    }
+}
+
+void LogView::Take(INFOTYPE level, const std::string& module, const std::string& text) {
+    const std::lock_guard lock(m_Mutex);
+    if (level <= INFOTYPE_ERROR && !text.starts_with(kNothingRead)) {
+        m_strFailure = text;
+    }
+    if (level > m_nHighest) {
+        return;
+    }
+    const std::chrono::duration<double> since = std::chrono::steady_clock::now() - m_tStart;
+    std::array<char, 48> head{};
+    std::snprintf(head.data(), head.size(), "%10.6f [%d] ", since.count(), static_cast<int>(level));
+    WriteLine(head.data() + module + ": " + Shown(text));
+}
+
+void LogView::WriteLine(const std::string& line) {
+    if (m_bOnError) {
+        PrintErrorLine(line);
+    }
+    if (m_pFile != nullptr) {
+        // Each line is out at once, so that the log tells how far a run came that hangs.
+        if (std::fputs((line + "\n").c_str(), m_pFile) < 0 || std::fflush(m_pFile) != 0) {
+            const int error = errno;
+            std::fclose(m_pFile);
+            m_pFile = nullptr;
+            GiveUpFile(error);
+        }
+    }
+}
+
+void LogView::GiveUpFile(int error) {
+    Complain("warning: the log cannot be written to '" + Shown(m_strFile) + "': " + std::strerror(error));
+}
+
+} // namespace vxcio::tool

@@ -1,0 +1,46 @@
+// LogView.h - the library's own log, shown on standard error, kept in a file, and remembered for the reason
+// of a failure, which the library tells nowhere else.
+#pragma once
+
+#include "frame/Types.h"
+
+#include <chrono>
+#include <cstdio>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace vxcio::tool {
+
+// The one listener of the process from construction to destruction. Lines may come from any thread.
+class LogView {
+public:
+    // Lines of level `highest` and below go to standard error when `onError` is set and to the end of
+    // `file` when there is one. A file that cannot be written costs one complaint and nothing else.
+    LogView(bool onError, const std::optional<std::string>& file, INFOTYPE highest);
+    ~LogView();
+    LogView(const LogView&) = delete;
+    LogView& operator=(const LogView&) = delete;
+
+    // Forgets the failure so far.
+    void Clear();
+
+    // The last error line since Clear that tells more than that a read gave nothing; empty without one.
+    std::string LastFailure();
+
+private:
+    static void Receive(void* context, INFOTYPE level, const wchar_t* module, const wchar_t* text);
+    void Take(INFOTYPE level, const std::string& module, const std::string& text);
+    void WriteLine(const std::string& line);
+    void GiveUpFile(int error);
+
+    const bool m_bOnError;
+    const INFOTYPE m_nHighest; // of what is shown; failures are always heard
+    const std::string m_strFile;
+    const std::chrono::steady_clock::time_point m_tStart;
+    std::mutex m_Mutex;
+    std::FILE* m_pFile;       // guarded by m_Mutex; null when there is none
+    std::string m_strFailure; // guarded by m_Mutex
+};
+
+} // namespace vxcio::tool

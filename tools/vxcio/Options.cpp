@@ -1,0 +1,212 @@
+#include "Options.h"
+
+#include "Console.h"
+#include "ExitCodes.h"
+#include "Sizes.h"
+
+#include "module/VXCSoftCodecIO.h"
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <sstream>
+
+namespace vxcio::tool {
+
+namespace {
+
+constexpr uint64 kMostBlock = 0x7FFFFFFF; // a read counts its bytes in an int
+
+constexpr const char* kCommonFooter =
+    "Every verb also takes -v, --log FILE, --log-level N and --settings FILE (vxcio --help).\n"
+    "Sizes take K, M and G (1024). A name that begins with '-' goes behind '--'.";
+
+constexpr const char* kMainFooter =
+    "Exit codes: 0 all is well; 1 something could not be opened, read or written; 2 wrong usage;\n"
+    "3 md5 -c found a digest that differs; 130 interrupted by Ctrl-C or SIGTERM (a second one ends the\n"
+    "tool at once); 141 the reader of standard output went away.\n"
+    "Results go to standard output, all else to standard error.";
+
+// What CLI11 asks for: an empty text for a good value, else the complaint.
+CLI::Validator SizeUpTo(uint64 least, uint64 most) {
+    return CLI::Validator(
+        [least, most](std::string& text) -> std::string {
+            const std::optional<uint64> size = ParseSize(text);
+            if (!size) {
+                return "'" + Shown(text) +
+                       "' is no size: write a number, with K, M or G behind it if you like";
+            }
+            if (*size < least || *size > most) {
+                return "'" + Shown(text) + "' is out of range: " + std::to_string(least) + " to " +
+                       std::to_string(most) + " bytes";
+            }
+            return {};
+        },
+        "");
+}
+
+// Adds an option that takes a size; `take` gets the number.
+CLI::Option* AddSize(CLI::App& app, const std::string& name, const std::string& help, uint64 least,
+                     uint64 most, const std::function<void(uint64)>& take) {
+    CLI::Option* option = app.add_option_function<std::string>(
+        name, [take](const std::string& text) { take(ParseSize(text).value_or(0)); }, help);
+    option->check(SizeUpTo(least, most));
+    return option->type_name("SIZE");
+}
+
+void AddNames(CLI::App& app, Options& options, const std::string& help) {
+    app.add_option("NAME", options.names, help)->required()->type_name("");
+}
+
+// The parser takes "[a,b]" apart into two names. A mark at its end keeps such a name whole.
+constexpr char kWhole = '\x01';
+
+std::vector<std::string> Guarded(int argc, char** argv) {
+    std::vector<std::string> arguments;
+    for (int i = argc - 1; i > 0; --i) { // the parser wants them from the last to the first
+        arguments.emplace_back(argv[i]);
+        if (arguments.back().starts_with('[')) {
+            arguments.back() += kWhole;
+        }
+    }
+    return arguments;
+}
+
+void Unguard(std::string& text) {
+    if (text.starts_with('[') && text.ends_with(kWhole)) {
+        text.pop_back();
+    }
+}
+
+void Unguard(std::optional<std::string>& text) {
+    if (text) {
+        Unguard(*text);
+    }
+}
+
+void Unguard(Options& options) {
+    for (std::string& name : options.names) {
+        Unguard(name);
+    }
+    Unguard(options.logFile);
+    Unguard(options.settingsFile);
+    Unguard(options.setting);
+    Unguard(options.value);
+    Unguard(options.section);
+}
+
+CLI::App* AddVerb(CLI::App& parent, const std::string& name, const std::string& help) {
+    CLI::App* const verb = parent.add_subcommand(name, help);
+    verb->fallthrough();
+    verb->footer(kCommonFooter);
+    return verb;
+}
+
+void AddInfo(CLI::App& app, Options& options) {
+    CLI::App* const verb =
+        AddVerb(app, "info", "Tell what serves a name, its size, and what its disk asks for");
+    verb->add_flag("--json", options.json, "Print one JSON array, an object for each name");
+    AddNames(*verb, options, "File, or URL where the build has a source for them");
+    verb->callback([&options] { options.verb = Verb::Info; });
+}
+
+void AddCat(CLI::App& app, Options& options) {
+    CLI::App* const verb = AddVerb(app, "cat", "Read through the library and write to standard output");
+    AddSize(*verb, "--offset", "First byte; one at or beyond the end gives nothing", 0, INT64_MAX,
+            [&options](uint64 size) { options.offset = size; });
+    AddSize(*verb, "--length", "Most bytes; fewer come where the file ends before", 0, INT64_MAX,
+            [&options](uint64 size) { options.length = size; });
+    verb->add_flag("--unbuffered", options.unbuffered, "Read past the system's cache");
+    AddSize(*verb, "--block", "Bytes of one read, up to 2147483647 (1M)", 1, kMostBlock,
+            [&options](uint64 size) { options.block = static_cast<uint32>(size); });
+    verb->add_option_function<std::string>(
+            "NAME", [&options](const std::string& name) { options.names = {name}; }, "File")
+        ->required()
+        ->type_name("");
+    verb->callback([&options] { options.verb = Verb::Cat; });
+}
+
+void AddMd5(CLI::App& app, Options& options) {
+    CLI::App* const verb = AddVerb(app, "md5", "Print or check digests, made by the library while it reads");
+    verb->add_flag("-c,--check", options.check,
+                   "The names are lists of digests (- is standard input): check the files they name");
+    verb->add_flag("--unbuffered", options.unbuffered, "Read past the system's cache");
+    verb->add_flag("--json", options.json, "Print one JSON array, an object for each file");
+    AddNames(*verb, options, "File, or list of digests with -c");
+    verb->callback([&options] { options.verb = Verb::Md5; });
+}
+
+void AddSettings(CLI::App& app, Options& options) {
+    CLI::App* const verb = AddVerb(app, "settings", "List, read and change the settings of the library");
+    verb->require_subcommand(1);
+    const auto add = [&](const char* name, const char* help, Verb which, bool named) {
+        CLI::App* const sub = AddVerb(*verb, name, help);
+        if (named) {
+            sub->add_option("SETTING", options.setting,
+                            "Name of a setting, or SECTION\\NAME such as DriveMap\\D")
+                ->required()
+                ->type_name("");
+            sub->add_option("--section", options.section,
+                            "Whole path of the section, for names the library does not know")
+                ->type_name("PATH");
+        }
+        sub->callback([&options, which] { options.verb = which; });
+        return sub;
+    };
+    add("list", "Every setting with its value, default and meaning", Verb::SettingsList, false)
+        ->add_flag("--json", options.json, "Print one JSON object");
+    add("get", "Print one value; exit code 1 when it is not set", Verb::SettingsGet, true)
+        ->add_flag("--json", options.json, "Print one JSON object");
+    add("set", "Set one value in the user's file", Verb::SettingsSet, true)
+        ->add_option("VALUE", options.value, "Text, or a number (decimal or 0x) where the setting is one")
+        ->required()
+        ->type_name("");
+    add("unset", "Remove one value from the user's file", Verb::SettingsUnset, true);
+}
+
+void AddCommon(CLI::App& app, Options& options) {
+    app.add_flag("-v,--verbose", options.verbose, "Show the library's own log on standard error");
+    app.add_option("--log", options.logFile, "Write the library's own log to the end of this file")
+        ->type_name("FILE");
+    app.add_option_function<int>(
+           "--log-level", [&options](const int& level) { options.logLevel = static_cast<INFOTYPE>(level); },
+           "Highest level of both: 1 errors, 4 also path conversion, 8 everything (8)")
+        ->check(CLI::Range(1, 8))
+        ->type_name("N");
+    app.add_option(
+           "--settings", options.settingsFile,
+           "Use this settings file alone. What the library reads when it is loaded (time-outs of file "
+           "handles, bitrate log, cache limit) has come from the standard files by then")
+        ->type_name("FILE");
+}
+
+} // namespace
+
+std::optional<int> ParseOptions(int argc, char** argv, Options& options) {
+    CLI::App app("vxcio - look at, read and check media files through VXCSoftCodecIO", "vxcio");
+    app.set_version_flag("--version", std::string("vxcio ") + QLGetLibInfo()->LibVersion);
+    app.require_subcommand(1);
+    app.footer(kMainFooter);
+    AddCommon(app, options);
+    AddInfo(app, options);
+    AddCat(app, options);
+    AddMd5(app, options);
+    AddSettings(app, options);
+    try {
+        app.parse(Guarded(argc, argv));
+    } catch (const CLI::ParseError& error) {
+        std::ostringstream out;
+        std::ostringstream complaint;
+        if (app.exit(error, out, complaint) == 0) {
+            Print(out.str());
+            return kExitOk;
+        }
+        Complain(error.what());
+        PrintErrorLine("Run 'vxcio --help', or 'vxcio VERB --help'.");
+        return kExitUsage;
+    }
+    Unguard(options);
+    return std::nullopt;
+}
+
+} // namespace vxcio::tool

@@ -1,0 +1,42 @@
+// Options.h - the command line, understood.
+#pragma once
+
+#include "frame/Types.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vxcio::tool {
+
+enum class Verb { Info, Cat, Md5, SettingsList, SettingsGet, SettingsSet, SettingsUnset };
+
+struct Options {
+    Verb verb = Verb::Info;
+
+    // Of every verb.
+    bool verbose = false;
+    std::optional<std::string> logFile;
+    INFOTYPE logLevel = INFOTYPE_TRACE;
+    std::optional<std::string> settingsFile;
+    bool json = false;
+
+    // Of info, cat and md5.
+    std::vector<std::string> names;
+    bool unbuffered = false;
+    uint64 offset = 0;
+    std::optional<uint64> length;
+    uint32 block = 1u << 20;
+    bool check = false;
+
+    // Of settings.
+    std::string setting;
+    std::string value;
+    std::optional<std::string> section;
+};
+
+// Fills `options`. A result is the exit code to end with: help or version was printed, or the arguments make
+// no sense, which has been said.
+std::optional<int> ParseOptions(int argc, char** argv, Options& options);
+
+} // namespace vxcio::tool

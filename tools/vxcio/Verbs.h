@@ -1,0 +1,14 @@
+// Verbs.h - what the tool does, one function a verb. Each gives the exit code; OutputLost comes through.
+#pragma once
+
+#include "LogView.h"
+#include "Options.h"
+
+namespace vxcio::tool {
+
+int RunInfo(const Options& options, LogView& log);
+int RunCat(const Options& options, LogView& log);
+int RunMd5(const Options& options, LogView& log);
+int RunSettings(const Options& options);
+
+} // namespace vxcio::tool
