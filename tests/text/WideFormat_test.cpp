@@ -205,9 +205,17 @@ TEST(WideFormatTest, ALocaleWithADecimalCommaChangesNothing) {
     const test::TempFolder folder(test::TempFolder::Kind::Memory);
     const std::string source = folder.Write(
         "comma.src", "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \"\"\ngrouping -1\nEND LC_NUMERIC\n");
+    // A bare machine has no character maps either.
+    std::string map = "<code_set_name> ASCII\n<mb_cur_min> 1\n<mb_cur_max> 1\nCHARMAP\n";
+    for (unsigned code = 0; code < 128; ++code) {
+        char line[32];
+        snprintf(line, sizeof line, "<U%04X> /x%02x\n", code, code);
+        map += line;
+    }
+    const std::string charmap = folder.Write("ascii", map + "END CHARMAP\n");
     // The other categories are missing, about which it complains, and which is as wanted.
-    const std::string command =
-        "localedef -c --no-archive -i '" + source + "' '" + folder.Name("comma") + "' >/dev/null 2>&1";
+    const std::string command = "localedef -c --no-archive -f '" + charmap + "' -i '" + source + "' '" +
+                                folder.Name("comma") + "' >/dev/null 2>&1";
     static_cast<void>(!std::system(command.c_str()));
     setenv("LOCPATH", folder.Path().c_str(), 1);
     const bool isComma = std::setlocale(LC_NUMERIC, "comma") != nullptr;
