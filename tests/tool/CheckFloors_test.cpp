@@ -24,6 +24,7 @@ protected:
         m_Tree.Write("tools/vxcio/main.cpp", "#include \"frame/Types.h\"\n");
         m_Tree.Write("tests/CMakeLists.txt", "vxc_test(frame LOGIC)\n");
         m_Tree.Write("tests/frame/Log_test.cpp", "#include <unistd.h>\nTEST(Log, Logs) {}\n");
+        m_Tree.Write("tests/frame/posix/Log_test.cpp", "TEST(Log, LogsHere) {}\n");
     }
     Outcome Check() const {
         return RunProgram({VXC_TEST_SOURCE_DIR "/scripts/check-floors", m_Tree.Path().string()});
@@ -40,7 +41,7 @@ protected:
 TEST_F(CheckFloorsTest, ATreeThatKeepsTheRulesPasses) {
     const Outcome outcome = Check();
     EXPECT_EQ(outcome.exitCode, 0) << outcome.out << outcome.error;
-    EXPECT_THAT(outcome.out, HasSubstr("5 files keep to their floors; 1 tests"));
+    EXPECT_THAT(outcome.out, HasSubstr("5 files keep to their floors; 2 tests"));
 }
 
 TEST_F(CheckFloorsTest, AnIncludeFromAHigherFloorIsFound) {
@@ -87,6 +88,8 @@ TEST_F(CheckFloorsTest, AQuestionForTheSystemIsFound) {
 TEST_F(CheckFloorsTest, TestsThatWouldNeverRunAreFound) {
     m_Tree.Write("tests/sources/Disk_test.cpp", "TEST(Disk, Spins) {}\n");
     ExpectBreach("tests/sources/Disk_test.cpp:1: its folder has no vxc_test(sources ...) line");
+    m_Tree.Write("tests/frame/deep/Log_test.cpp", "TEST(Log, Sinks) {}\n");
+    ExpectBreach("tests/frame/deep/Log_test.cpp:1: its folder has no vxc_test(frame ...) line");
     m_Tree.Write("tests/frame/More.cpp", "TEST(More, Tests) {}\n");
     ExpectBreach("tests/frame/More.cpp:1: holds tests but is not named *_test.cpp");
     m_Tree.Write("tests/frame/Log_test.cpp", "// nothing\n");
