@@ -20,10 +20,10 @@ public:
     void Final(unsigned char* digest) noexcept;
 
 private:
-    uint32 m_dwState[4];    // the chaining value
-    uint32 m_dwCount[2];    // message length in bits, low word first
-    uint8 m_Buffer[64];     // the partial block
-    uint8 m_Padding[64];    // 0x80 and zeros
-    uint32 m_bFinished;     // set once the digest stands
+    uint32 m_dwState[4]; // the chaining value
+    uint32 m_dwCount[2]; // message length in bits, low word first
+    uint8 m_Buffer[64];  // the partial block
+    uint8 m_Padding[64]; // 0x80 and zeros
+    uint32 m_bFinished;  // set once the digest stands
     uint8 m_Digest[16];
 };

@@ -66,11 +66,11 @@ VXCSOFTCODECSYSU_API int VisitSettings(SettingVisitor visit, void* context) noex
 
 // What lies under a name. Sizes in bytes; 0 where the system does not tell.
 struct DiskFacts {
-    uint32 driveType;          // VXC_DRIVE_...
-    uint32 sectorSize;         // what positions and sizes of unbuffered transfers must divide by
-    uint32 directMemory;       // alignment of memory that direct transfer asks for
-    uint32 directOffset;       // alignment of positions and sizes that direct transfer asks for
-    char fileSystem[16];       // short name of the kind of file system, "ext4"; "?" when not known
+    uint32 driveType;    // VXC_DRIVE_...
+    uint32 sectorSize;   // what positions and sizes of unbuffered transfers must divide by
+    uint32 directMemory; // alignment of memory that direct transfer asks for
+    uint32 directOffset; // alignment of positions and sizes that direct transfer asks for
+    char fileSystem[16]; // short name of the kind of file system, "ext4"; "?" when not known
 };
 
 // Asks about the file, or where it is not there the nearest folder above it. 1, or 0 with *facts zeroed

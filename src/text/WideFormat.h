@@ -17,7 +17,8 @@ namespace vxcio {
 // Writes at most `capacity` - 1 characters and the terminating zero into `text` and gives the number of
 // characters written. What does not fit is cut. Never allocates, never throws; `capacity` 0 writes nothing.
 std::size_t FormatWide(wchar_t* text, std::size_t capacity, const wchar_t* format, ...) noexcept;
-std::size_t FormatWideV(wchar_t* text, std::size_t capacity, const wchar_t* format, va_list arguments) noexcept;
+std::size_t FormatWideV(wchar_t* text, std::size_t capacity, const wchar_t* format,
+                        va_list arguments) noexcept;
 
 // The longest text that log lines and CVXCString::Format make, with the terminating zero.
 inline constexpr std::size_t kFormatCapacity = 8192;

@@ -22,7 +22,8 @@ struct CallHooks {
     std::function<int(int descriptor, int advice)> fadvise;
     std::function<int(const char* path)> unlink;
     std::function<int(const char* oldPath, const char* newPath, unsigned flags)> renameat2;
-    std::function<int(int descriptor, const char* path, int flags, unsigned mask, struct statx* record)> statx;
+    std::function<int(int descriptor, const char* path, int flags, unsigned mask, struct statx* record)>
+        statx;
     std::function<int(int descriptor)> close;
 };
 
