@@ -17,22 +17,15 @@ void SpinInVainUntilWorst(SpinScore& score) {
 
 } // namespace
 
-TEST(SpinScoreTest, NeverSpinsOnOneCore) {
-    SpinScore score;
-    for (uint32 i = 0; i < 2 * SpinScore::kTryAgain; ++i) {
-        EXPECT_EQ(score.Patience(1), 0u);
-    }
-}
-
 TEST(SpinScoreTest, StartsWithAFewMicroseconds) {
     SpinScore score;
-    EXPECT_EQ(score.Patience(2), kSpinNanoseconds);
+    EXPECT_EQ(score.Patience(), kSpinNanoseconds);
 }
 
 TEST(SpinScoreTest, GivesUpWhenItDoesNotPayAndTriesAgainNowAndThen) {
     SpinScore score;
     uint32 looks = 0;
-    while (score.Patience(2) != 0) {
+    while (score.Patience() != 0) {
         score.InVain();
         ++looks;
     }
@@ -40,12 +33,12 @@ TEST(SpinScoreTest, GivesUpWhenItDoesNotPayAndTriesAgainNowAndThen) {
     EXPECT_EQ(score.Score(), 0u);
     // That was the first of the waits that sleep at once.
     uint32 slept = 1;
-    while (score.Patience(2) == 0) {
+    while (score.Patience() == 0) {
         ++slept;
     }
     EXPECT_EQ(slept, SpinScore::kTryAgain - 1);
     score.InVain();
-    EXPECT_EQ(score.Patience(2), 0u);
+    EXPECT_EQ(score.Patience(), 0u);
 }
 
 TEST(SpinScoreTest, OneSuccessAfterALongSleepBringsAllPatienceBack) {
@@ -53,7 +46,7 @@ TEST(SpinScoreTest, OneSuccessAfterALongSleepBringsAllPatienceBack) {
     SpinInVainUntilWorst(score);
     score.Paid();
     EXPECT_EQ(score.Score(), SpinScore::kBest);
-    EXPECT_EQ(score.Patience(2), kPatientNanoseconds);
+    EXPECT_EQ(score.Patience(), kPatientNanoseconds);
 }
 
 TEST(SpinScoreTest, PatienceIsLostFasterThanItIsWon) {
@@ -64,7 +57,7 @@ TEST(SpinScoreTest, PatienceIsLostFasterThanItIsWon) {
     EXPECT_EQ(score.Score(), SpinScore::kBest);
     score.InVain();
     EXPECT_EQ(score.Score(), SpinScore::kBest / 2);
-    EXPECT_EQ(score.Patience(2), kSpinNanoseconds);
+    EXPECT_EQ(score.Patience(), kSpinNanoseconds);
     score.Paid();
     EXPECT_EQ(score.Score(), SpinScore::kBest / 2 + 1);
 }

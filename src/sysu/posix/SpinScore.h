@@ -10,7 +10,7 @@
 //
 // Patience has to outlast the waking of a partner: two threads that answer each other fall asleep in turn
 // otherwise, and then neither ever looks long enough to find out that they need not. Where a thread has one
-// core alone, the partner cannot run while it looks: it never does.
+// core alone, the partner cannot run while it looks: waits there ask UsableCores and never look.
 //
 // Any thread may call. The score is a guess: updates that get lost between threads do no harm.
 #pragma once
@@ -53,10 +53,7 @@ public:
     static constexpr uint32 kTryAgain = 32;
 
     // How long the next wait looks, in nanoseconds; 0 for not at all.
-    uint64 Patience(uint32 cores) noexcept {
-        if (cores < 2) {
-            return 0;
-        }
+    uint64 Patience() noexcept {
         const uint32 score = m_score.load(std::memory_order_relaxed);
         if (score > 0) {
             return score >= kBest ? kPatientNanoseconds : kSpinNanoseconds;
