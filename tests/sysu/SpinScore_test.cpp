@@ -44,7 +44,7 @@ TEST(SpinScoreTest, GivesUpWhenItDoesNotPayAndTriesAgainNowAndThen) {
 TEST(SpinScoreTest, OneSuccessAfterALongSleepBringsAllPatienceBack) {
     SpinScore score;
     SpinInVainUntilWorst(score);
-    score.Paid();
+    score.Paid(0);
     EXPECT_EQ(score.Score(), SpinScore::kBest);
     EXPECT_EQ(score.Patience(), kPatientNanoseconds);
 }
@@ -52,14 +52,27 @@ TEST(SpinScoreTest, OneSuccessAfterALongSleepBringsAllPatienceBack) {
 TEST(SpinScoreTest, PatienceIsLostFasterThanItIsWon) {
     SpinScore score;
     for (uint32 i = 0; i < 2 * SpinScore::kBest; ++i) {
-        score.Paid();
+        score.Paid(0);
     }
     EXPECT_EQ(score.Score(), SpinScore::kBest);
     score.InVain();
     EXPECT_EQ(score.Score(), SpinScore::kBest / 2);
     EXPECT_EQ(score.Patience(), kSpinNanoseconds);
-    score.Paid();
+    score.Paid(0);
     EXPECT_EQ(score.Score(), SpinScore::kBest / 2 + 1);
+}
+
+TEST(SpinScoreTest, ASuccessThatCameLateCountsAgainstLooking) {
+    SpinScore score;
+    const uint32 fresh = score.Score();
+    score.Paid(kSpinNanoseconds);
+    EXPECT_EQ(score.Score(), fresh + 1);
+    score.Paid(kSpinNanoseconds + 1);
+    EXPECT_EQ(score.Score(), fresh);
+    // A look that was a try is patient on purpose: there even a late success is news.
+    SpinInVainUntilWorst(score);
+    score.Paid(kPatientNanoseconds);
+    EXPECT_EQ(score.Score(), SpinScore::kBest);
 }
 
 TEST(SpinScoreTest, SeesTheCoresOfItsOwnThread) {

@@ -74,15 +74,17 @@ bool SpinAndTake(Waiter& waiter) noexcept {
         return false;
     }
     const uint64 start = MonotonicNanoseconds();
+    uint64 looked = 0; // at the last glance at the clock
     do {
         for (int look = 0; look < kLooksPerClock; ++look) {
             SpinPause();
             if (SeemsReady(waiter) && TakeNow(waiter)) {
-                first.spin.Paid();
+                first.spin.Paid(looked);
                 return true;
             }
         }
-    } while (MonotonicNanoseconds() - start < patience);
+        looked = MonotonicNanoseconds() - start;
+    } while (looked < patience);
     first.spin.InVain();
     t_cores = UsableCores();
     return false;
