@@ -11,7 +11,6 @@
 using namespace vxcio;
 using namespace vxcio::test;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 namespace {
 
@@ -25,17 +24,6 @@ protected:
 
     std::vector<uint8> buffer = std::vector<uint8>(1 << 20);
 };
-
-// Lines of one level.
-std::vector<std::wstring> TextsOf(const LogCapture& log, int level) {
-    std::vector<std::wstring> texts;
-    for (const auto& line : log.Lines()) {
-        if (line.level == level) {
-            texts.push_back(line.text);
-        }
-    }
-    return texts;
-}
 
 } // namespace
 
@@ -96,7 +84,7 @@ TEST_F(SoftFileHandleTransferTest, FailedReadIsLoggedAndSticksWhileLaterCountsAr
     EXPECT_EQ(KnownPosition(), kUnknownPosition);
     wchar_t address[16];
     std::swprintf(address, 16, L"%x", static_cast<uint32>(reinterpret_cast<std::uintptr_t>(buffer.data())));
-    EXPECT_THAT(TextsOf(log, INFOTYPE_ERROR),
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR),
                 ElementsAre(L"ReadFile(nNumberOfBytes=64) error, FileName is[" + Clip() +
                             L"], Description is[injected error], lpBuffer is[0x" + address + L"]"));
     // The old error comes with a full count; size and cut stay stopped.
@@ -158,7 +146,7 @@ TEST_F(SoftFileHandleTransferTest, ShortWriteIsAFailureWithItsCount) {
     EXPECT_EQ(handle.WriteFile(content.data(), 500, &count, nullptr), VXC_STATUS_WRITE);
     EXPECT_EQ(count, 300U);
     EXPECT_EQ(KnownPosition(), kUnknownPosition);
-    const auto errors = TextsOf(log, INFOTYPE_ERROR);
+    const auto errors = log.Texts(INFOTYPE_ERROR);
     ASSERT_EQ(errors.size(), 1U);
     EXPECT_EQ(
         errors[0].rfind(L"WriteFile(nNumberOfBytesToWrite[500] != nNumberOfBytesWritten[300]) error--", 0),
@@ -173,7 +161,7 @@ TEST_F(SoftFileHandleTransferTest, FailedWriteIsLoggedWithTheSystemsText) {
     uint32 count = 9;
     EXPECT_EQ(handle.WriteFile(content.data(), 500, &count, nullptr), VXC_STATUS_WRITE);
     EXPECT_EQ(count, 0U);
-    EXPECT_THAT(TextsOf(log, INFOTYPE_ERROR),
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR),
                 ElementsAre(L"WriteFile(nNumberOfBytesToWrite[500] != nNumberOfBytesWritten[0]) "
                             L"error--injected error"));
 }
@@ -215,11 +203,20 @@ TEST_F(SoftFileHandleTransferTest, AfterAFailedSeekTheSamePositionReachesTheSyst
     plan.Add(Fail(Op::VXC_SetFilePointer).WithError(VXC_ERROR_IO_DEVICE));
     LogCapture log;
     EXPECT_EQ(handle.SetFilePointer(5000, 0), -1);
-    EXPECT_THAT(TextsOf(log, INFOTYPE_ERROR),
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR),
                 ElementsAre(L":SetFilePointer(injected error) error, pos is 5000"));
     EXPECT_EQ(handle.SetFilePointer(4096, 0), 4096);
     EXPECT_EQ(plan.Calls(Op::VXC_SetFilePointer), 2);
     EXPECT_EQ(Read(0), VXC_STATUS_OK); // the status never told of it
+}
+
+TEST_F(SoftFileHandleTransferTest, AnUnknownPositionIsNeverTakenForTheOneSought) {
+    ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
+    FaultPlan plan;
+    EXPECT_EQ(handle.SetFilePointer(kUnknownPosition, 0), -1);
+    EXPECT_EQ(KnownPosition(), kUnknownPosition);
+    EXPECT_EQ(handle.SetFilePointer(kUnknownPosition, 0), -1);
+    EXPECT_EQ(plan.Calls(Op::VXC_SetFilePointer), 2);
 }
 
 TEST_F(SoftFileHandleTransferTest, NegativePositionsFail) {

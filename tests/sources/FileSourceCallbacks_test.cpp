@@ -79,3 +79,43 @@ TEST_F(FileSourceCallbacksTest, ShortReadsOfTheHostAreHandedOn) {
     EXPECT_EQ(source.Read(buffer.data(), 100), 30);
     EXPECT_TRUE(std::equal(buffer.begin(), buffer.begin() + 30, content.begin() + 30));
 }
+
+TEST_F(FileSourceCallbacksTest, CountsOfTwoGibibytesAndMoreStayTrueInsideAndTurnNegativeOutside) {
+    host.Table().pfnRead = [](void*, void*, uint32 bytes, uint32* done) -> uint64 {
+        *done = bytes; // writes nothing, so that no buffer of that size is needed
+        return 0;
+    };
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    uint8 byte = 0;
+    EXPECT_EQ(static_cast<uint32>(source.Read(&byte, 0x90000000U)), 0x90000000U);
+    EXPECT_EQ(Inspector::FilePos(source), int64{0x90000000});
+    EXPECT_EQ(Inspector::ReadPos(source), int64{0x90000000});
+}
+
+TEST_F(FileSourceCallbacksTest, AReadAcrossTheLastPositionWrapsBothPositions) {
+    const int64 largest = 0x7FFFFFFFFFFFFFFF;
+    host.Table().pfnRead = [](void*, void*, uint32 bytes, uint32* done) -> uint64 {
+        *done = bytes;
+        return 0;
+    };
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    FaultPlan plan; // no older error of the thread stands
+    plan.Add(Answer(Op::VXC_GetLastError, 0).FromThenOn());
+    source.Seek(largest - 4, 1);
+    uint8 bytes[8] = {};
+    EXPECT_EQ(source.Read(bytes, 8), 8);
+    EXPECT_EQ(Inspector::FilePos(source), -largest - 1 + 3);
+    EXPECT_EQ(Inspector::ReadPos(source), -largest - 1 + 3);
+}
+
+TEST_F(FileSourceCallbacksTest, ASizeFarAboveWhatTheHostDeliversEndsTheDigestAllTheSame) {
+    host.Table().pfnGetFileSize = [](void*, uint32* errorNumber) {
+        *errorNumber = 0;
+        return uint64{1} << 60;
+    };
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    source.EnableMD5_Check(0);
+    EXPECT_EQ(DigestOf(source), DigestOf(content));
+    EXPECT_EQ(Inspector::Inner(source).MD5State()->Position(), uint64{1} << 60);
+    EXPECT_LT(host.Calls(HostFunction::Read), 2000);
+}

@@ -192,6 +192,29 @@ TEST_F(FileSourceTest, AnOpticalDriveIsOnlyTalkedAbout) {
     EXPECT_FALSE(log.Contains(L"CDROM"));
 }
 
+TEST_F(FileSourceTest, TheBlockSizeIsSetBeforeTheDriveIsLookedAt) {
+    const SettingsScope settings({{L"ReadBlockSize", L"2"}});
+    FaultPlan plan;
+    plan.Add(Answer(Op::VXC_GetDriveTypeW, VXC_DRIVE_CDROM));
+    LogCapture log;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    const auto texts = log.Texts();
+    ASSERT_GE(texts.size(), 2U);
+    EXPECT_EQ(texts[0], L"CFileSource::OpenFile()-m_dwReadBlockSize = 0x200000 bytes(Register = 2)");
+    EXPECT_EQ(texts[1],
+              L"CFileSource::OpenFile--This is CDROM Path Name, Change to VXC_FILE_FLAG_SEQUENTIAL_SCAN");
+    EXPECT_EQ(log.Lines()[0].level, INFOTYPE_TRACE);
+    EXPECT_EQ(log.Lines()[1].level, INFOTYPE_TRACE);
+}
+
+TEST_F(FileSourceTest, TheSpeedMeterCountsInTheTicksOfTheCounter) {
+    _VXC_LARGE_INTEGER frequency = {};
+    ASSERT_NE(VXC_QueryPerformanceFrequency(&frequency), 0);
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    Inspector::ReadRate(source).Add(50, static_cast<uint64>(frequency.QuadPart));
+    EXPECT_EQ(Inspector::ReadRate(source).Rate(), 50U);
+}
+
 TEST_F(FileSourceTest, SectorSizeIsThatOfTheDisk) {
     PlatformScope platform;
     DiskQueries().getDiskFreeSpace = [](const wchar_t*, uint32* size) {

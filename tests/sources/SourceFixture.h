@@ -29,6 +29,7 @@ struct FileSourceInspector {
     static uint32 ReadBlockSize(const CFileSource& source) { return source.m_dwReadBlockSize; }
     static uint32 Flags(const CFileSource& source) { return source.m_dwFlags; }
     static uint32 KeepWindow(const CFileSource& source) { return source.m_bKeepWindow; }
+    static SReadRate& ReadRate(CFileSource& source) { return source.m_ReadRate; }
     static std::wstring File1(const CFileSource& source) { return source.m_strFile[0].c_str(); }
     static bool HasCallbacks(const CFileSource& source) { return source.m_pIOCallbackSet != nullptr; }
     static CInnerSoftDataIO& Inner(CFileSource& source) { return *source.m_pInner; }
