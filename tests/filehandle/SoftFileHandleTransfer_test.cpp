@@ -91,6 +91,19 @@ TEST_F(SoftFileHandleTransferTest, FailedReadIsLoggedAndSticksWhileLaterCountsAr
     EXPECT_EQ(Read(64, &count), VXC_STATUS_READ);
     EXPECT_EQ(count, 64U);
     EXPECT_EQ(handle.GetFileSize(), 0U);
+    EXPECT_EQ(handle.SetFilePointer(200, 0), 200); // seeks go on
+}
+
+TEST_F(SoftFileHandleTransferTest, AnOverlappedPointerReachesTheSystem) {
+    ASSERT_EQ(OpenReadWrite(handle, Clip()), VXC_STATUS_OK);
+    // The system has no such transfer and refuses it.
+    uint8 place = 0;
+    auto* const overlapped = reinterpret_cast<_VXC_OVERLAPPED*>(&place);
+    uint32 count = 9;
+    EXPECT_EQ(handle.ReadFile(buffer.data(), 10, &count, overlapped), VXC_STATUS_READ);
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(handle.WriteFile(buffer.data(), 10, &count, overlapped), VXC_STATUS_WRITE);
+    EXPECT_EQ(count, 0U);
 }
 
 TEST_F(SoftFileHandleTransferTest, CutAfterAFailedReadDoesNothing) {
@@ -164,6 +177,10 @@ TEST_F(SoftFileHandleTransferTest, FailedWriteIsLoggedWithTheSystemsText) {
     EXPECT_THAT(log.Texts(INFOTYPE_ERROR),
                 ElementsAre(L"WriteFile(nNumberOfBytesToWrite[500] != nNumberOfBytesWritten[0]) "
                             L"error--injected error"));
+    // A later good write does not clear the status, nor does it make the position known.
+    EXPECT_EQ(handle.WriteFile(content.data(), 500, &count, nullptr), VXC_STATUS_WRITE);
+    EXPECT_EQ(count, 500U);
+    EXPECT_EQ(KnownPosition(), kUnknownPosition);
 }
 
 TEST_F(SoftFileHandleTransferTest, SeekToZeroAlwaysReachesTheSystem) {
@@ -191,7 +208,8 @@ TEST_F(SoftFileHandleTransferTest, SeekToTheKnownPositionCostsNoCall) {
 TEST_F(SoftFileHandleTransferTest, SeeksFromAllThreeOrigins) {
     ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
     EXPECT_EQ(handle.SetFilePointer(10, 0), 10);
-    EXPECT_EQ(handle.SetFilePointer(static_cast<uint64>(-3), 1), 7);
+    EXPECT_EQ(handle.SetFilePointer(10, 1), 20);
+    EXPECT_EQ(handle.SetFilePointer(static_cast<uint64>(-13), 1), 7);
     EXPECT_EQ(handle.SetFilePointer(static_cast<uint64>(-1), 2), int64{kSize - 1});
     EXPECT_EQ(handle.SetFilePointer(uint64{5} << 32 | 17, 0), int64{5} << 32 | 17);
 }
@@ -253,6 +271,7 @@ TEST_F(SoftFileHandleTransferTest, ReadThatStaysShortIsTriedElevenTimesASecondAp
     EXPECT_EQ(plan.Calls(Op::VXC_ReadFile), 11);
     EXPECT_EQ(clock.Sleeps(), std::vector<uint32>(10, 1000));
     EXPECT_EQ(log.Count(L"CQLSoftFileHandle::ReadFile() Repeat!\n"), 10U);
+    EXPECT_EQ(log.Texts(INFOTYPE_TRACE).size(), 10U);
     EXPECT_EQ(KnownPosition(), kSize);
     EXPECT_EQ(std::vector<uint8>(buffer.begin(), buffer.begin() + 5), Bytes(kSize - 5, 5));
 }
@@ -313,6 +332,30 @@ TEST_F(BitrateTest, PeriodEndsWithTheFirstReadThatFinishesAfterMoreThanASecond) 
     EXPECT_TRUE(log.Lines().empty());
 }
 
+TEST_F(BitrateTest, APeriodStartsWithoutTheSumsOfTheFormerOne) {
+    clock.AutoAdvance(true);
+    handle.SetRepeat(1);
+    handle.SetFilePointer(kSize, 0);
+    Read(1000000); // ends a period of ten seconds by itself
+    EXPECT_EQ(log.Texts().back(), Line(L"Bitrate = 0.80 Mbps, AvergeBitrate = 0.80 Mbps"));
+    EXPECT_EQ(log.Lines().back().level, INFOTYPE_TRACE);
+    Read(500000);
+    EXPECT_EQ(log.Texts().back(), Line(L"Bitrate = 0.40 Mbps, AvergeBitrate = 0.40 Mbps"));
+}
+
+TEST_F(BitrateTest, AnOpenStartsWithoutTheSumsOfTheFormerFile) {
+    Read(1000000);
+    clock.Advance(500);
+    ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
+    log.Clear();
+    clock.Advance(600);
+    Read(2002); // not the first file's second
+    EXPECT_TRUE(log.Lines().empty());
+    clock.Advance(1001);
+    Read(1001);
+    EXPECT_THAT(log.Texts(), ElementsAre(Line(L"Bitrate = 0.00 Mbps, AvergeBitrate = 0.02 Mbps")));
+}
+
 TEST_F(BitrateTest, RateCountsTheTimeInsideReadsAlone) {
     Read(1000);
     clock.Advance(1500);
@@ -337,4 +380,20 @@ TEST_F(BitrateTest, ReadThatIsStoppedEarlyMayOpenAPeriodButIsNotCounted) {
     clock.Advance(1001);
     Read(1001); // 1001 bytes over 1001 ms: the period began with the read of nothing
     EXPECT_THAT(log.Texts(), ElementsAre(Line(L"Bitrate = 0.00 Mbps, AvergeBitrate = 0.01 Mbps")));
+}
+
+TEST(BitrateWrapTest, TheTickCountMayWrapWithinAPeriodAndWithinARead) {
+    const TempFolder folder(TempFolder::Kind::Memory);
+    folder.Write("clip", "abc");
+    TestClock clock(0xFFFFFFFFU - 500); // a period begins half a second before the wrap
+    CQLSoftFileHandle handle;
+    ASSERT_EQ(OpenRead(handle, folder.Wide("clip")), VXC_STATUS_OK);
+    Module().EnableBitrateInfo = 1;
+    LogCapture log;
+    handle.SetRepeat(1);
+    clock.AutoAdvance(true);
+    std::vector<uint8> buffer(1000000);
+    handle.ReadFile(buffer.data(), 1000000, nullptr, nullptr); // ten seconds across the wrap
+    Module().EnableBitrateInfo = 0;
+    EXPECT_TRUE(log.Contains(L"Bitrate = 0.80 Mbps, AvergeBitrate = 0.80 Mbps"));
 }

@@ -57,6 +57,33 @@ TEST_F(FileSourceTest, OpeningAgainClosesTheFormerFile) {
     EXPECT_EQ(Read(1000), Pattern(100, 9));
 }
 
+TEST_F(FileSourceTest, OpeningAgainClosesInFull) {
+    ASSERT_EQ(Open(VXC_FILE_FLAG_NO_BUFFERING), VXC_STATUS_OK);
+    EXPECT_EQ(Read(10), Bytes(0, 10));
+    EXPECT_NE(Inspector::BounceBufferSize(source), 0U);
+    LogCapture log;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    EXPECT_EQ(Inspector::BounceBufferSize(source), 0U);
+    EXPECT_TRUE(log.Texts().at(0).ends_with(Clip() + L" -- Begin"));
+    EXPECT_TRUE(log.Texts().at(3).ends_with(Clip() + L" -- End"));
+}
+
+TEST_F(FileSourceTest, AnOpenStartsAtTheBeginningWhateverWasSoughtBefore) {
+    EXPECT_EQ(source.Seek(500, 1), 500);
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    EXPECT_EQ(Inspector::ReadPos(source), 0);
+    EXPECT_EQ(Read(10), Bytes(0, 10));
+}
+
+TEST_F(FileSourceTest, AFileThatIsBeingWrittenCanBeRead) {
+    CQLSoftFileHandle writer;
+    ASSERT_EQ(writer.CreateFile(Clip().c_str(), VXC_GENERIC_WRITE, VXC_FILE_SHARE_READ, nullptr,
+                                VXC_OPEN_EXISTING, 0, nullptr, 0),
+              VXC_STATUS_OK);
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    EXPECT_EQ(Read(10), Bytes(0, 10));
+}
+
 TEST_F(FileSourceTest, DestructionClosesAndReleasesTheDigest) {
     FaultPlan plan;
     {
@@ -78,6 +105,7 @@ TEST_F(FileSourceTest, ASecondNameIsNotAvailable) {
     EXPECT_EQ(source.CloseFile(), VXC_STATUS_OK);
     EXPECT_TRUE(log.Texts().at(0).find(L"DoubleHandleMode: File1:" + Clip() + L", File2:" + Clip() +
                                        L" -- Begin") != std::wstring::npos);
+    EXPECT_EQ(Open(), VXC_STATUS_OK); // and one name opens one file again
 }
 
 TEST_F(FileSourceTest, CloseLogsTheNameAtItsBeginAndEnd) {

@@ -71,8 +71,12 @@ TEST_F(PullDataSourceTest, NamesOfUrlsInAnyCaseBelongToASourceThatIsNotThere) {
 }
 
 TEST_F(PullDataSourceTest, AllOtherNamesBelongToTheFileSource) {
+    FaultPlan plan; // whatever lies in the present folder
+    plan.Add(Fail(Op::VXC_CreateFileW).FromThenOn());
+    int asked = 0;
     for (const wchar_t* name : {L"htt", L"", L"xhttp", L"ht", L"ftp://host/clip"}) {
         EXPECT_EQ(source.OpenFile(name, 0, nullptr, 0), VXC_STATUS_OPEN_READ) << name;
+        EXPECT_EQ(plan.Calls(Op::VXC_CreateFileW), ++asked) << name;
     }
 }
 
