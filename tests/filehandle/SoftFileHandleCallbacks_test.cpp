@@ -2,7 +2,6 @@
 #include "filehandle/HandleFixture.h"
 
 #include "support/HostTable.h"
-#include "support/TestClock.h"
 
 #include <gmock/gmock.h>
 
@@ -257,81 +256,6 @@ TEST_F(CallbackHandleTest, TheTextOfEveryErrorIsAskedForTheHandleAndItsNumber) {
     Open();
     EXPECT_EQ(host.Log().back().errorNumber, 17U);
     EXPECT_NE(host.Log().back().handle, VXC_INVALID_HANDLE) << "the handle that came with the error";
-}
-
-TEST_F(CallbackHandleTest, ARepeatTurnedOnDuringAReadBeginsWithTheNextOne) {
-    static CQLSoftFileHandle* s_handle = nullptr;
-    static int s_reads = 0;
-    s_handle = &handle;
-    s_reads = 0;
-    host.Table().pfnRead = [](void*, void*, uint32, uint32* done) -> uint64 {
-        ++s_reads;
-        s_handle->SetRepeat(1);
-        *done = 3;
-        return 0;
-    };
-    ASSERT_EQ(Open(), VXC_STATUS_OK);
-    TestClock clock;
-    clock.AutoAdvance(true);
-    uint32 count = 0;
-    EXPECT_EQ(Read(10, &count), VXC_STATUS_OK);
-    EXPECT_EQ(s_reads, 1);
-    EXPECT_EQ(count, 3U);
-    Read(10, &count);
-    EXPECT_EQ(s_reads, 12);
-}
-
-TEST_F(CallbackHandleTest, ARepeatTurnedOffDuringAReadEndsIt) {
-    static CQLSoftFileHandle* s_handle = nullptr;
-    static int s_reads = 0;
-    s_handle = &handle;
-    s_reads = 0;
-    host.Table().pfnRead = [](void*, void*, uint32, uint32* done) -> uint64 {
-        if (++s_reads == 3) {
-            s_handle->SetRepeat(0);
-        }
-        *done = 0;
-        return 0;
-    };
-    ASSERT_EQ(Open(), VXC_STATUS_OK);
-    TestClock clock;
-    clock.AutoAdvance(true);
-    handle.SetRepeat(1);
-    uint32 count = 0;
-    EXPECT_EQ(Read(10, &count), VXC_STATUS_OK);
-    EXPECT_EQ(s_reads, 3);
-}
-
-TEST_F(CallbackHandleTest, ARepeatSleepsThenGoesBackThenSpeaksThenReads) {
-    static TestClock* s_clock = nullptr;
-    static LogCapture* s_log = nullptr;
-    static std::vector<std::wstring> s_order;
-    static const auto note = [](const wchar_t* step) {
-        s_order.push_back(std::wstring(step) + L" slept " + std::to_wstring(s_clock->Sleeps().size()) +
-                          L" spoke " + std::to_wstring(s_log->Count(L"Repeat!")));
-    };
-    TestClock clock;
-    clock.AutoAdvance(true);
-    LogCapture log;
-    s_clock = &clock;
-    s_log = &log;
-    s_order.clear();
-    host.Table().pfnRead = [](void*, void*, uint32 bytes, uint32* done) -> uint64 {
-        note(L"read");
-        *done = s_order.size() < 4 ? 0 : bytes;
-        return 0;
-    };
-    host.Table().pfnSetFilePointer = [](void*, uint32, int32*, uint32, uint32*) {
-        note(L"seek");
-        return uint32{0};
-    };
-    ASSERT_EQ(Open(), VXC_STATUS_OK);
-    handle.SetRepeat(1);
-    uint32 count = 0;
-    Read(10, &count);
-    EXPECT_EQ(count, 10U);
-    EXPECT_THAT(s_order, ElementsAre(L"seek slept 0 spoke 0", L"read slept 0 spoke 0",
-                                     L"seek slept 1 spoke 0", L"read slept 1 spoke 1"));
 }
 
 TEST_F(CallbackHandleTest, OpeningAgainTakesTheNewNamesTable) {

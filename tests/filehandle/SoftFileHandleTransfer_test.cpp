@@ -1,9 +1,6 @@
 // Reads, writes, seeks and cuts of a file handle in direct mode.
 #include "filehandle/HandleFixture.h"
 
-#include "frame/ModuleValues.h"
-#include "support/TestClock.h"
-
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -13,18 +10,7 @@ using namespace vxcio::test;
 using ::testing::ElementsAre;
 
 namespace {
-
-class SoftFileHandleTransferTest : public HandleTest {
-protected:
-    uint32 Read(uint32 bytes, uint32* count = nullptr) {
-        uint32 ignored = 0;
-        return handle.ReadFile(buffer.data(), bytes, count == nullptr ? &ignored : count, nullptr);
-    }
-    uint64 KnownPosition() { return SoftFileHandleInspector::Record(handle)->qwPosition; }
-
-    std::vector<uint8> buffer = std::vector<uint8>(1 << 20);
-};
-
+using SoftFileHandleTransferTest = HandleTransferTest;
 } // namespace
 
 TEST_F(SoftFileHandleTransferTest, ReadOfZeroBytesReturnsTheStatusAndTouchesNothing) {
@@ -247,153 +233,4 @@ TEST_F(SoftFileHandleTransferTest, PositionWhoseLowHalfIsAllOnesIsNoFailure) {
     ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
     EXPECT_EQ(handle.SetFilePointer(0xFFFFFFFFU, 0), int64{0xFFFFFFFF});
     EXPECT_EQ(KnownPosition(), 0xFFFFFFFFU);
-}
-
-// ---- repeat of short reads ----------------------------------------------------------------------------
-
-TEST_F(SoftFileHandleTransferTest, SetRepeatGivesTheFormerValue) {
-    EXPECT_EQ(handle.SetRepeat(5), 0U);
-    EXPECT_EQ(handle.SetRepeat(0), 5U);
-    EXPECT_EQ(handle.SetRepeat(1), 0U);
-}
-
-TEST_F(SoftFileHandleTransferTest, ReadThatStaysShortIsTriedElevenTimesASecondApart) {
-    ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
-    handle.SetRepeat(1);
-    handle.SetFilePointer(kSize - 5, 0);
-    TestClock clock;
-    clock.AutoAdvance(true);
-    FaultPlan plan;
-    LogCapture log;
-    uint32 count = 0;
-    EXPECT_EQ(Read(10, &count), VXC_STATUS_OK);
-    EXPECT_EQ(count, 5U);
-    EXPECT_EQ(plan.Calls(Op::VXC_ReadFile), 11);
-    EXPECT_EQ(clock.Sleeps(), std::vector<uint32>(10, 1000));
-    EXPECT_EQ(log.Count(L"CQLSoftFileHandle::ReadFile() Repeat!\n"), 10U);
-    EXPECT_EQ(log.Texts(INFOTYPE_TRACE).size(), 10U);
-    EXPECT_EQ(KnownPosition(), kSize);
-    EXPECT_EQ(std::vector<uint8>(buffer.begin(), buffer.begin() + 5), Bytes(kSize - 5, 5));
-}
-
-TEST_F(SoftFileHandleTransferTest, RepeatEndsAsSoonAsTheReadIsWhole) {
-    ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
-    handle.SetRepeat(1);
-    handle.SetFilePointer(100, 0);
-    TestClock clock;
-    clock.AutoAdvance(true);
-    FaultPlan plan;
-    plan.Add(CutShort(Op::VXC_ReadFile, 3));
-    plan.Add(Fail(Op::VXC_ReadFile).Nth(2));
-    uint32 count = 0;
-    // The second attempt fails, the third is whole: the full count with the error of the second.
-    EXPECT_EQ(Read(10, &count), VXC_STATUS_READ);
-    EXPECT_EQ(count, 10U);
-    EXPECT_EQ(plan.Calls(Op::VXC_ReadFile), 3);
-    EXPECT_EQ(std::vector<uint8>(buffer.begin(), buffer.begin() + 10), Bytes(100, 10));
-}
-
-// ---- bitrate log --------------------------------------------------------------------------------------
-
-namespace {
-
-class BitrateTest : public SoftFileHandleTransferTest {
-protected:
-    void SetUp() override {
-        ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
-        Module().EnableBitrateInfo = 1;
-    }
-    void TearDown() override { Module().EnableBitrateInfo = 0; }
-
-    std::wstring Line(const wchar_t* rates) const {
-        wchar_t text[200];
-        std::swprintf(text, 200, L"this->0x%x:CQLSoftFileHandle::ReadFile():%ls",
-                      static_cast<uint32>(reinterpret_cast<std::uintptr_t>(&handle)), rates);
-        return text;
-    }
-
-    TestClock clock;
-    LogCapture log;
-};
-
-} // namespace
-
-TEST_F(BitrateTest, PeriodEndsWithTheFirstReadThatFinishesAfterMoreThanASecond) {
-    Read(1000);
-    clock.Advance(1000);
-    Read(1000); // finishes at exactly 1000 ms: not yet
-    EXPECT_TRUE(log.Lines().empty());
-    clock.Advance(1);
-    Read(10 * kSize); // what was asked for counts, not what came
-    EXPECT_THAT(log.Texts(), ElementsAre(Line(L"Bitrate = 0.00 Mbps, AvergeBitrate = 0.82 Mbps")));
-    log.Clear();
-    clock.Advance(2000);
-    Read(1000); // opens a new period
-    EXPECT_TRUE(log.Lines().empty());
-}
-
-TEST_F(BitrateTest, APeriodStartsWithoutTheSumsOfTheFormerOne) {
-    clock.AutoAdvance(true);
-    handle.SetRepeat(1);
-    handle.SetFilePointer(kSize, 0);
-    Read(1000000); // ends a period of ten seconds by itself
-    EXPECT_EQ(log.Texts().back(), Line(L"Bitrate = 0.80 Mbps, AvergeBitrate = 0.80 Mbps"));
-    EXPECT_EQ(log.Lines().back().level, INFOTYPE_TRACE);
-    Read(500000);
-    EXPECT_EQ(log.Texts().back(), Line(L"Bitrate = 0.40 Mbps, AvergeBitrate = 0.40 Mbps"));
-}
-
-TEST_F(BitrateTest, AnOpenStartsWithoutTheSumsOfTheFormerFile) {
-    Read(1000000);
-    clock.Advance(500);
-    ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
-    log.Clear();
-    clock.Advance(600);
-    Read(2002); // not the first file's second
-    EXPECT_TRUE(log.Lines().empty());
-    clock.Advance(1001);
-    Read(1001);
-    EXPECT_THAT(log.Texts(), ElementsAre(Line(L"Bitrate = 0.00 Mbps, AvergeBitrate = 0.02 Mbps")));
-}
-
-TEST_F(BitrateTest, RateCountsTheTimeInsideReadsAlone) {
-    Read(1000);
-    clock.Advance(1500);
-    handle.SetRepeat(1); // a read that stays short spends ten seconds inside
-    clock.AutoAdvance(true);
-    handle.SetFilePointer(kSize, 0);
-    Read(1000000);
-    // 1001000 bytes in 10000 ms of reading and 11500 ms of the period.
-    EXPECT_EQ(log.Texts().back(), Line(L"Bitrate = 0.80 Mbps, AvergeBitrate = 0.70 Mbps"));
-}
-
-TEST_F(BitrateTest, NothingIsMeasuredWhileItIsOff) {
-    Module().EnableBitrateInfo = 0;
-    Read(1000);
-    clock.Advance(5000);
-    Read(1000);
-    EXPECT_TRUE(log.Lines().empty());
-}
-
-TEST_F(BitrateTest, ReadThatIsStoppedEarlyMayOpenAPeriodButIsNotCounted) {
-    Read(0);
-    clock.Advance(1001);
-    Read(1001); // 1001 bytes over 1001 ms: the period began with the read of nothing
-    EXPECT_THAT(log.Texts(), ElementsAre(Line(L"Bitrate = 0.00 Mbps, AvergeBitrate = 0.01 Mbps")));
-}
-
-TEST(BitrateWrapTest, TheTickCountMayWrapWithinAPeriodAndWithinARead) {
-    const TempFolder folder(TempFolder::Kind::Memory);
-    folder.Write("clip", "abc");
-    TestClock clock(0xFFFFFFFFU - 500); // a period begins half a second before the wrap
-    CQLSoftFileHandle handle;
-    ASSERT_EQ(OpenRead(handle, folder.Wide("clip")), VXC_STATUS_OK);
-    Module().EnableBitrateInfo = 1;
-    LogCapture log;
-    handle.SetRepeat(1);
-    clock.AutoAdvance(true);
-    std::vector<uint8> buffer(1000000);
-    handle.ReadFile(buffer.data(), 1000000, nullptr, nullptr); // ten seconds across the wrap
-    Module().EnableBitrateInfo = 0;
-    EXPECT_TRUE(log.Contains(L"Bitrate = 0.80 Mbps, AvergeBitrate = 0.80 Mbps"));
 }

@@ -119,3 +119,27 @@ TEST_F(FileSourceCallbacksTest, ASizeFarAboveWhatTheHostDeliversEndsTheDigestAll
     EXPECT_EQ(Inspector::Inner(source).MD5State()->Position(), uint64{1} << 60);
     EXPECT_LT(host.Calls(HostFunction::Read), 2000);
 }
+
+TEST_F(FileSourceCallbacksTest, ADigestThatIsUpToDateCostsNoSeek) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    source.EnableMD5_Check(0);
+    source.BeginMD5_Check(0);
+    std::vector<uint8> buffer(700);
+    source.Read(buffer.data(), 700);
+    source.Read(buffer.data(), 700);
+    EXPECT_EQ(host.Calls(HostFunction::SetFilePointer), 2); // one for each read
+}
+
+TEST_F(FileSourceCallbacksTest, ABufferedDigestGoesOnExactlyWhereItStands) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    source.EnableMD5_Check(0);
+    Inspector::Inner(source).MD5State()->Feed(content.data(), 700);
+    host.ClearLog();
+    EXPECT_EQ(DigestOf(source), DigestOf(content));
+    EXPECT_EQ(host.Calls(HostFunction::Read), 1);
+    for (const HostCall& call : host.Log()) {
+        if (call.function == HostFunction::SetFilePointer) {
+            EXPECT_EQ(call.distance, 700);
+        }
+    }
+}

@@ -105,6 +105,7 @@ TEST_F(FileSourceTest, ASecondNameIsNotAvailable) {
     EXPECT_EQ(source.CloseFile(), VXC_STATUS_OK);
     EXPECT_TRUE(log.Texts().at(0).find(L"DoubleHandleMode: File1:" + Clip() + L", File2:" + Clip() +
                                        L" -- Begin") != std::wstring::npos);
+    EXPECT_EQ(log.Lines().at(0).level, INFOTYPE_TRACE);
     EXPECT_EQ(Open(), VXC_STATUS_OK); // and one name opens one file again
 }
 
@@ -168,8 +169,8 @@ TEST_F(FileSourceTest, SizeIsAskedOfTheHandleByEveryCall) {
 
 TEST_F(FileSourceTest, ReadRepeatGoesToTheHandle) {
     ASSERT_EQ(Open(), VXC_STATUS_OK);
-    EXPECT_EQ(source.SetReadRepeat(1), 0U);
-    EXPECT_EQ(source.SetReadRepeat(0), 1U);
+    EXPECT_EQ(source.SetReadRepeat(5), 0U);
+    EXPECT_EQ(source.SetReadRepeat(0), 5U);
 }
 
 TEST_F(FileSourceTest, KeepWindowFlagIsNoted) {
@@ -251,6 +252,28 @@ TEST_F(FileSourceTest, SectorSizeIsThatOfTheDisk) {
     };
     ASSERT_EQ(Open(), VXC_STATUS_OK);
     EXPECT_EQ(Inspector::SectorSize(source), 4096U);
+}
+
+TEST_F(FileSourceTest, AFailedOpenAsksNoDiskAndLeavesTheDefaultSector) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    Inspector::SetSectorSize(source, 4096);
+    LogCapture log;
+    EXPECT_EQ(source.OpenFile(folder.Wide("missing").c_str(), 0, nullptr, 0), VXC_STATUS_OPEN_READ);
+    EXPECT_EQ(Inspector::SectorSize(source), 512U);
+    EXPECT_FALSE(log.Contains(L"GetDiskSectorSize"));
+}
+
+TEST_F(FileSourceTest, CloseForgetsThePositionsAndTheMemory) {
+    ASSERT_EQ(Open(VXC_FILE_FLAG_NO_BUFFERING), VXC_STATUS_OK);
+    Read(10);
+    Inspector::SetWholeFile(source, Pattern(50, 1));
+    source.CloseFile();
+    EXPECT_EQ(Inspector::FilePos(source), 0);
+    EXPECT_EQ(Inspector::ReadPos(source), 0);
+    EXPECT_FALSE(Inspector::HasBounceBuffer(source));
+    EXPECT_EQ(Inspector::WholeFileSize(source), 0U);
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    EXPECT_EQ(Read(10), Bytes(0, 10));
 }
 
 TEST_F(FileSourceTest, OpenAsksNothingOfTheFileButItsOpening) {
