@@ -128,6 +128,11 @@ TEST_F(FileSourceCallbacksTest, ADigestThatIsUpToDateCostsNoSeek) {
     source.Read(buffer.data(), 700);
     source.Read(buffer.data(), 700);
     EXPECT_EQ(host.Calls(HostFunction::SetFilePointer), 2); // one for each read
+    buffer.resize(content.size());
+    source.Read(buffer.data(), 5000);
+    host.ClearLog();
+    EXPECT_EQ(DigestOf(source), DigestOf(content));
+    EXPECT_EQ(host.Order(), std::vector<HostFunction>{HostFunction::GetFileSize});
 }
 
 TEST_F(FileSourceCallbacksTest, ABufferedDigestGoesOnExactlyWhereItStands) {
