@@ -51,8 +51,10 @@ Outcome ReadAll(const std::wstring& name, const std::vector<uint8>& content, uin
         const std::size_t left = content.size() - static_cast<std::size_t>(position);
         outcome.wholeData =
             outcome.wholeData && static_cast<std::size_t>(got) == std::min<std::size_t>(piece, left);
-        outcome.wrongBytes = outcome.wrongBytes ||
-                             !std::equal(buffer.begin(), buffer.begin() + got, content.begin() + position);
+        outcome.wrongBytes =
+            outcome.wrongBytes ||
+            !std::equal(buffer.begin(), buffer.begin() + got, content.begin() + position,
+                        content.begin() + position + std::min<int64>(got, static_cast<int64>(left)));
     }
     uint8* digest = nullptr;
     int length = 0;
