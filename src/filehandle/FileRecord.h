@@ -58,6 +58,8 @@ struct SCreateFile {
 
     // Moves the file pointer. `errorNumber` is the host's, 0 without one.
     uint64 Move(uint64 position, uint32 method, uint32* errorNumber) noexcept;
+    // True for a host's table without the function, whose every seek fails.
+    bool LacksSeek() const noexcept { return hasCallbacks && callbacks.pfnSetFilePointer == nullptr; }
 
     // Cuts the file at the file pointer.
     void Cut() noexcept;

@@ -127,7 +127,7 @@ uint32 CQLSoftFileHandle::ReadFile(void* buffer, uint32 bytes, uint32* bytesRead
     if (bytes == 0) {
         return m_nStatus;
     }
-    const bool repeat = m_bReadRepeat != 0;
+    const bool repeat = m_bReadRepeat != 0; // turned on later, it has no position to go back to
     const uint64 position = repeat ? static_cast<uint64>(SetFilePointer(0, VXC_FILE_CURRENT)) : 0;
     for (uint32 repeats = 0;; ++repeats) {
         uint32 done = 0;
@@ -135,7 +135,7 @@ uint32 CQLSoftFileHandle::ReadFile(void* buffer, uint32 bytes, uint32* bytesRead
         if (bytesRead != nullptr) {
             *bytesRead = done;
         }
-        if (done == bytes || m_bReadRepeat == 0 || repeats == kReadRepeats) {
+        if (done == bytes || !repeat || m_bReadRepeat == 0 || repeats == kReadRepeats) {
             break;
         }
         VXC_Sleep(kRepeatPause);
@@ -208,7 +208,8 @@ int64 CQLSoftFileHandle::SetFilePointer(uint64 position, uint32 method) noexcept
     }
     uint32 errorNumber = 0;
     const uint64 moved = record.Move(position, method, &errorNumber);
-    if (static_cast<uint32>(moved) == VXC_INVALID_SET_FILE_POINTER && VXC_GetLastError() != 0) {
+    if (record.LacksSeek() ||
+        (static_cast<uint32>(moved) == VXC_INVALID_SET_FILE_POINTER && VXC_GetLastError() != 0)) {
         const ErrorText error = LastErrorText();
         LogError(L":SetFilePointer(%s) error, pos is %lld", static_cast<const wchar_t*>(error.text),
                  static_cast<int64>(position));

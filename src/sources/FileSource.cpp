@@ -64,7 +64,8 @@ void CFileSource::OpenNames(const wchar_t* fileName, const wchar_t* secondFileNa
     const CVXCString root = m_strFile[0].Left(DiskQueries().rootLength(m_strFile[0]));
     if (VXC_GetDriveTypeW(root) == VXC_DRIVE_CDROM) {
         // The message is all that happens; users of optical drives look for it.
-        LogTrace(L"CFileSource::OpenFile--This is CDROM Path Name, Change to VXC_FILE_FLAG_SEQUENTIAL_SCAN");
+        LogTrace(L"%s",
+                 L"CFileSource::OpenFile--This is CDROM Path Name, Change to VXC_FILE_FLAG_SEQUENTIAL_SCAN");
     }
     if (secondFileName != nullptr && secondFileName[0] != 0) {
         m_bTwoHandle = 1;
@@ -85,8 +86,8 @@ uint32 CFileSource::OpenFile(const wchar_t* fileName, uint32 flagsAndAttributes,
     m_bTwoHandle = 0;
     m_bKeepWindow = (flagsAndAttributes & VXC_FILE_FLAG_KEEP_WINDOW) != 0 ? 1 : 0;
     m_dwFlags = flagsAndAttributes;
-    OpenNames(fileName == nullptr ? L"" : fileName, secondFileName);
     ReadBlockSizeSetting();
+    OpenNames(fileName == nullptr ? L"" : fileName, secondFileName);
 
     m_pFile[0].reset(new (std::nothrow) CQLSoftFileHandle);
     if (!m_pFile[0]) {
@@ -180,9 +181,9 @@ int64 CFileSource::Seek(int64 offset, uint32 origin) {
 }
 
 int CFileSource::Read(uint8* buffer, uint32 bytes) {
-    const int got = static_cast<int>(ReadFileWithTwoHandle(buffer, bytes));
-    m_qwReadPos += got;
-    return got;
+    const uint32 got = ReadFileWithTwoHandle(buffer, bytes);
+    m_qwReadPos = static_cast<int64>(static_cast<uint64>(m_qwReadPos) + got);
+    return static_cast<int>(got); // negative from 2 GiB on
 }
 
 uint64 CFileSource::GetFileSize() {

@@ -15,8 +15,8 @@ namespace {
 
 constexpr int kDigestSize = 16;
 
-// So many pieces of nothing in a row mean that the caller jumped far beyond the file's end; a jump to the
-// end of the 64-bit range must not read for years.
+// So many pieces of nothing in a row mean that the caller jumped far beyond the file's end, or that a host
+// told too large a size; neither may read for years.
 constexpr int kEmptyPieces = 1024;
 
 void ShowLastError() {
@@ -69,7 +69,8 @@ bool CFileSource::FinishMD5(MD5Check& check, uint64 size) {
         }
         check.SetPosition(std::min(start + s, size));
     }
-    for (uint64 rest = size - check.Position(); rest > 0;) {
+    int empty = 0;
+    for (uint64 rest = size - check.Position(); rest > 0 && empty < kEmptyPieces;) {
         const uint32 part = static_cast<uint32>(std::min<uint64>(rest, whole));
         // The end of the file shortens the last read to what is there.
         const uint32 piece = IsUnbuffered() ? (part + s - 1) / s * s : part;
@@ -78,6 +79,7 @@ bool CFileSource::FinishMD5(MD5Check& check, uint64 size) {
             ShowLastError();
         }
         check.Feed(check.Buffer(), std::min(got, part));
+        empty = got == 0 ? empty + 1 : 0;
         rest -= part;
     }
     check.SetPosition(size);

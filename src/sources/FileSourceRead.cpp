@@ -71,7 +71,7 @@ bool CFileSource::Plan(uint8* buffer, uint32 bytes, Request& request) {
     uint64 want = uint64{bytes} + request.head;
     request.tail = want % s == 0 ? 0 : static_cast<uint32>(s - want % s);
     want += request.tail;
-    if (want > 0xFFFFFFFFu || !GrowBounceBuffer(want)) {
+    if (!GrowBounceBuffer(want)) { // refuses what does not fit 32 bits
         return false;
     }
     request.want = static_cast<uint32>(want);

@@ -38,6 +38,7 @@ TEST(CallerFileFunctionsTest, AddingAndTakingOffGivesNameAndTableBack) {
 }
 
 TEST(CallerFileFunctionsTest, NameWithoutTagPassesUnchangedAndYieldsNull) {
+    LogCapture log;
     for (const std::wstring name :
          {L"", L"a", L"VXCIO8", L"VXCIO4", L"clip.mx", L"0000000000000000VXCIO9x"}) {
         void* table = &table;
@@ -47,6 +48,7 @@ TEST(CallerFileFunctionsTest, NameWithoutTagPassesUnchangedAndYieldsNull) {
     void* table = &table;
     EXPECT_TRUE(DELVXCIOID(nullptr, &table).IsEmpty());
     EXPECT_EQ(table, nullptr);
+    EXPECT_TRUE(log.Lines().empty()) << "no name of these is a tag that is too short";
 }
 
 TEST(CallerFileFunctionsTest, ShortTagNeedsFifteenCharacters) {

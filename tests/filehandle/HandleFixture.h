@@ -56,5 +56,17 @@ protected:
     CQLSoftFileHandle handle;
 };
 
+// The same with a buffer to read into.
+class HandleTransferTest : public HandleTest {
+protected:
+    uint32 Read(uint32 bytes, uint32* count = nullptr) {
+        uint32 ignored = 0;
+        return handle.ReadFile(buffer.data(), bytes, count == nullptr ? &ignored : count, nullptr);
+    }
+    uint64 KnownPosition() const { return SoftFileHandleInspector::Record(handle)->qwPosition; }
+
+    std::vector<uint8> buffer = std::vector<uint8>(1 << 20);
+};
+
 } // namespace test
 } // namespace vxcio

@@ -1,9 +1,6 @@
 // Reads, writes, seeks and cuts of a file handle in direct mode.
 #include "filehandle/HandleFixture.h"
 
-#include "frame/ModuleValues.h"
-#include "support/TestClock.h"
-
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -11,32 +8,9 @@
 using namespace vxcio;
 using namespace vxcio::test;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 namespace {
-
-class SoftFileHandleTransferTest : public HandleTest {
-protected:
-    uint32 Read(uint32 bytes, uint32* count = nullptr) {
-        uint32 ignored = 0;
-        return handle.ReadFile(buffer.data(), bytes, count == nullptr ? &ignored : count, nullptr);
-    }
-    uint64 KnownPosition() { return SoftFileHandleInspector::Record(handle)->qwPosition; }
-
-    std::vector<uint8> buffer = std::vector<uint8>(1 << 20);
-};
-
-// Lines of one level.
-std::vector<std::wstring> TextsOf(const LogCapture& log, int level) {
-    std::vector<std::wstring> texts;
-    for (const auto& line : log.Lines()) {
-        if (line.level == level) {
-            texts.push_back(line.text);
-        }
-    }
-    return texts;
-}
-
+using SoftFileHandleTransferTest = HandleTransferTest;
 } // namespace
 
 TEST_F(SoftFileHandleTransferTest, ReadOfZeroBytesReturnsTheStatusAndTouchesNothing) {
@@ -96,13 +70,26 @@ TEST_F(SoftFileHandleTransferTest, FailedReadIsLoggedAndSticksWhileLaterCountsAr
     EXPECT_EQ(KnownPosition(), kUnknownPosition);
     wchar_t address[16];
     std::swprintf(address, 16, L"%x", static_cast<uint32>(reinterpret_cast<std::uintptr_t>(buffer.data())));
-    EXPECT_THAT(TextsOf(log, INFOTYPE_ERROR),
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR),
                 ElementsAre(L"ReadFile(nNumberOfBytes=64) error, FileName is[" + Clip() +
                             L"], Description is[injected error], lpBuffer is[0x" + address + L"]"));
     // The old error comes with a full count; size and cut stay stopped.
     EXPECT_EQ(Read(64, &count), VXC_STATUS_READ);
     EXPECT_EQ(count, 64U);
     EXPECT_EQ(handle.GetFileSize(), 0U);
+    EXPECT_EQ(handle.SetFilePointer(200, 0), 200); // seeks go on
+}
+
+TEST_F(SoftFileHandleTransferTest, AnOverlappedPointerReachesTheSystem) {
+    ASSERT_EQ(OpenReadWrite(handle, Clip()), VXC_STATUS_OK);
+    // The system has no such transfer and refuses it.
+    uint8 place = 0;
+    auto* const overlapped = reinterpret_cast<_VXC_OVERLAPPED*>(&place);
+    uint32 count = 9;
+    EXPECT_EQ(handle.ReadFile(buffer.data(), 10, &count, overlapped), VXC_STATUS_READ);
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(handle.WriteFile(buffer.data(), 10, &count, overlapped), VXC_STATUS_WRITE);
+    EXPECT_EQ(count, 0U);
 }
 
 TEST_F(SoftFileHandleTransferTest, CutAfterAFailedReadDoesNothing) {
@@ -158,7 +145,7 @@ TEST_F(SoftFileHandleTransferTest, ShortWriteIsAFailureWithItsCount) {
     EXPECT_EQ(handle.WriteFile(content.data(), 500, &count, nullptr), VXC_STATUS_WRITE);
     EXPECT_EQ(count, 300U);
     EXPECT_EQ(KnownPosition(), kUnknownPosition);
-    const auto errors = TextsOf(log, INFOTYPE_ERROR);
+    const auto errors = log.Texts(INFOTYPE_ERROR);
     ASSERT_EQ(errors.size(), 1U);
     EXPECT_EQ(
         errors[0].rfind(L"WriteFile(nNumberOfBytesToWrite[500] != nNumberOfBytesWritten[300]) error--", 0),
@@ -173,9 +160,13 @@ TEST_F(SoftFileHandleTransferTest, FailedWriteIsLoggedWithTheSystemsText) {
     uint32 count = 9;
     EXPECT_EQ(handle.WriteFile(content.data(), 500, &count, nullptr), VXC_STATUS_WRITE);
     EXPECT_EQ(count, 0U);
-    EXPECT_THAT(TextsOf(log, INFOTYPE_ERROR),
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR),
                 ElementsAre(L"WriteFile(nNumberOfBytesToWrite[500] != nNumberOfBytesWritten[0]) "
                             L"error--injected error"));
+    // A later good write does not clear the status, nor does it make the position known.
+    EXPECT_EQ(handle.WriteFile(content.data(), 500, &count, nullptr), VXC_STATUS_WRITE);
+    EXPECT_EQ(count, 500U);
+    EXPECT_EQ(KnownPosition(), kUnknownPosition);
 }
 
 TEST_F(SoftFileHandleTransferTest, SeekToZeroAlwaysReachesTheSystem) {
@@ -203,7 +194,8 @@ TEST_F(SoftFileHandleTransferTest, SeekToTheKnownPositionCostsNoCall) {
 TEST_F(SoftFileHandleTransferTest, SeeksFromAllThreeOrigins) {
     ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
     EXPECT_EQ(handle.SetFilePointer(10, 0), 10);
-    EXPECT_EQ(handle.SetFilePointer(static_cast<uint64>(-3), 1), 7);
+    EXPECT_EQ(handle.SetFilePointer(10, 1), 20);
+    EXPECT_EQ(handle.SetFilePointer(static_cast<uint64>(-13), 1), 7);
     EXPECT_EQ(handle.SetFilePointer(static_cast<uint64>(-1), 2), int64{kSize - 1});
     EXPECT_EQ(handle.SetFilePointer(uint64{5} << 32 | 17, 0), int64{5} << 32 | 17);
 }
@@ -215,11 +207,20 @@ TEST_F(SoftFileHandleTransferTest, AfterAFailedSeekTheSamePositionReachesTheSyst
     plan.Add(Fail(Op::VXC_SetFilePointer).WithError(VXC_ERROR_IO_DEVICE));
     LogCapture log;
     EXPECT_EQ(handle.SetFilePointer(5000, 0), -1);
-    EXPECT_THAT(TextsOf(log, INFOTYPE_ERROR),
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR),
                 ElementsAre(L":SetFilePointer(injected error) error, pos is 5000"));
     EXPECT_EQ(handle.SetFilePointer(4096, 0), 4096);
     EXPECT_EQ(plan.Calls(Op::VXC_SetFilePointer), 2);
     EXPECT_EQ(Read(0), VXC_STATUS_OK); // the status never told of it
+}
+
+TEST_F(SoftFileHandleTransferTest, AnUnknownPositionIsNeverTakenForTheOneSought) {
+    ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
+    FaultPlan plan;
+    EXPECT_EQ(handle.SetFilePointer(kUnknownPosition, 0), -1);
+    EXPECT_EQ(KnownPosition(), kUnknownPosition);
+    EXPECT_EQ(handle.SetFilePointer(kUnknownPosition, 0), -1);
+    EXPECT_EQ(plan.Calls(Op::VXC_SetFilePointer), 2);
 }
 
 TEST_F(SoftFileHandleTransferTest, NegativePositionsFail) {
@@ -232,112 +233,4 @@ TEST_F(SoftFileHandleTransferTest, PositionWhoseLowHalfIsAllOnesIsNoFailure) {
     ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
     EXPECT_EQ(handle.SetFilePointer(0xFFFFFFFFU, 0), int64{0xFFFFFFFF});
     EXPECT_EQ(KnownPosition(), 0xFFFFFFFFU);
-}
-
-// ---- repeat of short reads ----------------------------------------------------------------------------
-
-TEST_F(SoftFileHandleTransferTest, SetRepeatGivesTheFormerValue) {
-    EXPECT_EQ(handle.SetRepeat(5), 0U);
-    EXPECT_EQ(handle.SetRepeat(0), 5U);
-    EXPECT_EQ(handle.SetRepeat(1), 0U);
-}
-
-TEST_F(SoftFileHandleTransferTest, ReadThatStaysShortIsTriedElevenTimesASecondApart) {
-    ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
-    handle.SetRepeat(1);
-    handle.SetFilePointer(kSize - 5, 0);
-    TestClock clock;
-    clock.AutoAdvance(true);
-    FaultPlan plan;
-    LogCapture log;
-    uint32 count = 0;
-    EXPECT_EQ(Read(10, &count), VXC_STATUS_OK);
-    EXPECT_EQ(count, 5U);
-    EXPECT_EQ(plan.Calls(Op::VXC_ReadFile), 11);
-    EXPECT_EQ(clock.Sleeps(), std::vector<uint32>(10, 1000));
-    EXPECT_EQ(log.Count(L"CQLSoftFileHandle::ReadFile() Repeat!\n"), 10U);
-    EXPECT_EQ(KnownPosition(), kSize);
-    EXPECT_EQ(std::vector<uint8>(buffer.begin(), buffer.begin() + 5), Bytes(kSize - 5, 5));
-}
-
-TEST_F(SoftFileHandleTransferTest, RepeatEndsAsSoonAsTheReadIsWhole) {
-    ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
-    handle.SetRepeat(1);
-    handle.SetFilePointer(100, 0);
-    TestClock clock;
-    clock.AutoAdvance(true);
-    FaultPlan plan;
-    plan.Add(CutShort(Op::VXC_ReadFile, 3));
-    plan.Add(Fail(Op::VXC_ReadFile).Nth(2));
-    uint32 count = 0;
-    // The second attempt fails, the third is whole: the full count with the error of the second.
-    EXPECT_EQ(Read(10, &count), VXC_STATUS_READ);
-    EXPECT_EQ(count, 10U);
-    EXPECT_EQ(plan.Calls(Op::VXC_ReadFile), 3);
-    EXPECT_EQ(std::vector<uint8>(buffer.begin(), buffer.begin() + 10), Bytes(100, 10));
-}
-
-// ---- bitrate log --------------------------------------------------------------------------------------
-
-namespace {
-
-class BitrateTest : public SoftFileHandleTransferTest {
-protected:
-    void SetUp() override {
-        ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
-        Module().EnableBitrateInfo = 1;
-    }
-    void TearDown() override { Module().EnableBitrateInfo = 0; }
-
-    std::wstring Line(const wchar_t* rates) const {
-        wchar_t text[200];
-        std::swprintf(text, 200, L"this->0x%x:CQLSoftFileHandle::ReadFile():%ls",
-                      static_cast<uint32>(reinterpret_cast<std::uintptr_t>(&handle)), rates);
-        return text;
-    }
-
-    TestClock clock;
-    LogCapture log;
-};
-
-} // namespace
-
-TEST_F(BitrateTest, PeriodEndsWithTheFirstReadThatFinishesAfterMoreThanASecond) {
-    Read(1000);
-    clock.Advance(1000);
-    Read(1000); // finishes at exactly 1000 ms: not yet
-    EXPECT_TRUE(log.Lines().empty());
-    clock.Advance(1);
-    Read(10 * kSize); // what was asked for counts, not what came
-    EXPECT_THAT(log.Texts(), ElementsAre(Line(L"Bitrate = 0.00 Mbps, AvergeBitrate = 0.82 Mbps")));
-    log.Clear();
-    clock.Advance(2000);
-    Read(1000); // opens a new period
-    EXPECT_TRUE(log.Lines().empty());
-}
-
-TEST_F(BitrateTest, RateCountsTheTimeInsideReadsAlone) {
-    Read(1000);
-    clock.Advance(1500);
-    handle.SetRepeat(1); // a read that stays short spends ten seconds inside
-    clock.AutoAdvance(true);
-    handle.SetFilePointer(kSize, 0);
-    Read(1000000);
-    // 1001000 bytes in 10000 ms of reading and 11500 ms of the period.
-    EXPECT_EQ(log.Texts().back(), Line(L"Bitrate = 0.80 Mbps, AvergeBitrate = 0.70 Mbps"));
-}
-
-TEST_F(BitrateTest, NothingIsMeasuredWhileItIsOff) {
-    Module().EnableBitrateInfo = 0;
-    Read(1000);
-    clock.Advance(5000);
-    Read(1000);
-    EXPECT_TRUE(log.Lines().empty());
-}
-
-TEST_F(BitrateTest, ReadThatIsStoppedEarlyMayOpenAPeriodButIsNotCounted) {
-    Read(0);
-    clock.Advance(1001);
-    Read(1001); // 1001 bytes over 1001 ms: the period began with the read of nothing
-    EXPECT_THAT(log.Texts(), ElementsAre(Line(L"Bitrate = 0.00 Mbps, AvergeBitrate = 0.01 Mbps")));
 }

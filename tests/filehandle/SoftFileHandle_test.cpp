@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 using namespace vxcio;
 using namespace vxcio::test;
 using ::testing::ElementsAre;
@@ -77,6 +79,27 @@ TEST_F(SoftFileHandleTest, OpenPassesEverythingButThePrivateFlagToTheSystem) {
     EXPECT_EQ(record.dwCreationDisposition, VXC_OPEN_EXISTING);
     EXPECT_EQ(record.szFileName, Clip());
     EXPECT_EQ(record.qwPosition, kUnknownPosition);
+    EXPECT_EQ(record.lpSecurityAttributes, nullptr);
+    EXPECT_EQ(record.hTemplateFile, nullptr);
+
+    int security = 0;
+    int templateFile = 0;
+    handle.CreateFile(folder.Wide("missing").c_str(), VXC_GENERIC_READ, 1, &security, 3, 0, &templateFile, 0);
+    const SCreateFile& other = *Inspector::Record(handle);
+    EXPECT_EQ(other.dwShareMode, 1U);
+    EXPECT_EQ(static_cast<void*>(other.lpSecurityAttributes), &security);
+    EXPECT_EQ(other.hTemplateFile, &templateFile);
+}
+
+TEST_F(SoftFileHandleTest, TheShareModeReachesTheSystem) {
+    const auto open = [&](CQLSoftFileHandle& one, uint32 share) {
+        return one.CreateFile(Clip().c_str(), VXC_GENERIC_WRITE, share, nullptr, 3, 0, nullptr, 0);
+    };
+    CQLSoftFileHandle other;
+    ASSERT_EQ(open(handle, VXC_FILE_SHARE_READ), VXC_STATUS_OK);
+    EXPECT_EQ(open(other, VXC_FILE_SHARE_READ), VXC_STATUS_OPEN_WRITE);
+    handle.CloseFileHandle();
+    EXPECT_EQ(open(other, VXC_FILE_SHARE_READ), VXC_STATUS_OK);
 }
 
 TEST_F(SoftFileHandleTest, OpeningAgainClosesFirst) {
@@ -105,7 +128,7 @@ TEST_F(SoftFileHandleTest, CloseLogsItsBeginAndEndWithTheAddressOfTheHandle) {
     const std::wstring text = L"CQLSoftFileHandle::CloseFileHandle(ptr->0x" + std::wstring(address) +
                               L")--CloseHandle(),not thread mode,";
     EXPECT_THAT(log.Texts(), ElementsAre(text + L"begin", text + L"end"));
-    EXPECT_EQ(log.Lines().at(0).level, INFOTYPE_TRACE);
+    EXPECT_EQ(log.Texts(INFOTYPE_TRACE).size(), 2U);
 }
 
 TEST_F(SoftFileHandleTest, EmptyAndNullNamesFailWithoutHarm) {
@@ -164,6 +187,7 @@ TEST_F(SoftFileHandleTest, WriteAccessWithAWriteTimeOutAsksForWorkers) {
     CQLSoftFileHandle fresh;
     EXPECT_EQ(OpenReadWrite(fresh, Clip()), VXC_STATUS_NOT_AVAILABLE);
     EXPECT_EQ(log.Count(L"CQLSoftFileHandle::CreateFile(" + Clip() + L") is Double Thread Mode"), 1U);
+    EXPECT_EQ(log.Lines().at(0).level, INFOTYPE_TRACE);
     EXPECT_EQ(Inspector::OpenWait(fresh), 5678U);
     // Reading is not touched by it, and the object can be used on.
     EXPECT_EQ(OpenRead(fresh, Clip()), VXC_STATUS_OK);
@@ -217,16 +241,31 @@ TEST_F(SoftFileHandleTest, SizeOfAFileThatTheSystemDoesNotTellIsZero) {
     EXPECT_EQ(handle.GetFileSize(), kSize); // and the status did not change
 }
 
+TEST_F(SoftFileHandleTest, SizeWhoseLowHalfIsAllOnesIsNoFailure) {
+    folder.Write("large", "");
+    std::filesystem::resize_file(folder.Path() / "large", 0x1FFFFFFFFU);
+    ASSERT_EQ(OpenRead(handle, folder.Wide("large")), VXC_STATUS_OK);
+    EXPECT_EQ(handle.GetFileSize(), 0x1FFFFFFFFU);
+}
+
+TEST_F(SoftFileHandleTest, AnOlderErrorOfTheThreadDoesNotHideTheSize) {
+    ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
+    FaultPlan plan;
+    plan.Add(Answer(Op::VXC_GetLastError, VXC_ERROR_IO_DEVICE).FromThenOn());
+    EXPECT_EQ(handle.GetFileSize(), kSize);
+}
+
 TEST_F(SoftFileHandleTest, BitrateInfoLogsTheOpenWithTheNameAsGiven) {
+    const std::wstring given = ADDVXCIOID(Clip().c_str(), nullptr).c_str();
     Module().EnableBitrateInfo = 1;
     LogCapture log;
-    ASSERT_EQ(OpenRead(handle, Clip(), 0x00100080), VXC_STATUS_OK);
+    EXPECT_EQ(OpenRead(handle, given, 0x00100080), VXC_STATUS_OK);
     Module().EnableBitrateInfo = 0;
     wchar_t address[16];
     std::swprintf(address, 16, L"%x", static_cast<uint32>(reinterpret_cast<std::uintptr_t>(&handle)));
-    EXPECT_EQ(log.Texts().back(), L"this->0x" + std::wstring(address) +
-                                      L", CQLSoftFileHandle::CreateFile(FileName[" + Clip() +
-                                      L"], dwFlagsAndAttributes[0x80], bFileHandle_Thread_Mode[0] End)");
+    EXPECT_EQ(log.Texts(INFOTYPE_TRACE).back(),
+              L"this->0x" + std::wstring(address) + L", CQLSoftFileHandle::CreateFile(FileName[" + given +
+                  L"], dwFlagsAndAttributes[0x80], bFileHandle_Thread_Mode[0] End)");
 }
 
 TEST_F(SoftFileHandleTest, RecordOutlivesTheHandleForWhoHoldsIt) {

@@ -28,6 +28,7 @@ protected:
     void SetUp() override {
         s_content = &content;
         s_position = 0;
+        s_size = content.size();
         s_asked.clear();
         table.pfnOpen = [](const wchar_t*, uint32, uint32* error) {
             *error = 0;
@@ -49,7 +50,7 @@ protected:
         };
         table.pfnGetFileSize = [](void*, uint32* error) {
             *error = 0;
-            return static_cast<uint64>(s_content->size());
+            return s_size;
         };
         table.pfnCloseFile = [](void*) -> uint64 { return 0; };
         ASSERT_EQ(source.OpenFile(ADDVXCIOID(L"clip", &table), VXC_FILE_FLAG_NO_BUFFERING, nullptr, 0),
@@ -60,11 +61,13 @@ protected:
     IOCallbackSet table = {};
     static const std::vector<uint8>* s_content;
     static uint64 s_position;
+    static uint64 s_size; // what the host tells
     static std::vector<Asked> s_asked;
 };
 
 const std::vector<uint8>* UnbufferedTest::s_content = nullptr;
 uint64 UnbufferedTest::s_position = 0;
+uint64 UnbufferedTest::s_size = 0;
 std::vector<Asked> UnbufferedTest::s_asked;
 
 } // namespace
@@ -83,6 +86,7 @@ TEST_F(UnbufferedTest, AtTheEndTheSameReadDeliversWhatIsLeft) {
     source.Seek(kSize - 5, 1);
     EXPECT_EQ(Read(10), Bytes(kSize - 5, 5));
     EXPECT_EQ(Inspector::FilePos(source), int64{kSize});
+    EXPECT_EQ(Inspector::ReadPos(source), int64{kSize});
     EXPECT_TRUE(Read(10).empty());
     EXPECT_EQ(Inspector::FilePos(source), int64{kSize});
 }
@@ -146,12 +150,50 @@ TEST_F(UnbufferedTest, BounceBufferGrowsInWholeMebibytesAndIsKept) {
     EXPECT_EQ(Inspector::BounceBufferSize(source), 0U);
 }
 
+TEST_F(UnbufferedTest, AFirstRequestOfOneMebibyteGetsABufferOfOne) {
+    source.Seek(512, 1);
+    const std::unique_ptr<uint8, void (*)(uint8*)> block(AlignedAlloc(0x100000 + 1, 512), AlignedFree);
+    source.Read(block.get() + 1, 0x100000);
+    EXPECT_EQ(Inspector::BounceBufferSize(source), 0x100000U);
+}
+
+TEST_F(UnbufferedTest, MemoryIsAlignedTo512WhateverTheSector) {
+    Inspector::SetSectorSize(source, 4096);
+    const std::unique_ptr<uint8, void (*)(uint8*)> block(AlignedAlloc(3 * 4096, 4096), AlignedFree);
+    source.Seek(4096, 1);
+    EXPECT_EQ(source.Read(block.get() + 512, 4096), 4096);
+    EXPECT_EQ(s_asked.at(0).target, block.get() + 512);
+}
+
+TEST_F(UnbufferedTest, DigestReadsWholeSectorsFromTheOneOfItsPositionAndStopsAtTheSize) {
+    for (const uint32 size : {900U, kSize}) { // with 900 the file has grown since
+        for (const uint32 fed : {0U, 700U}) {
+            s_size = size;
+            source.EnableMD5_Check(0);
+            Inspector::Inner(source).MD5State()->Feed(content.data(), fed);
+            s_asked.clear();
+            EXPECT_EQ(DigestOf(source), DigestOf(Bytes(0, size))) << size << " " << fed;
+            ASSERT_FALSE(s_asked.empty());
+            EXPECT_EQ(s_asked[0].position, fed / 512 * 512);
+            for (const Asked& asked : s_asked) {
+                EXPECT_EQ(asked.position % 512, 0U);
+                EXPECT_EQ(asked.bytes % 512, 0U);
+            }
+        }
+    }
+}
+
 TEST_F(UnbufferedTest, ARequestThatCannotBeWidenedGivesNothing) {
     source.Seek(1, 1);
-    std::vector<uint8> buffer(16);
-    // Neither of the two is carried out, so the small buffer is safe.
+    std::vector<uint8> buffer(2 * kSize);
+    // None is carried out. The last two would fit if head, or the whole mebibytes of the buffer, were left
+    // out.
     EXPECT_EQ(source.Read(buffer.data(), 0xFFFFFFFFU), 0);
     EXPECT_EQ(source.Read(buffer.data(), 0xFFFFFE00U), 0);
+    EXPECT_EQ(source.Read(buffer.data(), 0xFFF00000U), 0);
+    source.Seek(511, 1);
+    EXPECT_EQ(source.Read(buffer.data(), 0xFFFFFFFEU), 0);
+    source.Seek(1, 1);
     EXPECT_TRUE(s_asked.empty());
     EXPECT_EQ(Inspector::FilePos(source), 1);
     EXPECT_EQ(Read(10), Bytes(1, 10)); // and the source goes on

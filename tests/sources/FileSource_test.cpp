@@ -57,6 +57,33 @@ TEST_F(FileSourceTest, OpeningAgainClosesTheFormerFile) {
     EXPECT_EQ(Read(1000), Pattern(100, 9));
 }
 
+TEST_F(FileSourceTest, OpeningAgainClosesInFull) {
+    ASSERT_EQ(Open(VXC_FILE_FLAG_NO_BUFFERING), VXC_STATUS_OK);
+    EXPECT_EQ(Read(10), Bytes(0, 10));
+    EXPECT_NE(Inspector::BounceBufferSize(source), 0U);
+    LogCapture log;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    EXPECT_EQ(Inspector::BounceBufferSize(source), 0U);
+    EXPECT_TRUE(log.Texts().at(0).ends_with(Clip() + L" -- Begin"));
+    EXPECT_TRUE(log.Texts().at(3).ends_with(Clip() + L" -- End"));
+}
+
+TEST_F(FileSourceTest, AnOpenStartsAtTheBeginningWhateverWasSoughtBefore) {
+    EXPECT_EQ(source.Seek(500, 1), 500);
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    EXPECT_EQ(Inspector::ReadPos(source), 0);
+    EXPECT_EQ(Read(10), Bytes(0, 10));
+}
+
+TEST_F(FileSourceTest, AFileThatIsBeingWrittenCanBeRead) {
+    CQLSoftFileHandle writer;
+    ASSERT_EQ(writer.CreateFile(Clip().c_str(), VXC_GENERIC_WRITE, VXC_FILE_SHARE_READ, nullptr,
+                                VXC_OPEN_EXISTING, 0, nullptr, 0),
+              VXC_STATUS_OK);
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    EXPECT_EQ(Read(10), Bytes(0, 10));
+}
+
 TEST_F(FileSourceTest, DestructionClosesAndReleasesTheDigest) {
     FaultPlan plan;
     {
@@ -78,6 +105,8 @@ TEST_F(FileSourceTest, ASecondNameIsNotAvailable) {
     EXPECT_EQ(source.CloseFile(), VXC_STATUS_OK);
     EXPECT_TRUE(log.Texts().at(0).find(L"DoubleHandleMode: File1:" + Clip() + L", File2:" + Clip() +
                                        L" -- Begin") != std::wstring::npos);
+    EXPECT_EQ(log.Lines().at(0).level, INFOTYPE_TRACE);
+    EXPECT_EQ(Open(), VXC_STATUS_OK); // and one name opens one file again
 }
 
 TEST_F(FileSourceTest, CloseLogsTheNameAtItsBeginAndEnd) {
@@ -140,8 +169,8 @@ TEST_F(FileSourceTest, SizeIsAskedOfTheHandleByEveryCall) {
 
 TEST_F(FileSourceTest, ReadRepeatGoesToTheHandle) {
     ASSERT_EQ(Open(), VXC_STATUS_OK);
-    EXPECT_EQ(source.SetReadRepeat(1), 0U);
-    EXPECT_EQ(source.SetReadRepeat(0), 1U);
+    EXPECT_EQ(source.SetReadRepeat(5), 0U);
+    EXPECT_EQ(source.SetReadRepeat(0), 5U);
 }
 
 TEST_F(FileSourceTest, KeepWindowFlagIsNoted) {
@@ -192,6 +221,29 @@ TEST_F(FileSourceTest, AnOpticalDriveIsOnlyTalkedAbout) {
     EXPECT_FALSE(log.Contains(L"CDROM"));
 }
 
+TEST_F(FileSourceTest, TheBlockSizeIsSetBeforeTheDriveIsLookedAt) {
+    const SettingsScope settings({{L"ReadBlockSize", L"2"}});
+    FaultPlan plan;
+    plan.Add(Answer(Op::VXC_GetDriveTypeW, VXC_DRIVE_CDROM));
+    LogCapture log;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    const auto texts = log.Texts();
+    ASSERT_GE(texts.size(), 2U);
+    EXPECT_EQ(texts[0], L"CFileSource::OpenFile()-m_dwReadBlockSize = 0x200000 bytes(Register = 2)");
+    EXPECT_EQ(texts[1],
+              L"CFileSource::OpenFile--This is CDROM Path Name, Change to VXC_FILE_FLAG_SEQUENTIAL_SCAN");
+    EXPECT_EQ(log.Lines()[0].level, INFOTYPE_TRACE);
+    EXPECT_EQ(log.Lines()[1].level, INFOTYPE_TRACE);
+}
+
+TEST_F(FileSourceTest, TheSpeedMeterCountsInTheTicksOfTheCounter) {
+    _VXC_LARGE_INTEGER frequency = {};
+    ASSERT_NE(VXC_QueryPerformanceFrequency(&frequency), 0);
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    Inspector::ReadRate(source).Add(50, static_cast<uint64>(frequency.QuadPart));
+    EXPECT_EQ(Inspector::ReadRate(source).Rate(), 50U);
+}
+
 TEST_F(FileSourceTest, SectorSizeIsThatOfTheDisk) {
     PlatformScope platform;
     DiskQueries().getDiskFreeSpace = [](const wchar_t*, uint32* size) {
@@ -200,6 +252,28 @@ TEST_F(FileSourceTest, SectorSizeIsThatOfTheDisk) {
     };
     ASSERT_EQ(Open(), VXC_STATUS_OK);
     EXPECT_EQ(Inspector::SectorSize(source), 4096U);
+}
+
+TEST_F(FileSourceTest, AFailedOpenAsksNoDiskAndLeavesTheDefaultSector) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    Inspector::SetSectorSize(source, 4096);
+    LogCapture log;
+    EXPECT_EQ(source.OpenFile(folder.Wide("missing").c_str(), 0, nullptr, 0), VXC_STATUS_OPEN_READ);
+    EXPECT_EQ(Inspector::SectorSize(source), 512U);
+    EXPECT_FALSE(log.Contains(L"GetDiskSectorSize"));
+}
+
+TEST_F(FileSourceTest, CloseForgetsThePositionsAndTheMemory) {
+    ASSERT_EQ(Open(VXC_FILE_FLAG_NO_BUFFERING), VXC_STATUS_OK);
+    Read(10);
+    Inspector::SetWholeFile(source, Pattern(50, 1));
+    source.CloseFile();
+    EXPECT_EQ(Inspector::FilePos(source), 0);
+    EXPECT_EQ(Inspector::ReadPos(source), 0);
+    EXPECT_FALSE(Inspector::HasBounceBuffer(source));
+    EXPECT_EQ(Inspector::WholeFileSize(source), 0U);
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    EXPECT_EQ(Read(10), Bytes(0, 10));
 }
 
 TEST_F(FileSourceTest, OpenAsksNothingOfTheFileButItsOpening) {

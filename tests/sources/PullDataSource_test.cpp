@@ -1,6 +1,7 @@
 #include "sources/PullDataSource.h"
 
 #include "sources/SourceFixture.h"
+#include "support/HostTable.h"
 
 #include <memory>
 
@@ -71,9 +72,42 @@ TEST_F(PullDataSourceTest, NamesOfUrlsInAnyCaseBelongToASourceThatIsNotThere) {
 }
 
 TEST_F(PullDataSourceTest, AllOtherNamesBelongToTheFileSource) {
+    FaultPlan plan; // whatever lies in the present folder
+    plan.Add(Fail(Op::VXC_CreateFileW).FromThenOn());
+    int asked = 0;
     for (const wchar_t* name : {L"htt", L"", L"xhttp", L"ht", L"ftp://host/clip"}) {
         EXPECT_EQ(source.OpenFile(name, 0, nullptr, 0), VXC_STATUS_OPEN_READ) << name;
+        EXPECT_EQ(plan.Calls(Op::VXC_CreateFileW), ++asked) << name;
     }
+}
+
+TEST_F(PullDataSourceTest, FlagsAndTheSecondNameAreHandedOn) {
+    HostTable host(L"host.mxf", Pattern(100, 1));
+    ASSERT_EQ(source.OpenFile(host.Tagged().c_str(), 0x08000080, nullptr, 0), VXC_STATUS_OK);
+    EXPECT_EQ(host.Log().at(0).flags, 0x08000080U);
+    const std::wstring clip = folder.Wide("clip");
+    EXPECT_EQ(source.OpenFile(clip.c_str(), 0, clip.c_str(), 0), VXC_STATUS_NOT_AVAILABLE);
+}
+
+TEST_F(PullDataSourceTest, AFailedOpenKeepsItsSourceUntilTheClose) {
+    EXPECT_EQ(source.OpenFile(folder.Wide("missing").c_str(), 0, nullptr, 0), VXC_STATUS_OPEN_READ);
+    EXPECT_EQ(source.EnableMD5_Check(0), 1);
+    LogCapture log;
+    source.CloseFile();
+    EXPECT_TRUE(log.Contains(L"CFileSource::CloseFile()"));
+    EXPECT_EQ(source.EnableMD5_Check(0), 0);
+}
+
+TEST_F(PullDataSourceTest, AStoppedCheckIsFedNoMore) {
+    ASSERT_EQ(source.OpenFile(folder.Wide("clip").c_str(), 0, nullptr, 0), VXC_STATUS_OK);
+    source.EnableMD5_Check(0);
+    source.BeginMD5_Check(0);
+    source.StopMD5_Check(0);
+    source.Seek(500, 1);
+    FaultPlan plan;
+    uint8 byte = 0;
+    EXPECT_EQ(source.Read(&byte, 1), 1);
+    EXPECT_EQ(plan.Calls(Op::VXC_ReadFile), 1); // what lies before it is not read for the digest
 }
 
 TEST_F(PullDataSourceTest, NoNameNoSource) {

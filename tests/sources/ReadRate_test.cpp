@@ -26,8 +26,8 @@ TEST(ReadRateTest, SumsStartAgainOnlyAfterSixteenMebibytesWerePassed) {
     SReadRate rate;
     rate.SetFrequency(1);
     rate.Add(0x1000000, 1);
-    rate.Add(0x1000000, 1); // the first sum is not over the limit yet: both count
-    EXPECT_EQ(rate.Rate(), 0x1000000U);
+    rate.Add(0x1000000, 3); // the first sum is not over the limit yet: both count
+    EXPECT_EQ(rate.Rate(), 0x800000U);
     rate.Add(10, 10); // now it was over: a new start
     EXPECT_EQ(rate.Rate(), 1U);
 }

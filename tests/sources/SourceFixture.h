@@ -26,9 +26,12 @@ struct FileSourceInspector {
     static uint32 SectorSize(const CFileSource& source) { return source.m_dwSectorSize; }
     static void SetSectorSize(CFileSource& source, uint32 size) { source.m_dwSectorSize = size; }
     static uint32 BounceBufferSize(const CFileSource& source) { return source.m_dwAlignBufferSize; }
+    static bool HasBounceBuffer(const CFileSource& source) { return source.m_pAlignBuffer != nullptr; }
+    static uint64 WholeFileSize(const CFileSource& source) { return source.m_qwWholeFileSize; }
     static uint32 ReadBlockSize(const CFileSource& source) { return source.m_dwReadBlockSize; }
     static uint32 Flags(const CFileSource& source) { return source.m_dwFlags; }
     static uint32 KeepWindow(const CFileSource& source) { return source.m_bKeepWindow; }
+    static SReadRate& ReadRate(CFileSource& source) { return source.m_ReadRate; }
     static std::wstring File1(const CFileSource& source) { return source.m_strFile[0].c_str(); }
     static bool HasCallbacks(const CFileSource& source) { return source.m_pIOCallbackSet != nullptr; }
     static CInnerSoftDataIO& Inner(CFileSource& source) { return *source.m_pInner; }

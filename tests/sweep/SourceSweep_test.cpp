@@ -3,6 +3,7 @@
 #include "frame/SoftDataIO.h"
 #include "frame/Status.h"
 #include "support/FaultPlan.h"
+#include "support/HostTable.h"
 #include "support/LeakChecks.h"
 #include "support/TempFolder.h"
 #include "support/TestClock.h"
@@ -50,8 +51,10 @@ Outcome ReadAll(const std::wstring& name, const std::vector<uint8>& content, uin
         const std::size_t left = content.size() - static_cast<std::size_t>(position);
         outcome.wholeData =
             outcome.wholeData && static_cast<std::size_t>(got) == std::min<std::size_t>(piece, left);
-        outcome.wrongBytes = outcome.wrongBytes ||
-                             !std::equal(buffer.begin(), buffer.begin() + got, content.begin() + position);
+        outcome.wrongBytes =
+            outcome.wrongBytes ||
+            !std::equal(buffer.begin(), buffer.begin() + got, content.begin() + position,
+                        content.begin() + position + std::min<int64>(got, static_cast<int64>(left)));
     }
     uint8* digest = nullptr;
     int length = 0;
@@ -136,6 +139,40 @@ TEST_P(SourceSweepTest, UnbufferedReadsAtOddPlaces) {
     Sweep([](const std::wstring& name, const std::vector<uint8>& bytes) {
         return ReadAll(name, bytes, VXC_FILE_FLAG_NO_BUFFERING, 5000, kJumping);
     });
+}
+
+// The same over a host's own functions, each of which fails in its turn.
+TEST_P(SourceSweepTest, FunctionsOfAHostThatFail) {
+    TestClock clock;
+    clock.AutoAdvance(true);
+    for (const HostFunction function : {HostFunction::Open, HostFunction::Read, HostFunction::SetFilePointer,
+                                        HostFunction::GetFileSize, HostFunction::CloseFile}) {
+        for (int n = 1;; ++n) {
+            HostTable host(L"host.mxf", content);
+            if (GetParam().afterEffect) {
+                host.FailAfterEffect(function, VXC_ERROR_IO_DEVICE, n, GetParam().fromThenOn);
+            } else {
+                host.Fail(function, VXC_ERROR_IO_DEVICE, n, GetParam().fromThenOn);
+            }
+            const Outcome outcome = ReadAll(host.Tagged(), content, 0, 5000, kJumping);
+            const std::string account = std::string(HostFunctionName(function)) + " #" + std::to_string(n);
+            const bool failedOpen = function == HostFunction::Open && n == 1;
+            ASSERT_EQ(outcome.status, failedOpen ? VXC_STATUS_OPEN_READ : VXC_STATUS_OK) << account;
+            // A seek that a host reports as failed goes on, so the host alone knows what the next read gives.
+            if (function != HostFunction::SetFilePointer) {
+                ASSERT_FALSE(outcome.wrongBytes) << account;
+            }
+            // What stays open is what the host itself did not close, or gave together with an error.
+            const bool kept =
+                GetParam().afterEffect ? failedOpen : function == HostFunction::CloseFile && n == 1;
+            ASSERT_EQ(host.OpenHandles(), kept ? 1 : 0) << account;
+            if (host.Calls(function) < n) {
+                ASSERT_TRUE(outcome.wholeData) << account;
+                break;
+            }
+            ASSERT_LT(n, 2000);
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
