@@ -38,6 +38,9 @@ DecryptHook* DecryptHook::Load() noexcept {
     }
     if (hook->FindFunctions()) {
         hook->m_pObject = hook->m_pfnConstruct();
+        if (hook->m_pObject == nullptr) {
+            LogTrace(L"%s", L"The decrypt module gives no object");
+        }
     }
     if (hook->m_pObject == nullptr) {
         VXC_CloseModule(hook->m_hModule);

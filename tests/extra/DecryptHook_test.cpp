@@ -4,6 +4,7 @@
 #include "frame/SoftDataIO.h"
 #include "module/DecryptModule.h"
 #include "support/LogCapture.h"
+#include "support/MemoryLack.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -247,4 +248,33 @@ TEST_F(DecryptHookTest, TheMissingFunctionIsNamed) {
     LogCapture log;
     EXPECT_EQ(m_extra->Enable(2), -1);
     EXPECT_THAT(log.Texts(), ElementsAre(L"The decrypt module has no QlDeEncrypt_SetDecryptMode"));
+}
+
+TEST_F(DecryptHookTest, AModuleThatGivesNoObjectIsNoted) {
+    UseModule("construct_fails");
+    LogCapture log;
+    EXPECT_EQ(m_extra->Enable(2), -1);
+    EXPECT_THAT(log.Texts(), ElementsAre(L"The decrypt module gives no object"));
+}
+
+TEST_F(DecryptHookTest, WithoutMemoryForItsRecordNothingIsLoaded) {
+    LogCapture log;
+    const MemoryLack lack(1);
+    EXPECT_EQ(m_extra->Enable(2), -1);
+    EXPECT_TRUE(lack.Came());
+    EXPECT_THAT(log.Texts(), IsEmpty());
+    EXPECT_FALSE(IsLoaded("whole"));
+    ExpectOff();
+}
+
+TEST_F(DecryptHookTest, WithoutMemoryForItsPathNothingIsLoaded) {
+    // The record comes first, then the pieces of the path.
+    for (const int nth : {2, 3, 4}) {
+        LogCapture log;
+        const MemoryLack lack(nth);
+        EXPECT_EQ(m_extra->Enable(2), -1) << nth;
+        EXPECT_TRUE(lack.Came()) << nth;
+        EXPECT_FALSE(IsLoaded("whole")) << nth;
+    }
+    ExpectOff();
 }
