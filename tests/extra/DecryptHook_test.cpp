@@ -3,6 +3,7 @@
 #include "frame/ModuleValues.h"
 #include "frame/SoftDataIO.h"
 #include "module/DecryptModule.h"
+#include "support/FaultPlan.h"
 #include "support/LogCapture.h"
 #include "support/MemoryLack.h"
 
@@ -267,14 +268,12 @@ TEST_F(DecryptHookTest, WithoutMemoryForItsRecordNothingIsLoaded) {
     ExpectOff();
 }
 
-TEST_F(DecryptHookTest, WithoutMemoryForItsPathNothingIsLoaded) {
-    // The record comes first, then the pieces of the path.
-    for (const int nth : {2, 3, 4}) {
-        LogCapture log;
-        const MemoryLack lack(nth);
-        EXPECT_EQ(m_extra->Enable(2), -1) << nth;
-        EXPECT_TRUE(lack.Came()) << nth;
-        EXPECT_FALSE(IsLoaded("whole")) << nth;
-    }
-    ExpectOff();
+TEST_F(DecryptHookTest, TheLongestDirectoryIsUsedWhole) {
+    const std::wstring folder(260, L'd');
+    *std::copy(folder.begin(), folder.end(), Module().szModuleDirectory) = 0;
+    FaultPlan plan;
+    const auto rule =
+        plan.Add(Fail(Op::VXC_LoadModuleExW).FromThenOn().OnFile(folder.substr(100) + L"\\VXCDeEncrypt.dll"));
+    EXPECT_EQ(m_extra->Enable(2), -1);
+    EXPECT_EQ(plan.Fired(rule), 1);
 }

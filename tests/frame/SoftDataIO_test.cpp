@@ -216,10 +216,12 @@ TEST(SoftDataIOTest, CopiesShareOneInnerObjectAndTheLastOneFreesIt) {
     assigned = *&assigned;
     EXPECT_EQ(&copy.Inner(), &first->Inner());
     EXPECT_EQ(&assigned.Inner(), &first->Inner());
+    const std::weak_ptr<vxcio::MD5Check> shared = first->Inner().MD5State();
     first.reset();
-    EXPECT_NE(copy.Inner().MD5State(), nullptr);
+    ASSERT_FALSE(shared.expired());
     EXPECT_EQ(assigned.Close(), 1);
     EXPECT_EQ(copy.Inner().MD5State(), nullptr);
+    EXPECT_TRUE(shared.expired());
 }
 
 TEST(SoftDataIOTest, EnableMakesAStateThatStandsStillUntilBegin) {
