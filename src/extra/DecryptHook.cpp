@@ -19,7 +19,7 @@ template <class Function>
 bool Find(void* module, const char* name, Function& function) noexcept {
     function = reinterpret_cast<Function>(VXC_GetFunction(module, name));
     if (function == nullptr) {
-        LogTrace(L"The decrypt module has no %S", name);
+        LogError(L"The decrypt module has no %S", name);
     }
     return function != nullptr;
 }
@@ -42,7 +42,7 @@ DecryptHook* DecryptHook::Load() noexcept {
     if (hook->FindFunctions()) {
         hook->m_pObject = hook->m_pfnConstruct();
         if (hook->m_pObject == nullptr) {
-            LogTrace(L"%s", L"The decrypt module gives no object");
+            LogError(L"%s", L"The decrypt module gives no object");
         }
     }
     if (hook->m_pObject == nullptr) {

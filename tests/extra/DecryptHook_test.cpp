@@ -248,14 +248,15 @@ TEST_F(DecryptHookTest, TheMissingFunctionIsNamed) {
     UseModule("no_mode");
     LogCapture log;
     EXPECT_EQ(m_extra->Enable(2), -1);
-    EXPECT_THAT(log.Texts(), ElementsAre(L"The decrypt module has no QlDeEncrypt_SetDecryptMode"));
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR),
+                ElementsAre(L"The decrypt module has no QlDeEncrypt_SetDecryptMode"));
 }
 
 TEST_F(DecryptHookTest, AModuleThatGivesNoObjectIsNoted) {
     UseModule("construct_fails");
     LogCapture log;
     EXPECT_EQ(m_extra->Enable(2), -1);
-    EXPECT_THAT(log.Texts(), ElementsAre(L"The decrypt module gives no object"));
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR), ElementsAre(L"The decrypt module gives no object"));
 }
 
 TEST_F(DecryptHookTest, WithoutMemoryForItsRecordNothingIsLoaded) {

@@ -224,6 +224,17 @@ TEST(SoftDataIOTest, CopiesShareOneInnerObjectAndTheLastOneFreesIt) {
     EXPECT_TRUE(shared.expired());
 }
 
+TEST(SoftDataIOTest, ACopyOutlivesItsOriginal) {
+    auto first = std::make_unique<BareSource>();
+    first->EnableMD5_Check(0);
+    const std::weak_ptr<vxcio::MD5Check> shared = first->Inner().MD5State();
+    auto copy = std::make_unique<BareSource>(*first);
+    first.reset();
+    ASSERT_FALSE(shared.expired());
+    copy.reset();
+    EXPECT_TRUE(shared.expired());
+}
+
 TEST(SoftDataIOTest, EnableMakesAStateThatStandsStillUntilBegin) {
     BareSource source;
     CInnerSoftDataIO& inner = source.Inner();
