@@ -2,8 +2,9 @@
 
 #include "frame/Log.h"
 #include "frame/ModuleValues.h"
-#include "frame/VXCString.h"
+#include "text/WideFormat.h"
 
+#include <iterator>
 #include <memory>
 #include <new>
 
@@ -11,13 +12,14 @@ namespace vxcio {
 
 namespace {
 
+constexpr wchar_t kModuleFile[] = L"\\VXCDeEncrypt.dll";
 constexpr uint32 kLoadFlags = 8; // look for what the module needs beside the module itself
 
 template <class Function>
 bool Find(void* module, const char* name, Function& function) noexcept {
     function = reinterpret_cast<Function>(VXC_GetFunction(module, name));
     if (function == nullptr) {
-        LogTrace(L"The decrypt module has no %S", name);
+        LogError(L"The decrypt module has no %S", name);
     }
     return function != nullptr;
 }
@@ -30,14 +32,18 @@ DecryptHook* DecryptHook::Load() noexcept {
         return nullptr;
     }
     // Always the whole path: a module of the same name elsewhere must not come in.
-    const CVXCString path = CVXCString(Module().szModuleDirectory) + L"\\VXCDeEncrypt.dll";
-    hook->m_hModule = path.IsEmpty() ? nullptr : VXC_LoadModuleExW(path, 0, kLoadFlags);
+    wchar_t path[sizeof Module().szModuleDirectory / sizeof(wchar_t) + std::size(kModuleFile)];
+    FormatWide(path, std::size(path), L"%s%s", Module().szModuleDirectory, kModuleFile);
+    hook->m_hModule = VXC_LoadModuleExW(path, 0, kLoadFlags);
     if (hook->m_hModule == nullptr) {
         VXCMSGW(kModuleName, L"Can't find Encrypt Module---QLDeEncryptD.dll!!!!!!\n");
         return nullptr;
     }
     if (hook->FindFunctions()) {
         hook->m_pObject = hook->m_pfnConstruct();
+        if (hook->m_pObject == nullptr) {
+            LogError(L"%s", L"The decrypt module gives no object");
+        }
     }
     if (hook->m_pObject == nullptr) {
         VXC_CloseModule(hook->m_hModule);

@@ -19,7 +19,7 @@ namespace vxcio {
 class DecryptHook {
 public:
     // Loads the module and makes its object. Null, with a log line, when the module is not there, lacks a
-    // function or gives no object, and when memory lacks. The caller deletes the record.
+    // function or gives no object; null without one when memory lacks. The caller deletes the record.
     static DecryptHook* Load() noexcept;
 
     // Closes the object and releases the module. Once, as the last call.

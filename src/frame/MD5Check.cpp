@@ -3,14 +3,15 @@
 #include "frame/AlignedBlock.h"
 
 #include <algorithm>
+#include <new>
 
 namespace vxcio {
 
 namespace {
 constexpr uint32 kBufferSize = 0x100000;
 constexpr std::size_t kBufferAlignment = 4096;
-// A multiple of the digest's block, below what one Update takes.
-constexpr uint64 kLargestUpdate = 0x40000000;
+// One Update takes 32 bits of length; a multiple of the digest's block goes through without a copy.
+constexpr uint64 kLargestUpdate = 0x100000;
 } // namespace
 
 MD5Check::MD5Check() noexcept : m_pMD5Buffer(AlignedAlloc(kBufferSize, kBufferAlignment)) {
@@ -23,8 +24,8 @@ MD5Check::~MD5Check() {
 
 std::shared_ptr<MD5Check> MD5Check::Make() noexcept {
     try {
-        auto check = std::make_shared<MD5Check>();
-        if (check->m_pMD5Buffer == nullptr) {
+        std::shared_ptr<MD5Check> check(new (std::nothrow) MD5Check);
+        if (check == nullptr || check->m_pMD5Buffer == nullptr) {
             return nullptr;
         }
         return check;

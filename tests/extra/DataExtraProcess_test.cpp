@@ -3,6 +3,7 @@
 #include "frame/SoftDataIO.h"
 #include "frame/Status.h"
 #include "support/LogCapture.h"
+#include "support/MemoryLack.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -204,4 +205,11 @@ TEST_F(DataExtraProcessTest, TheDestructorEndsTheCheck) {
     m_io.calls.clear();
     m_extra.reset();
     EXPECT_THAT(m_io.calls, ElementsAre("stop 1"));
+}
+
+TEST(DataExtraProcessMemoryTest, WhereMemoryLacksThereIsNoObject) {
+    const MemoryLack lack(1);
+    const std::unique_ptr<CQLDataExtraProcess> extra(Construct_ExtraProcess());
+    EXPECT_TRUE(lack.Came());
+    EXPECT_EQ(extra, nullptr);
 }

@@ -3,7 +3,9 @@
 #include "frame/ModuleValues.h"
 #include "frame/SoftDataIO.h"
 #include "module/DecryptModule.h"
+#include "support/FaultPlan.h"
 #include "support/LogCapture.h"
+#include "support/MemoryLack.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -246,5 +248,33 @@ TEST_F(DecryptHookTest, TheMissingFunctionIsNamed) {
     UseModule("no_mode");
     LogCapture log;
     EXPECT_EQ(m_extra->Enable(2), -1);
-    EXPECT_THAT(log.Texts(), ElementsAre(L"The decrypt module has no QlDeEncrypt_SetDecryptMode"));
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR),
+                ElementsAre(L"The decrypt module has no QlDeEncrypt_SetDecryptMode"));
+}
+
+TEST_F(DecryptHookTest, AModuleThatGivesNoObjectIsNoted) {
+    UseModule("construct_fails");
+    LogCapture log;
+    EXPECT_EQ(m_extra->Enable(2), -1);
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR), ElementsAre(L"The decrypt module gives no object"));
+}
+
+TEST_F(DecryptHookTest, WithoutMemoryForItsRecordNothingIsLoaded) {
+    LogCapture log;
+    const MemoryLack lack(1);
+    EXPECT_EQ(m_extra->Enable(2), -1);
+    EXPECT_TRUE(lack.Came());
+    EXPECT_THAT(log.Texts(), IsEmpty());
+    EXPECT_FALSE(IsLoaded("whole"));
+    ExpectOff();
+}
+
+TEST_F(DecryptHookTest, TheLongestDirectoryIsUsedWhole) {
+    const std::wstring folder(260, L'd');
+    *std::copy(folder.begin(), folder.end(), Module().szModuleDirectory) = 0;
+    FaultPlan plan;
+    const auto rule =
+        plan.Add(Fail(Op::VXC_LoadModuleExW).FromThenOn().OnFile(folder.substr(100) + L"\\VXCDeEncrypt.dll"));
+    EXPECT_EQ(m_extra->Enable(2), -1);
+    EXPECT_EQ(plan.Fired(rule), 1);
 }

@@ -2,6 +2,7 @@
 // alone, so that it can listen before.
 #include "frame/PlatformTypes.h"
 #include "frame/Types.h"
+#include "module/EntryProbe.h"
 #include "support/LogCapture.h"
 #include "support/SettingsScope.h"
 
@@ -18,11 +19,12 @@ using ::testing::ElementsAre;
 namespace {
 
 constexpr const char* kLibrary = VXC_TEST_LIBRARY_DIR "/libVXCSoftCodecIO.so.3";
+constexpr const char* kProbe = VXC_TEST_LIBRARY_DIR "/load/EntryProbe.so";
 
 // Loaded for its scope.
 class Loaded {
 public:
-    Loaded() : m_library(dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL)) {
+    explicit Loaded(const char* file = kLibrary) : m_library(dlopen(file, RTLD_NOW | RTLD_LOCAL)) {
         if (m_library == nullptr) {
             ADD_FAILURE() << dlerror();
         }
@@ -97,4 +99,18 @@ TEST(LoadTest, AGarbageSettingsFileIsNoObstacle) {
     const Loaded library;
     EXPECT_TRUE(log.Contains(L"CQLSoftFileHandle() -- not set Registry for ReadHandleTimeOut)"));
     EXPECT_TRUE(log.Contains(L"EnablePrivilegeForProcess()-return 0(TRUE or FALSE)"));
+}
+
+TEST(LoadTest, TheLoaderAttachesOnceAndDetachesOnce) {
+    EntryProbeCounts counts = {};
+    {
+        const Loaded probe(kProbe);
+        const auto keep = reinterpret_cast<EntryProbeKeep>(probe.Find("EntryProbe_Keep"));
+        ASSERT_NE(keep, nullptr);
+        keep(&counts);
+        EXPECT_EQ(counts.attached, 1);
+        EXPECT_EQ(counts.detached, 0);
+    }
+    EXPECT_EQ(counts.attached, 1);
+    EXPECT_EQ(counts.detached, 1);
 }

@@ -53,7 +53,13 @@ int NoModulePath(wchar_t*, int) {
 class AttachTest : public testing::Test {
 protected:
     void SetUp() override { Forget(); }
-    void TearDown() override { Forget(); }
+    void TearDown() override {
+        for (const LogLine& line : m_log.Lines()) {
+            EXPECT_EQ(line.level, INFOTYPE_TRACE) << line;
+            EXPECT_EQ(line.module, L"VXCSoftCodecIO") << line;
+        }
+        Forget();
+    }
 
     static void Forget() {
         Module().szModuleDirectory[0] = 0;
@@ -92,10 +98,6 @@ TEST_F(AttachTest, WithoutSettingsEverythingHasItsDefaultAndEachStepIsTraced) {
                                            L"EnablePrivilegeForProcess()-1",
                                            L"EnablePrivilegeForProcess()-return 1(TRUE or FALSE)",
                                            L"SetSystemFileCacheSize(0x100000,0x10000000,Enable) Sucessed"));
-    for (const LogLine& line : m_log.Lines()) {
-        EXPECT_EQ(line.level, INFOTYPE_TRACE) << line.text.size();
-        EXPECT_EQ(line.module, L"VXCSoftCodecIO");
-    }
     EXPECT_EQ(m_cache.calls, AfterOpening({L"cache 1048576 268435456 1"}));
 }
 
@@ -307,20 +309,26 @@ TEST_F(AttachTest, APathIsCutAt260Characters) {
     EXPECT_EQ(DirectoryOf(L"/a/" + std::wstring(400, L'd') + L"/name"), L"/a");
 }
 
-TEST_F(AttachTest, TheDirectoryStandsWhenTheFirstLineIsOutAndBeforeTheSettingsAreRead) {
-    // A listener that looks at the directory tells when it was stored.
+TEST_F(AttachTest, ValuesAreStoredBetweenTheLinesTheyBelongTo) {
+    // A listener that looks at the values tells when they were stored.
     g_modulePath = L"/usr/lib/a.so";
     ModulePath().getModulePath = FakeModulePath;
-    static std::vector<std::wstring> seen;
-    seen.clear();
-    SetLogReceiver([](void*, INFOTYPE, const wchar_t*,
-                      const wchar_t*) { seen.emplace_back(Module().szModuleDirectory); },
-                   nullptr, INFOTYPE_TRACE);
+    static std::vector<std::wstring> directories;
+    static std::vector<uint32> privileges;
+    directories.clear();
+    privileges.clear();
+    SetLogReceiver(
+        [](void*, INFOTYPE, const wchar_t*, const wchar_t*) {
+            directories.emplace_back(Module().szModuleDirectory);
+            privileges.push_back(Module().FileCachePrivilege);
+        },
+        nullptr, INFOTYPE_TRACE);
     ModuleAttach();
     SetLogReceiver(nullptr, nullptr, INFOTYPE_TRACE);
-    ASSERT_GE(seen.size(), 2u);
-    EXPECT_EQ(seen[0], L"");
-    EXPECT_EQ(seen[1], L"/usr/lib");
+    ASSERT_EQ(directories.size(), 7u);
+    EXPECT_EQ(directories[0], L"");
+    EXPECT_EQ(directories[1], L"/usr/lib");
+    EXPECT_THAT(privileges, ElementsAre(0u, 0u, 0u, 0u, 0u, 1u, 1u));
 }
 
 TEST_F(AttachTest, DetachGivesTheCacheBack) {
@@ -330,7 +338,6 @@ TEST_F(AttachTest, DetachGivesTheCacheBack) {
     ModuleDetach();
     EXPECT_EQ(m_cache.calls, Texts{L"cache 0 0 2"});
     EXPECT_THAT(m_log.Texts(), ElementsAre(L"SetSystemFileCacheSize(Disable) Sucessed\n"));
-    EXPECT_EQ(m_log.Lines()[0].level, INFOTYPE_TRACE);
 }
 
 TEST_F(AttachTest, ADetachThatFailsIsTraced) {

@@ -1,5 +1,6 @@
 #include "frame/SoftDataIO.h"
 #include "sources/PullDataSource.h"
+#include "support/MemoryLack.h"
 
 #include <gtest/gtest.h>
 
@@ -26,5 +27,14 @@ TEST(FactoriesTest, TheSinksAreNotThere) {
     for (const IOWordkMode mode : {IOWORKMODE_FILE, IOWORKMODE_FTP}) {
         EXPECT_EQ(CQLSoftDataSink::Construct(mode), nullptr);
         EXPECT_EQ(CQLSoftDataSinkEx1::Construct(mode), nullptr);
+    }
+}
+
+TEST(FactoriesTest, WhereMemoryLacksThereIsNoObject) {
+    for (const int nth : {1, 2}) { // the object, its inner object
+        const vxcio::test::MemoryLack lack(nth);
+        const std::unique_ptr<CSoftDataSource> source(CSoftDataSource::Construct(IOWORKMODE_FILE));
+        EXPECT_TRUE(lack.Came());
+        EXPECT_EQ(source, nullptr) << nth;
     }
 }

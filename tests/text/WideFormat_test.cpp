@@ -34,7 +34,7 @@ TEST(WideFormatTest, PlainStringDirectiveTakesWideText) {
 
 TEST(WideFormatTest, UpperCaseStringDirectiveTakesUtf8) {
     EXPECT_EQ(F(L"[%S] [%hs] [%hS]", "a\xC3\xA4", "b", "c"), L"[a\u00e4] [b] [c]");
-    EXPECT_EQ(F(L"[%lS]", L"wide"), L"[wide]");
+    EXPECT_EQ(F(L"[%lS] [%wS]", L"wide", L"too"), L"[wide] [too]");
     const std::wstring odd = F(L"%S", "a\xFF");
     EXPECT_EQ(odd, std::wstring({L'a', static_cast<wchar_t>(0xDCFF)}));
 }
@@ -42,6 +42,8 @@ TEST(WideFormatTest, UpperCaseStringDirectiveTakesUtf8) {
 TEST(WideFormatTest, CharacterDirectivesTakeWideAndNarrow) {
     EXPECT_EQ(F(L"%c%lc%wc", 0x20AC, L'b', L'c'), L"\u20acbc");
     EXPECT_EQ(F(L"%C%hc", 'd', 'e'), L"de");
+    EXPECT_EQ(F(L"%lC%wC", 0x20AC, 0x20AD), L"\u20ac\u20ad");
+    EXPECT_EQ(F(L"%C", 0xFF), std::wstring(1, static_cast<wchar_t>(0xDCFF))) << "a byte that is no character";
     EXPECT_EQ(F(L"[%3c|%-3c]", L'x', L'y'), L"[  x|y  ]");
 }
 
@@ -147,6 +149,7 @@ TEST(WideFormatTest, InfinitiesAndNansAreNamedAndNeverPaddedWithZeros) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     EXPECT_EQ(F(L"[%f] [%F] [%06f] [%e] [%g]", infinity, -infinity, infinity, nan, infinity),
               L"[inf] [-INF] [   inf] [nan] [inf]");
+    EXPECT_EQ(F(L"[%#f] [%#.0e] [%#g]", infinity, nan, -infinity), L"[inf] [nan] [-inf]");
 }
 
 TEST(WideFormatTest, PointersHaveAllTheirDigits) {
