@@ -321,7 +321,7 @@ void CountNotes(int& count) {
         [](void* context, INFOTYPE level, const wchar_t* module, const wchar_t* text) {
             const bool isNote =
                 std::wstring_view(text).find(L"refuses direct transfer") != std::wstring_view::npos;
-            if (isNote && level == INFOTYPE_TRACE && std::wstring_view(module) == L"VXCSoftCodecIO") {
+            if (isNote && level == INFOTYPE_TRACE && std::wstring_view(module) == L"VXCSoftCodecSysU") {
                 ++*static_cast<int*>(context);
             }
         },
