@@ -16,7 +16,7 @@ void EmptyCall(benchmark::State& state) {
         Nothing(L"VXCSoftCodecIO", INFOTYPE_TRACE, L"read %d of %s", ++number, L"clip.mxf");
     }
 }
-BENCHMARK(EmptyCall);
+BENCHMARK(EmptyCall)->Name("UnreadLogCall/empty_call");
 
 void UnreadLogCall(benchmark::State& state) {
     int number = 0;
@@ -24,6 +24,6 @@ void UnreadLogCall(benchmark::State& state) {
         VXC_OutputW(L"VXCSoftCodecIO", INFOTYPE_TRACE, L"read %d of %s", ++number, L"clip.mxf");
     }
 }
-BENCHMARK(UnreadLogCall);
+BENCHMARK(UnreadLogCall)->Name("UnreadLogCall/library");
 
 } // namespace

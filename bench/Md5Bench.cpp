@@ -49,5 +49,5 @@ void Md5OpenSsl(benchmark::State& state) {
 
 } // namespace
 
-BENCHMARK(Md5Own)->Arg(1 << 20)->Arg(1 << 16)->Arg(1 << 10);
-BENCHMARK(Md5OpenSsl)->Arg(1 << 20)->Arg(1 << 16)->Arg(1 << 10);
+BENCHMARK(Md5Own)->Name("MD5/library")->Arg(1 << 20)->Arg(1 << 16)->Arg(1 << 10);
+BENCHMARK(Md5OpenSsl)->Name("MD5/openssl")->Arg(1 << 20)->Arg(1 << 16)->Arg(1 << 10);

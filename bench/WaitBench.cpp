@@ -110,7 +110,7 @@ void AtomicExchange(benchmark::State& state) {
         benchmark::DoNotOptimize(word.exchange(1));
     }
 }
-BENCHMARK(AtomicExchange);
+BENCHMARK(AtomicExchange)->Name("FreeEvent/atomic_exchange");
 
 void SetAndWaitOfAFreeEvent(benchmark::State& state) {
     LayerEvent event;
@@ -119,7 +119,7 @@ void SetAndWaitOfAFreeEvent(benchmark::State& state) {
         event.Wait();
     }
 }
-BENCHMARK(SetAndWaitOfAFreeEvent);
+BENCHMARK(SetAndWaitOfAFreeEvent)->Name("FreeEvent/library");
 
 template <class Signal>
 void HandOverAwake(benchmark::State& state) {
@@ -128,9 +128,9 @@ void HandOverAwake(benchmark::State& state) {
         partners.HandOver();
     }
 }
-BENCHMARK_TEMPLATE(HandOverAwake, Spinning)->UseRealTime();
-BENCHMARK_TEMPLATE(HandOverAwake, LayerEvent)->UseRealTime();
-BENCHMARK_TEMPLATE(HandOverAwake, BareFutex)->UseRealTime();
+BENCHMARK_TEMPLATE(HandOverAwake, Spinning)->Name("HandOverAwake/spinning")->UseRealTime();
+BENCHMARK_TEMPLATE(HandOverAwake, LayerEvent)->Name("HandOverAwake/library")->UseRealTime();
+BENCHMARK_TEMPLATE(HandOverAwake, BareFutex)->Name("HandOverAwake/bare_futex")->UseRealTime();
 
 template <class Signal>
 void HandOverAsleep(benchmark::State& state) {
@@ -148,7 +148,13 @@ void HandOverAsleep(benchmark::State& state) {
     std::nth_element(all.begin(), middle, all.end());
     state.counters["median_ns"] = *middle;
 }
-BENCHMARK_TEMPLATE(HandOverAsleep, LayerEvent)->UseManualTime()->Iterations(kAsleepHandOvers);
-BENCHMARK_TEMPLATE(HandOverAsleep, BareFutex)->UseManualTime()->Iterations(kAsleepHandOvers);
+BENCHMARK_TEMPLATE(HandOverAsleep, LayerEvent)
+    ->Name("HandOverAsleep/library")
+    ->UseManualTime()
+    ->Iterations(kAsleepHandOvers);
+BENCHMARK_TEMPLATE(HandOverAsleep, BareFutex)
+    ->Name("HandOverAsleep/bare_futex")
+    ->UseManualTime()
+    ->Iterations(kAsleepHandOvers);
 
 } // namespace

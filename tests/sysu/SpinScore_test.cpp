@@ -17,22 +17,15 @@ void SpinInVainUntilWorst(SpinScore& score) {
 
 } // namespace
 
-TEST(SpinScoreTest, NeverSpinsOnOneCore) {
-    SpinScore score;
-    for (uint32 i = 0; i < 2 * SpinScore::kTryAgain; ++i) {
-        EXPECT_EQ(score.Patience(1), 0u);
-    }
-}
-
 TEST(SpinScoreTest, StartsWithAFewMicroseconds) {
     SpinScore score;
-    EXPECT_EQ(score.Patience(2), kSpinNanoseconds);
+    EXPECT_EQ(score.Patience(), kSpinNanoseconds);
 }
 
 TEST(SpinScoreTest, GivesUpWhenItDoesNotPayAndTriesAgainNowAndThen) {
     SpinScore score;
     uint32 looks = 0;
-    while (score.Patience(2) != 0) {
+    while (score.Patience() != 0) {
         score.InVain();
         ++looks;
     }
@@ -40,33 +33,46 @@ TEST(SpinScoreTest, GivesUpWhenItDoesNotPayAndTriesAgainNowAndThen) {
     EXPECT_EQ(score.Score(), 0u);
     // That was the first of the waits that sleep at once.
     uint32 slept = 1;
-    while (score.Patience(2) == 0) {
+    while (score.Patience() == 0) {
         ++slept;
     }
     EXPECT_EQ(slept, SpinScore::kTryAgain - 1);
     score.InVain();
-    EXPECT_EQ(score.Patience(2), 0u);
+    EXPECT_EQ(score.Patience(), 0u);
 }
 
 TEST(SpinScoreTest, OneSuccessAfterALongSleepBringsAllPatienceBack) {
     SpinScore score;
     SpinInVainUntilWorst(score);
-    score.Paid();
+    score.Paid(0);
     EXPECT_EQ(score.Score(), SpinScore::kBest);
-    EXPECT_EQ(score.Patience(2), kPatientNanoseconds);
+    EXPECT_EQ(score.Patience(), kPatientNanoseconds);
 }
 
 TEST(SpinScoreTest, PatienceIsLostFasterThanItIsWon) {
     SpinScore score;
     for (uint32 i = 0; i < 2 * SpinScore::kBest; ++i) {
-        score.Paid();
+        score.Paid(0);
     }
     EXPECT_EQ(score.Score(), SpinScore::kBest);
     score.InVain();
     EXPECT_EQ(score.Score(), SpinScore::kBest / 2);
-    EXPECT_EQ(score.Patience(2), kSpinNanoseconds);
-    score.Paid();
+    EXPECT_EQ(score.Patience(), kSpinNanoseconds);
+    score.Paid(0);
     EXPECT_EQ(score.Score(), SpinScore::kBest / 2 + 1);
+}
+
+TEST(SpinScoreTest, ASuccessThatCameLateCountsAgainstLooking) {
+    SpinScore score;
+    const uint32 fresh = score.Score();
+    score.Paid(kSpinNanoseconds);
+    EXPECT_EQ(score.Score(), fresh + 1);
+    score.Paid(kSpinNanoseconds + 1);
+    EXPECT_EQ(score.Score(), fresh);
+    // A look that was a try is patient on purpose: there even a late success is news.
+    SpinInVainUntilWorst(score);
+    score.Paid(kPatientNanoseconds);
+    EXPECT_EQ(score.Score(), SpinScore::kBest);
 }
 
 TEST(SpinScoreTest, SeesTheCoresOfItsOwnThread) {

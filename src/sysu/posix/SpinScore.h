@@ -1,16 +1,18 @@
 // SpinScore.h - whether it is worth while to look at an object for a while before sleeping, and how long.
 //
-// Each object keeps a score. A wait that ends while it looks brings it up, a look in vain brings it down.
+// Each object keeps a score. A wait that ends within the first few microseconds of its look brings it up; a
+// look in vain brings it down, and so does one that ended late: by then sleeping would have cost no more, and
+// a partner that has to be woken each time is woken sooner where this thread gives up its core.
 //
 //      best     looks have always paid off of late: patient, so that one time at which the partner was kept
 //               from running does not send both to sleep
 //      between  a few microseconds
-//      0        waits sleep at once; but one in kTryAgain looks, patiently, and if that pays off the score is
-//               the best again
+//      0        waits sleep at once; but one in kTryAgain looks, patiently, and if that pays off, even late,
+//               the score is the best again
 //
 // Patience has to outlast the waking of a partner: two threads that answer each other fall asleep in turn
 // otherwise, and then neither ever looks long enough to find out that they need not. Where a thread has one
-// core alone, the partner cannot run while it looks: it never does.
+// core alone, the partner cannot run while it looks: waits there ask UsableCores and never look.
 //
 // Any thread may call. The score is a guess: updates that get lost between threads do no harm.
 #pragma once
@@ -53,10 +55,7 @@ public:
     static constexpr uint32 kTryAgain = 32;
 
     // How long the next wait looks, in nanoseconds; 0 for not at all.
-    uint64 Patience(uint32 cores) noexcept {
-        if (cores < 2) {
-            return 0;
-        }
+    uint64 Patience() noexcept {
         const uint32 score = m_score.load(std::memory_order_relaxed);
         if (score > 0) {
             return score >= kBest ? kPatientNanoseconds : kSpinNanoseconds;
@@ -66,8 +65,13 @@ public:
         return slept == kTryAgain ? kPatientNanoseconds : 0;
     }
 
-    void Paid() noexcept {
+    // The wait ended after so long a look.
+    void Paid(uint64 nanoseconds) noexcept {
         const uint32 score = m_score.load(std::memory_order_relaxed);
+        if (score > 0 && nanoseconds > kSpinNanoseconds) {
+            m_score.store(score - 1, std::memory_order_relaxed);
+            return;
+        }
         // No write where nothing changes: the line is the one the partners hand to each other.
         if (score < kBest) {
             m_score.store(score == 0 ? kBest : score + 1, std::memory_order_relaxed);

@@ -10,7 +10,7 @@ namespace vxcio::sysu {
 namespace {
 
 // No destructor that does anything: abandoned threads may signal until the process is gone.
-constinit std::mutex g_waitLock;
+constinit QueueLock g_waitLock;
 
 // Addresses below this are never those of an object, but small numbers that somebody took for a handle.
 constexpr std::uintptr_t kLowestAddress = 0x10000;
@@ -70,7 +70,7 @@ void Wake(Waiter* waiter) noexcept {
 
 } // namespace
 
-std::mutex& WaitLock() noexcept {
+QueueLock& WaitLock() noexcept {
     return g_waitLock;
 }
 

@@ -29,6 +29,7 @@
 #pragma once
 
 #include "frame/Types.h"
+#include "sysu/posix/QueueLock.h"
 #include "sysu/posix/SpinScore.h"
 
 #include <atomic>
@@ -102,7 +103,7 @@ struct Waiter {
 };
 
 // The lock of all queues. Held for a few steps only, never across a system call that may block.
-std::mutex& WaitLock() noexcept;
+QueueLock& WaitLock() noexcept;
 
 // The object of a handle, or null when it is none (then the last error is 6). Does not add a reference.
 WaitObject* WaitObjectOf(void* handle) noexcept;

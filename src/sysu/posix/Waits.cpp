@@ -58,27 +58,33 @@ bool TakeNow(Waiter& waiter) noexcept {
 }
 
 // Looks for a while. An auto-reset event with a queue serves the queue first: no use to look.
-bool SpinAndTake(Waiter& waiter, uint64 start) noexcept {
+bool SpinAndTake(Waiter& waiter) noexcept {
     WaitObject& first = *waiter.links[0].object;
     if (waiter.count == 1 && first.kind == WaitKind::AutoEvent && first.word.load() >= kOneWaiter) {
+        return false;
+    }
+    const uint64 patience = first.spin.Patience();
+    if (patience == 0) {
         return false;
     }
     if (t_cores == 0) {
         t_cores = UsableCores();
     }
-    const uint64 patience = first.spin.Patience(t_cores);
-    if (patience == 0) {
+    if (t_cores < 2) {
         return false;
     }
+    const uint64 start = MonotonicNanoseconds();
+    uint64 looked = 0; // at the last glance at the clock
     do {
         for (int look = 0; look < kLooksPerClock; ++look) {
             SpinPause();
             if (SeemsReady(waiter) && TakeNow(waiter)) {
-                first.spin.Paid();
+                first.spin.Paid(looked);
                 return true;
             }
         }
-    } while (MonotonicNanoseconds() - start < patience);
+        looked = MonotonicNanoseconds() - start;
+    } while (looked < patience);
     first.spin.InVain();
     t_cores = UsableCores();
     return false;
@@ -106,8 +112,9 @@ bool Sleep(Waiter& waiter, uint64 deadline) noexcept {
 
 uint32 WaitSlowly(Waiter& waiter, uint32 milliseconds) noexcept {
     const References references(waiter);
-    const uint64 start = MonotonicNanoseconds();
-    if (SpinAndTake(waiter, start)) {
+    const uint64 deadline =
+        milliseconds == VXC_INFINITE ? kNoDeadline : DeadlineAfter(MonotonicNanoseconds(), milliseconds);
+    if (SpinAndTake(waiter)) {
         return waiter.index;
     }
     {
@@ -118,7 +125,7 @@ uint32 WaitSlowly(Waiter& waiter, uint32 milliseconds) noexcept {
             return waiter.index;
         }
     }
-    if (!Sleep(waiter, DeadlineAfter(start, milliseconds))) {
+    if (!Sleep(waiter, deadline)) {
         return VXC_WAIT_TIMEOUT;
     }
     return waiter.index;
