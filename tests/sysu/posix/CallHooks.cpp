@@ -120,5 +120,10 @@ int close(int descriptor) {
         &CallHooks::close, [](int d) { return Call(SYS_close, d); }, descriptor);
 }
 
+int fsync(int descriptor) {
+    return Hooked(
+        &CallHooks::fsync, [](int d) { return Call(SYS_fsync, d); }, descriptor);
+}
+
 } // extern "C"
 #pragma GCC visibility pop

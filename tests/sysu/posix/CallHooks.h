@@ -25,6 +25,7 @@ struct CallHooks {
     std::function<int(int descriptor, const char* path, int flags, unsigned mask, struct statx* record)>
         statx;
     std::function<int(int descriptor)> close;
+    std::function<int(int descriptor)> fsync;
 };
 
 // In force on the thread that made it, for its lifetime; one at a time.
