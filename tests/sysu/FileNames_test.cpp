@@ -3,7 +3,6 @@
 #include "support/TempFolder.h"
 
 #include <filesystem>
-#include <sys/stat.h>
 
 using namespace vxcio;
 using namespace vxcio::test;
@@ -39,17 +38,6 @@ TEST(CreateDirectoryTest, MakesOneFolder) {
     EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_ALREADY_EXISTS);
     EXPECT_EQ(VXC_CreateDirectoryW(folder.Wide("a/b").c_str(), nullptr), 0);
     EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_PATH_NOT_FOUND);
-}
-
-TEST(CreateDirectoryTest, OnlyTheProcessesMaskLimitsWhoMayUseIt) {
-    const TempFolder folder;
-    const auto modeOf = [&](const char* name) {
-        EXPECT_EQ(VXC_CreateDirectoryW(folder.Wide(name).c_str(), nullptr), 1);
-        return std::filesystem::status(folder.Name(name)).permissions();
-    };
-    const mode_t mask = ::umask(0002);
-    EXPECT_EQ(modeOf("sub"), std::filesystem::perms(0775));
-    ::umask(mask);
 }
 
 TEST(DoesFileExistTest, FilesAndFoldersCount) {

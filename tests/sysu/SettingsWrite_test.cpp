@@ -1,16 +1,13 @@
 #include "sysu/SettingsFixture.h"
-#include "sysu/posix/CallHooks.h"
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <filesystem>
 #include <iterator>
 #include <latch>
 #include <string>
 #include <sys/resource.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 using namespace vxcio;
@@ -142,45 +139,6 @@ TEST_F(SettingsWriteTest, ARefusedWriteLeavesTheOldFileWholeAndNothingBesideIt) 
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder.Path()),
                             std::filesystem::directory_iterator()),
               1);
-}
-
-TEST_F(SettingsWriteTest, ATextThatDoesNotReachTheDiskReplacesNothing) {
-    const std::string before = std::string(kHead) + "a = 1\n";
-    Write(before);
-    CallHooks noDisk;
-    noDisk.fsync = [](int) {
-        errno = EIO;
-        return -1;
-    };
-    CallHooks takesNothing;
-    int calls = 0;
-    takesNothing.write = [&](int descriptor, const void* buffer, std::size_t bytes) {
-        return ++calls == 1 ? ssize_t{0} : ::write(descriptor, buffer, bytes);
-    };
-    for (const CallHooks& hooks : {noDisk, takesNothing}) {
-        const HookScope scope(hooks);
-        EXPECT_EQ(WriteSettingText(kSection, L"b", L"2"), VXC_ERROR_IO_DEVICE);
-    }
-    EXPECT_EQ(File(), before);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder.Path()),
-                            std::filesystem::directory_iterator()),
-              1);
-}
-
-TEST_F(SettingsWriteTest, WritingGoesOnAfterInterruptionsAndParts) {
-    CallHooks hooks;
-    int calls = 0;
-    hooks.write = [&](int descriptor, const void* buffer, std::size_t bytes) {
-        errno = EINTR;
-        return ++calls % 2 == 1 ? -1 : ::write(descriptor, buffer, std::min<std::size_t>(3, bytes));
-    };
-    hooks.read = [&](int descriptor, void* buffer, std::size_t bytes) {
-        errno = EINTR;
-        return ++calls % 2 == 1 ? -1 : ::read(descriptor, buffer, std::min<std::size_t>(3, bytes));
-    };
-    const HookScope scope(hooks);
-    EXPECT_EQ(WriteSettingText(kSection, L"a", L"5"), 0u);
-    EXPECT_EQ(Int(L"a"), 5u);
 }
 
 TEST_F(SettingsWriteTest, ALineSetAnywhereReadsBackAndAllOthersStay) {

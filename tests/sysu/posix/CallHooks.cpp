@@ -125,5 +125,10 @@ int fsync(int descriptor) {
         &CallHooks::fsync, [](int d) { return Call(SYS_fsync, d); }, descriptor);
 }
 
+int nanosleep(const timespec* time, timespec* left) {
+    return Hooked(
+        &CallHooks::nanosleep, [left](const timespec* t) { return Call(SYS_nanosleep, t, left); }, time);
+}
+
 } // extern "C"
 #pragma GCC visibility pop

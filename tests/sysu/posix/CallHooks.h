@@ -9,6 +9,7 @@
 #include <functional>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <time.h>
 
 namespace vxcio::test {
 
@@ -26,6 +27,7 @@ struct CallHooks {
         statx;
     std::function<int(int descriptor)> close;
     std::function<int(int descriptor)> fsync;
+    std::function<int(const timespec* time)> nanosleep;
 };
 
 // In force on the thread that made it, for its lifetime; one at a time.

@@ -85,6 +85,16 @@ TEST_F(FileFlagsTest, TheReadOnlyAttributeIsThatOfTheNewFile) {
     ::umask(mask);
 }
 
+TEST_F(FileFlagsTest, OnlyTheProcessesMaskLimitsWhoMayUseANewFolder) {
+    const auto modeOf = [&](const char* name) {
+        EXPECT_EQ(VXC_CreateDirectoryW(m_folder.Wide(name).c_str(), nullptr), 1);
+        return std::filesystem::status(m_folder.Name(name)).permissions();
+    };
+    const mode_t mask = ::umask(0002);
+    EXPECT_EQ(modeOf("sub"), std::filesystem::perms(0775));
+    ::umask(mask);
+}
+
 TEST_F(FileFlagsTest, DeleteOnCloseRemovesTheFileAtTheEnd) {
     OpenFile file(m_clip, VXC_GENERIC_READ, kShareAll, VXC_OPEN_EXISTING, VXC_FILE_FLAG_DELETE_ON_CLOSE);
     EXPECT_TRUE(std::filesystem::exists(m_folder.Name("clip")));
