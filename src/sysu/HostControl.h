@@ -50,7 +50,8 @@ VXCSOFTCODECSYSU_API int ReadSettingText(const wchar_t* section, const wchar_t* 
 
 // Sets or removes one value in the user's file (or the one of UseSettingsFile); other lines and comments of
 // the file stay. The new file replaces the old one whole or not at all. 0 on success, otherwise a
-// last-error number; removing what is not there gives 2. What would not read back as it was set gives 87:
+// last-error number; removing what is not there gives 2. Folders are made for the user's file alone: 3 where
+// that of a named file is missing. What would not read back as it was set gives 87:
 // line ends, an empty section or name, blanks at the end of one, ']' in a section, '=' in a name or '[', ';'
 // or '#' at its start. Blanks around a value are lost.
 VXCSOFTCODECSYSU_API uint32 WriteSettingText(const wchar_t* section, const wchar_t* name,

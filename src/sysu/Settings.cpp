@@ -38,7 +38,8 @@ std::shared_ptr<SettingsStore> Store() {
         }
     }
     // Outside the lock, as the account's home folder may come from a directory server.
-    auto standard = std::make_shared<SettingsStore>(MachineSettingsFile(), UserSettingsFile());
+    auto standard =
+        std::make_shared<SettingsStore>(MachineSettingsFile(), UserSettingsFile(), MissingFolders::Make);
     const std::lock_guard lock(s_holder.present.mutex);
     if (!s_holder.present.store) {
         s_holder.present.store = std::move(standard);
@@ -50,8 +51,10 @@ std::string Narrow(const wchar_t* text) {
     return text == nullptr ? std::string() : ToUtf8(text);
 }
 
-std::shared_ptr<SettingsStore> MakeStore(const wchar_t* machineFile, const wchar_t* userFile) {
-    return std::make_shared<SettingsStore>(AbsoluteName(Narrow(machineFile)), AbsoluteName(Narrow(userFile)));
+std::shared_ptr<SettingsStore> MakeStore(const wchar_t* machineFile, const wchar_t* userFile,
+                                         MissingFolders missing) {
+    return std::make_shared<SettingsStore>(AbsoluteName(Narrow(machineFile)), AbsoluteName(Narrow(userFile)),
+                                           missing);
 }
 
 // Null for the standard places.
@@ -130,7 +133,7 @@ namespace vxcio {
 
 int UseSettingsFile(const wchar_t* file) noexcept {
     try {
-        Replace(file == nullptr ? nullptr : MakeStore(L"", file));
+        Replace(file == nullptr ? nullptr : MakeStore(L"", file, MissingFolders::Refuse));
         return 1;
     } catch (...) {
         return 0;
@@ -139,7 +142,7 @@ int UseSettingsFile(const wchar_t* file) noexcept {
 
 int sysu::UseSettingsPlaces(const wchar_t* machineFile, const wchar_t* userFile) noexcept {
     try {
-        Replace(MakeStore(machineFile, userFile));
+        Replace(MakeStore(machineFile, userFile, MissingFolders::Make));
         return 1;
     } catch (...) {
         return 0;

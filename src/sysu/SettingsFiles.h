@@ -51,11 +51,13 @@ std::string AbsoluteName(const std::string& name);
 FileVersion VersionOf(const std::string& name) noexcept;
 FileContents ReadContents(const std::string& name);
 
+enum class MissingFolders { Make, Refuse };
+
 // Replaces the file by what `change` makes of its contents (empty where there is none), whole or not at all;
-// keeps its mode and owner and follows links. Makes the folders where there are none. `change` gives false
-// for "nothing to do" and sets the error. Writers of one folder wait for each other, across processes.
-// 0 or a last-error number.
-uint32 ReplaceContents(const std::string& name,
+// keeps its mode and owner and follows links. `change` gives false for "nothing to do" and sets the error.
+// Writers of one folder wait for each other, across processes. 0 or a last-error number: 3 where folders are
+// missing and not to be made.
+uint32 ReplaceContents(const std::string& name, MissingFolders missing,
                        const std::function<bool(std::string& text, uint32& error)>& change);
 
 } // namespace vxcio::sysu

@@ -7,7 +7,8 @@
 namespace vxcio::sysu {
 
 // From now on these two are the machine's and the user's settings file; an empty name means that there is
-// none. UseSettingsFile ends it. 1, or 0 when memory lacks.
+// none. As in the standard places, writing makes missing folders. UseSettingsFile ends it. 1, or 0 when
+// memory lacks.
 VXCSOFTCODECSYSU_API int UseSettingsPlaces(const wchar_t* machineFile, const wchar_t* userFile) noexcept;
 
 } // namespace vxcio::sysu

@@ -1,6 +1,7 @@
 #include "sysu/SettingsStore.h"
 
 #include "frame/SystemLayer.h"
+#include "sysu/LayerName.h"
 #include "text/Utf8.h"
 
 #include <utility>
@@ -8,8 +9,6 @@
 namespace vxcio::sysu {
 
 namespace {
-
-constexpr const wchar_t* kLayerName = L"VXCSoftCodecSysU";
 
 void NoteBadFile(const std::string& name, const FileContents& contents) {
     const std::wstring wide = FromUtf8(name);
@@ -24,8 +23,8 @@ void NoteBadFile(const std::string& name, const FileContents& contents) {
 
 } // namespace
 
-SettingsStore::SettingsStore(std::string machineFile, std::string userFile)
-    : m_machine{std::move(machineFile), nullptr}, m_user{std::move(userFile), nullptr} {}
+SettingsStore::SettingsStore(std::string machineFile, std::string userFile, MissingFolders missing)
+    : m_machine{std::move(machineFile), nullptr}, m_user{std::move(userFile), nullptr}, m_missing(missing) {}
 
 const std::string& SettingsStore::FileName(SettingsFile which) const noexcept {
     return which == SETTINGS_FILE_MACHINE ? m_machine.name : m_user.name;
@@ -92,7 +91,7 @@ uint32 SettingsStore::Write(const std::string& section, const std::string& name,
     if (!IsSectionWritable(section) || !IsNameWritable(name) || !IsValueWritable(value)) {
         return VXC_ERROR_INVALID_PARAMETER;
     }
-    return ReplaceContents(m_user.name, [&](std::string& text, uint32&) {
+    return ReplaceContents(m_user.name, m_missing, [&](std::string& text, uint32&) {
         text = WithSetting(text, section, name, value);
         return true;
     });
@@ -105,7 +104,7 @@ uint32 SettingsStore::Remove(const std::string& section, const std::string& name
     if (!VersionOf(m_user.name).exists) {
         return VXC_ERROR_FILE_NOT_FOUND; // and no folder is made for it
     }
-    return ReplaceContents(m_user.name, [&](std::string& text, uint32& error) {
+    return ReplaceContents(m_user.name, m_missing, [&](std::string& text, uint32& error) {
         std::string without = WithoutSetting(text, section, name);
         error = without.size() == text.size() ? VXC_ERROR_FILE_NOT_FOUND : VXC_ERROR_SUCCESS;
         text = std::move(without);

@@ -19,8 +19,8 @@ namespace vxcio::sysu {
 
 class SettingsStore {
 public:
-    // An empty name means that there is no such file.
-    SettingsStore(std::string machineFile, std::string userFile);
+    // An empty name means that there is no such file. `missing`: what writing does about folders.
+    SettingsStore(std::string machineFile, std::string userFile, MissingFolders missing);
 
     const std::string& FileName(SettingsFile which) const noexcept;
 
@@ -54,6 +54,7 @@ private:
     std::mutex m_mutex;
     File m_machine;
     File m_user;
+    const MissingFolders m_missing;
 };
 
 } // namespace vxcio::sysu

@@ -71,6 +71,15 @@ TEST(FileOpenTest, CuttingAnExistingFileNeedsWriteAccess) {
     const OpenFile file(folder.Wide("clip"), VXC_GENERIC_READ, kShareAll, VXC_TRUNCATE_EXISTING);
     EXPECT_EQ(file.Error(), VXC_ERROR_INVALID_PARAMETER);
     EXPECT_EQ(folder.Read("clip"), "content");
+    EXPECT_EQ(OpenFile(folder.Wide("no"), VXC_GENERIC_READ, kShareAll, VXC_TRUNCATE_EXISTING).Error(),
+              VXC_ERROR_INVALID_PARAMETER);
+}
+
+TEST(FileOpenTest, ADeviceIsOpenedAndNotCut) {
+    for (const uint32 disposition : {VXC_CREATE_ALWAYS, VXC_TRUNCATE_EXISTING}) {
+        const OpenFile file(L"/dev/null", VXC_GENERIC_WRITE, kShareAll, disposition);
+        EXPECT_TRUE(file.IsOpen()) << file.Error();
+    }
 }
 
 TEST(FileOpenTest, MakingAnewCutsTheFileForReadersToo) {
@@ -137,6 +146,25 @@ TEST(FileShareTest, ReadersDoNotExcludeEachOther) {
     folder.Write("clip", "content");
     const OpenFile first(folder.Wide("clip"), VXC_GENERIC_READ, 0);
     EXPECT_TRUE(OpenFile(folder.Wide("clip"), VXC_GENERIC_READ, 0).IsOpen());
+}
+
+TEST(FileShareTest, WhoReadsAndWritesExcludesAsAWriter) {
+    const TempFolder folder;
+    folder.Write("clip", "content");
+    const OpenFile first(folder.Wide("clip"), kReadWrite, 0);
+    ASSERT_TRUE(first.IsOpen());
+    EXPECT_EQ(OpenFile(folder.Wide("clip"), kReadWrite, 0).Error(), VXC_ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(OpenFile(folder.Wide("clip"), VXC_GENERIC_READ, 0).Error(), VXC_ERROR_SHARING_VIOLATION);
+}
+
+TEST(FileShareTest, WhoNeitherReadsNorWritesExcludesNobody) {
+    const TempFolder folder;
+    folder.Write("clip", "content");
+    const OpenFile asker(folder.Wide("clip"), 0, 0);
+    ASSERT_TRUE(asker.IsOpen());
+    const OpenFile writer(folder.Wide("clip"), VXC_GENERIC_WRITE, 0);
+    EXPECT_TRUE(writer.IsOpen());
+    EXPECT_TRUE(OpenFile(folder.Wide("clip"), 0, 0).IsOpen());
 }
 
 TEST(FileShareTest, WhoSharesWritesOpensBesideAWriter) {

@@ -113,6 +113,14 @@ TEST(LogTest, APlaceStandsInFrontOfTheText) {
     EXPECT_EQ(lines[1].text, L"?(1): x");
 }
 
+TEST(LogTest, AnEndlessPlaceLeavesRoomForItsLineAndTheText) {
+    Listener listener;
+    VXC_Output_FromW(L"m", std::string(600, 'f').c_str(), INT32_MIN, INFOTYPE_ERROR, L"x");
+    const auto lines = listener.Lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].text, std::wstring(440, L'f') + L"(-2147483648): x");
+}
+
 TEST(LogTest, LinesAreCutAt8191Characters) {
     Listener listener;
     const std::wstring longText(10000, L'y');

@@ -115,6 +115,7 @@ TEST(ModulesTest, NoNameIsNotTheProgramItself) {
 TEST(ModulesTest, WhyAFileIsNoModuleIsLogged) {
     const TempFolder folder;
     folder.Write("Companion.so", "this is no library");
+    folder.Write("libCompanion.so", "nor is this");
     std::wstring lines;
     SetLogReceiver([](void* context, INFOTYPE, const wchar_t*,
                       const wchar_t* text) { *static_cast<std::wstring*>(context) += text; },
@@ -123,6 +124,7 @@ TEST(ModulesTest, WhyAFileIsNoModuleIsLogged) {
     SetLogReceiver(nullptr, nullptr, INFOTYPE_ERROR);
     EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_MOD_NOT_FOUND);
     EXPECT_NE(lines.find(folder.Wide("Companion.so")), std::wstring::npos) << ToUtf8(lines);
+    EXPECT_EQ(lines.find(L"libCompanion"), std::wstring::npos) << "the first reason counts";
 }
 
 TEST(ModulesTest, AnUnknownFunctionGivesNullAndItsError) {

@@ -19,11 +19,25 @@ class SettingsWriteTest : public SettingsFixture {};
 
 } // namespace
 
-TEST_F(SettingsWriteTest, WritingMakesFileAndFolders) {
-    Use("new/folder/one.conf");
+TEST_F(SettingsWriteTest, WritingMakesTheUsersFileAndItsFolders) {
+    ASSERT_EQ(sysu::UseSettingsPlaces(L"", m_folder.Wide("new/folder/one.conf").c_str()), 1);
     EXPECT_EQ(WriteSettingText(kSection, L"a", L"5"), 0u);
     EXPECT_EQ(m_folder.Read("new/folder/one.conf"), std::string(kHead) + "a = 5\n");
     EXPECT_EQ(Int(L"a"), 5u);
+    for (const char* const made : {"new", "new/folder"}) {
+        EXPECT_EQ(std::filesystem::status(m_folder.Path() / made).permissions(),
+                  std::filesystem::perms::owner_all)
+            << "nobody else's business";
+    }
+}
+
+TEST_F(SettingsWriteTest, WritingMakesANamedFileButNotItsFolders) {
+    Use("new.conf");
+    EXPECT_EQ(WriteSettingText(kSection, L"a", L"5"), 0u);
+    EXPECT_EQ(m_folder.Read("new.conf"), std::string(kHead) + "a = 5\n");
+    Use("none/folder/one.conf");
+    EXPECT_EQ(WriteSettingText(kSection, L"a", L"5"), VXC_ERROR_PATH_NOT_FOUND);
+    EXPECT_FALSE(std::filesystem::exists(m_folder.Path() / "none"));
 }
 
 TEST_F(SettingsWriteTest, WritingKeepsAllOtherBytes) {

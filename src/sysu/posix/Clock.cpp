@@ -38,9 +38,6 @@ uint64 MonotonicNanoseconds() noexcept {
 }
 
 uint64 DeadlineAfter(uint64 start, uint32 milliseconds) noexcept {
-    if (milliseconds == VXC_INFINITE) {
-        return kNoDeadline;
-    }
     return start + milliseconds * kNanosecondsPerMillisecond;
 }
 

@@ -13,7 +13,8 @@ inline constexpr uint64 kNoDeadline = ~uint64{0};
 // Nanoseconds since a fixed point in the past.
 uint64 MonotonicNanoseconds() noexcept;
 
-// The point of time that lies `milliseconds` after `start`; kNoDeadline for VXC_INFINITE.
+// The point of time that lies `milliseconds` after `start`. Not for VXC_INFINITE: who waits without a limit
+// need not ask the clock.
 uint64 DeadlineAfter(uint64 start, uint32 milliseconds) noexcept;
 
 } // namespace vxcio::sysu

@@ -37,8 +37,8 @@ int CopyContent(int source, int target) {
         }
         for (ssize_t put = 0; put < got;) {
             const ssize_t part = ::write(target, buffer.get() + put, static_cast<std::size_t>(got - put));
-            if (part < 0 && errno != EINTR) {
-                return errno;
+            if (part == 0 || (part < 0 && errno != EINTR)) {
+                return part == 0 ? EIO : errno;
             }
             put += part > 0 ? part : 0;
         }

@@ -14,11 +14,12 @@ using namespace vxcio::sysu;
 
 namespace {
 
-// Hands the system's name to `act`, which gives 0 or an error of the system. 1, or 0 with the last error.
+// Hands the system's name, which `map` finds, to `act`, which gives 0 or an error of the system. 1, or 0 with
+// the last error.
 template <class Act>
-int WithName(const wchar_t* name, Act act) noexcept {
+int WithName(const wchar_t* name, NativeName (*map)(const wchar_t*), Act act) noexcept {
     try {
-        const NativeName native = ToNativeName(name);
+        const NativeName native = map(name);
         if (native.error != 0) {
             SetLastError(native.error);
             return 0;
@@ -41,15 +42,18 @@ int ErrorOf(int result) {
 } // namespace
 
 int VXC_DeleteFileW(const wchar_t* name) noexcept {
-    return WithName(name, [](const std::string& path) { return ErrorOf(::unlink(path.c_str())); });
+    return WithName(name, ToNativeName,
+                    [](const std::string& path) { return ErrorOf(::unlink(path.c_str())); });
 }
 
 int VXC_CreateDirectoryW(const wchar_t* name, VXC_SECURITY_ATTRIBUTES*) noexcept {
-    return WithName(name, [](const std::string& path) { return ErrorOf(::mkdir(path.c_str(), 0777)); });
+    return WithName(name, ToJoinedName,
+                    [](const std::string& path) { return ErrorOf(::mkdir(path.c_str(), 0777)); });
 }
 
 int VXC_DoesFileExistsW(const wchar_t* name) noexcept {
-    return WithName(name, [](const std::string& path) {
+    // Also asked about programs of this library, whose names are joined.
+    return WithName(name, ToJoinedName, [](const std::string& path) {
         struct stat facts {};
         return ErrorOf(::stat(path.c_str(), &facts));
     });

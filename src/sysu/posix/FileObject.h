@@ -47,9 +47,8 @@ FileObject* RefuseHandle() noexcept;
 // The object of a handle. For null, VXC_INVALID_HANDLE and what is no file handle: null, last error 6. In the
 // header, as each read starts with it and each call less counts there.
 inline FileObject* FileOfHandle(void* handle) noexcept {
-    const bool isObject = handle != nullptr && handle != VXC_INVALID_HANDLE &&
-                          reinterpret_cast<std::uintptr_t>(handle) % alignof(FileObject) == 0;
-    if (isObject) {
+    // VXC_INVALID_HANDLE is odd.
+    if (handle != nullptr && reinterpret_cast<std::uintptr_t>(handle) % alignof(FileObject) == 0) {
         auto* const file = static_cast<FileObject*>(handle);
         if (file->magic.load(std::memory_order_relaxed) == kFileMagic) {
             return file;

@@ -1,7 +1,8 @@
 // How files are opened and closed.
-#include "frame/Log.h"
 #include "frame/SystemLayer.h"
 #include "sysu/LastError.h"
+#include "sysu/LayerName.h"
+#include "sysu/posix/Descriptor.h"
 #include "sysu/posix/DirectNeeds.h"
 #include "sysu/posix/FileObject.h"
 #include "sysu/posix/NativeName.h"
@@ -24,27 +25,6 @@ namespace {
 
 constexpr uint32 kGenericAll = 0x10000000u;
 
-// A descriptor that is closed unless it is taken over.
-class Descriptor {
-public:
-    Descriptor() = default;
-    ~Descriptor() { Reset(-1); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    void Reset(int descriptor) noexcept {
-        if (m_descriptor >= 0) {
-            ::close(m_descriptor);
-        }
-        m_descriptor = descriptor;
-    }
-    int Get() const noexcept { return m_descriptor; }
-    int Take() noexcept { return std::exchange(m_descriptor, -1); }
-
-private:
-    int m_descriptor = -1;
-};
-
 struct OpenRequest {
     std::string path;
     bool read;
@@ -57,7 +37,9 @@ struct OpenRequest {
 void NoteRefusedDirectTransfer(const wchar_t* name) {
     static constinit std::atomic<bool> isNoted{false};
     if (!isNoted.exchange(true, std::memory_order_relaxed)) {
-        LogTrace(L"VXC_CreateFileW() of %s, the file system refuses direct transfer, opened without", name);
+        VXC_OutputW(kLayerName, INFOTYPE_TRACE,
+                    L"VXC_CreateFileW() of %s, the file system refuses direct transfer, opened without",
+                    name);
     }
 }
 
@@ -158,19 +140,10 @@ void AdviseAccess(int descriptor, uint32 flags) {
     }
 }
 
-// Opens, checks and cuts the file. False with the last error set.
-bool Prepare(const OpenRequest& request, Descriptor& descriptor, FileObject& file, bool& existed) {
-    descriptor.Reset(OpenByDisposition(request, file.direct, existed));
-    if (descriptor.Get() < 0) {
-        if (errno == EEXIST) {
-            SetLastError(VXC_ERROR_FILE_EXISTS);
-        } else {
-            SetNameError(errno, request.path);
-        }
-        return false;
-    }
+// Checks and cuts the file that was opened. False with the last error set.
+bool Prepare(const OpenRequest& request, int descriptor, bool existed) {
     struct stat facts {};
-    if (::fstat(descriptor.Get(), &facts) != 0) {
+    if (::fstat(descriptor, &facts) != 0) {
         SetLastSystemError(errno);
         return false;
     }
@@ -178,14 +151,14 @@ bool Prepare(const OpenRequest& request, Descriptor& descriptor, FileObject& fil
         SetLastError(VXC_ERROR_ACCESS_DENIED);
         return false;
     }
-    if (!LockForShare(descriptor.Get(), request)) {
+    if (!LockForShare(descriptor, request)) {
         SetLastError(VXC_ERROR_SHARING_VIOLATION);
         return false;
     }
     // Only now, so that a file in use keeps its content.
     const bool isCut =
         request.disposition == VXC_TRUNCATE_EXISTING || (request.disposition == VXC_CREATE_ALWAYS && existed);
-    if (isCut && S_ISREG(facts.st_mode) && !CutToNothing(descriptor.Get())) {
+    if (isCut && S_ISREG(facts.st_mode) && !CutToNothing(descriptor)) {
         SetLastSystemError(errno);
         return false;
     }
@@ -205,9 +178,17 @@ void* Open(const wchar_t* name, OpenRequest& request) {
     }
     request.path = std::move(native.path);
     auto file = std::make_unique<FileObject>();
-    Descriptor descriptor;
     bool existed = false;
-    if (!Prepare(request, descriptor, *file, existed)) {
+    Descriptor descriptor(OpenByDisposition(request, file->direct, existed));
+    if (descriptor.Get() < 0) {
+        if (errno == EEXIST) {
+            SetLastError(VXC_ERROR_FILE_EXISTS);
+        } else {
+            SetNameError(errno, request.path);
+        }
+        return VXC_INVALID_HANDLE;
+    }
+    if (!Prepare(request, descriptor.Get(), existed)) {
         return VXC_INVALID_HANDLE;
     }
     if (file->direct) {

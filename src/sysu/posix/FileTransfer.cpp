@@ -126,7 +126,7 @@ uint32 VXC_SetFilePointer(void* file, int32 low, int32* high, uint32 method) noe
     constexpr int kWhence[] = {SEEK_SET, SEEK_CUR, SEEK_END};
     const off_t position = ::lseek(object->descriptor, distance, kWhence[method]);
     if (position < 0) {
-        if (errno == EINVAL || errno == EOVERFLOW) {
+        if (errno == EINVAL) {
             SetMoveError(*object, distance, method);
         } else {
             SetLastSystemError(errno);

@@ -2,6 +2,7 @@
 // backslash; here the library of that name is called as libraries of this system are.
 #include "frame/SystemLayer.h"
 #include "sysu/LastError.h"
+#include "sysu/LayerName.h"
 #include "sysu/posix/NativeName.h"
 #include "text/Utf8.h"
 
@@ -66,7 +67,7 @@ void* VXC_LoadModuleExW(const wchar_t* path, int /*reserved*/, uint32 /*flags*/)
         void* const module = LoadByAnyName(native.path, reason);
         if (module == nullptr) {
             if (!reason.empty()) {
-                VXC_OutputW(L"VXCSoftCodecSysU", INFOTYPE_TRACE, L"VXC_LoadModuleExW(%s) failed: %S", path,
+                VXC_OutputW(sysu::kLayerName, INFOTYPE_TRACE, L"VXC_LoadModuleExW(%s) failed: %S", path,
                             reason.c_str());
             }
             sysu::SetLastError(VXC_ERROR_MOD_NOT_FOUND);

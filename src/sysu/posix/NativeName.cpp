@@ -145,6 +145,27 @@ bool IsThere(const std::string& path) {
     return ::lstat(path.c_str(), &facts) == 0;
 }
 
+bool IsFolder(const std::string& path) {
+    struct stat facts {};
+    return ::stat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode);
+}
+
+// The bytes of the longest beginning that `isKnown` takes, which is the whole path or ends before a
+// backslash; npos when there is none.
+template <class IsKnown>
+std::size_t LongestBeginning(const std::string& path, IsKnown isKnown) {
+    // What is longer than any path cannot be there.
+    std::size_t known = std::min<std::size_t>(path.size(), PATH_MAX);
+    while (known != std::string::npos && !isKnown(path.substr(0, known))) {
+        known = known == 0 ? std::string::npos : path.rfind('\\', known - 1);
+    }
+    return known;
+}
+
+void SeparateFrom(std::string& path, std::size_t first) {
+    std::replace(path.begin() + static_cast<std::ptrdiff_t>(first), path.end(), '\\', '/');
+}
+
 // Callers on other systems are used to names whose tail counts for nothing.
 void DropTailOfMissingName(std::string& path) {
     if (path.empty() || (path.back() != ' ' && path.back() != '.')) {
@@ -189,18 +210,29 @@ NativeName ToNativeName(const wchar_t* name) {
     return native;
 }
 
+NativeName ToJoinedName(const wchar_t* name) {
+    const std::wstring_view text = name == nullptr ? std::wstring_view() : std::wstring_view(name);
+    NativeName native;
+    if (!MapSpecialName(text, native)) {
+        native.path = ToUtf8(text);
+        if (!IsThere(native.path)) {
+            const std::size_t folder = LongestBeginning(native.path, IsFolder);
+            if (folder != std::string::npos) {
+                SeparateFrom(native.path, folder);
+            }
+        }
+    }
+    DropTailOfMissingName(native.path);
+    return native;
+}
+
 NativeName NativeModulePath(const wchar_t* name) {
     const std::wstring_view text = name == nullptr ? std::wstring_view() : std::wstring_view(name);
     NativeName native;
     if (!MapSpecialName(text, native)) {
         native.path = ToUtf8(text);
-        // What is longer than any path cannot be there.
-        std::size_t known = std::min<std::size_t>(native.path.size(), PATH_MAX);
-        while (known != std::string::npos && !IsThere(native.path.substr(0, known))) {
-            known = known == 0 ? std::string::npos : native.path.rfind('\\', known - 1);
-        }
-        const std::size_t first = known == std::string::npos ? 0 : known;
-        std::replace(native.path.begin() + static_cast<std::ptrdiff_t>(first), native.path.end(), '\\', '/');
+        const std::size_t known = LongestBeginning(native.path, IsThere);
+        SeparateFrom(native.path, known == std::string::npos ? 0 : known);
     }
     DropTailOfMissingName(native.path);
     return native;

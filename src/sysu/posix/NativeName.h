@@ -26,6 +26,11 @@ struct NativeName {
 // Trailing blanks and dots of the last part are dropped where the exact name is not there.
 NativeName ToNativeName(const wchar_t* name);
 
+// For names that may be joined from a folder of this system and the rest with a backslash: where the exact
+// name is not there, each backslash behind the longest existing folder that ends before one separates. Where
+// no folder ends before a backslash, and otherwise, like ToNativeName.
+NativeName ToJoinedName(const wchar_t* name);
+
 // For names that are joined from a folder and a file with a backslash, as those of modules are: beyond the
 // longest existing beginning each backslash separates folders. Otherwise like ToNativeName.
 NativeName NativeModulePath(const wchar_t* name);

@@ -2,6 +2,7 @@
 
 #include "frame/PlatformTypes.h"
 #include "sysu/LastError.h"
+#include "sysu/posix/Descriptor.h"
 #include "sysu/posix/FileSizeSignal.h"
 
 #include <fcntl.h>
@@ -31,24 +32,6 @@ constexpr int64 kCoarsestStep = 2;
 // How long a writer waits for another one of the same folder.
 constexpr int kLockTries = 500;
 constexpr long kLockPauseNanoseconds = 4000000;
-
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) noexcept : m_descriptor(descriptor) {}
-    ~Descriptor() { Close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int Get() const noexcept { return m_descriptor; }
-    explicit operator bool() const noexcept { return m_descriptor >= 0; }
-    int Close() noexcept {
-        const int result = m_descriptor >= 0 ? close(m_descriptor) : 0;
-        m_descriptor = -1;
-        return result;
-    }
-
-private:
-    int m_descriptor;
-};
 
 FileVersion VersionFrom(const struct stat& facts) noexcept {
     FileVersion version;
@@ -91,8 +74,8 @@ int WriteAll(int descriptor, const std::string& text) {
     std::size_t done = 0;
     while (done < text.size()) {
         const ssize_t put = write(descriptor, text.data() + done, text.size() - done);
-        if (put < 0 && errno != EINTR) {
-            return errno;
+        if (put == 0 || (put < 0 && errno != EINTR)) {
+            return put == 0 ? EIO : errno;
         }
         done += put > 0 ? static_cast<std::size_t>(put) : 0;
     }
@@ -220,7 +203,7 @@ FileContents ReadContents(const std::string& name) {
     // Without O_NONBLOCK a pipe of that name would hold us for ever.
     const Descriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat facts {};
-    if (!file || fstat(file.Get(), &facts) != 0) {
+    if (file.Get() < 0 || fstat(file.Get(), &facts) != 0) {
         const int error = errno;
         contents.version = VersionOf(name);
         if (error == ENXIO) {
@@ -253,7 +236,7 @@ FileContents ReadContents(const std::string& name) {
     return contents;
 }
 
-uint32 ReplaceContents(const std::string& name,
+uint32 ReplaceContents(const std::string& name, MissingFolders missing,
                        const std::function<bool(std::string& text, uint32& error)>& change) {
     if (name.empty()) {
         return VXC_ERROR_PATH_NOT_FOUND;
@@ -261,13 +244,13 @@ uint32 ReplaceContents(const std::string& name,
     // A link stays a link: the file that it leads to is replaced.
     const std::unique_ptr<char, decltype(&std::free)> real(realpath(name.c_str(), nullptr), &std::free);
     const std::string target = real ? std::string(real.get()) : name;
-    int error = MakeFolders(FolderOf(target));
+    int error = missing == MissingFolders::Make ? MakeFolders(FolderOf(target)) : 0;
     if (error != 0) {
         return TranslateSystemError(error);
     }
     const Descriptor folder(open(FolderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder) {
-        return TranslateSystemError(errno);
+    if (folder.Get() < 0) {
+        return errno == ENOENT ? VXC_ERROR_PATH_NOT_FOUND : TranslateSystemError(errno);
     }
     error = LockFolder(folder.Get());
     if (error != 0) {

@@ -120,5 +120,15 @@ int close(int descriptor) {
         &CallHooks::close, [](int d) { return Call(SYS_close, d); }, descriptor);
 }
 
+int fsync(int descriptor) {
+    return Hooked(
+        &CallHooks::fsync, [](int d) { return Call(SYS_fsync, d); }, descriptor);
+}
+
+int nanosleep(const timespec* time, timespec* left) {
+    return Hooked(
+        &CallHooks::nanosleep, [left](const timespec* t) { return Call(SYS_nanosleep, t, left); }, time);
+}
+
 } // extern "C"
 #pragma GCC visibility pop

@@ -9,6 +9,7 @@
 #include <functional>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <time.h>
 
 namespace vxcio::test {
 
@@ -25,6 +26,8 @@ struct CallHooks {
     std::function<int(int descriptor, const char* path, int flags, unsigned mask, struct statx* record)>
         statx;
     std::function<int(int descriptor)> close;
+    std::function<int(int descriptor)> fsync;
+    std::function<int(const timespec* time)> nanosleep;
 };
 
 // In force on the thread that made it, for its lifetime; one at a time.

@@ -294,6 +294,25 @@ TEST(DirectMemoryFileTest, FileSystemsInMemoryEnforceNothing) {
     EXPECT_EQ(folder.Read("clip"), "0xyz456789");
 }
 
+TEST(DirectMemoryFileTest, WhereNothingIsToldMemoryIsAlignedAndPlacesAreTheSystemsMatter) {
+    const TempFolder folder(TempFolder::Kind::Memory);
+    folder.Write("clip", "0123456789");
+    CallHooks hooks;
+    hooks.statx = [](int, const char*, int, unsigned, struct statx*) {
+        errno = ENOSYS;
+        return -1;
+    };
+    std::uintptr_t address = 1;
+    hooks.read = [&](int descriptor, void* buffer, std::size_t bytes) {
+        address = reinterpret_cast<std::uintptr_t>(buffer);
+        return ::read(descriptor, buffer, bytes);
+    };
+    const HookScope scope(hooks);
+    const OpenFile file = OpenUnbuffered(folder.Wide("clip"));
+    EXPECT_EQ(file.Read(3), "012");
+    EXPECT_EQ(address % 4096, 0u);
+}
+
 // ---- file systems that refuse it ----------------------------------------------------------------------
 
 namespace {
@@ -321,7 +340,7 @@ void CountNotes(int& count) {
         [](void* context, INFOTYPE level, const wchar_t* module, const wchar_t* text) {
             const bool isNote =
                 std::wstring_view(text).find(L"refuses direct transfer") != std::wstring_view::npos;
-            if (isNote && level == INFOTYPE_TRACE && std::wstring_view(module) == L"VXCSoftCodecIO") {
+            if (isNote && level == INFOTYPE_TRACE && std::wstring_view(module) == L"VXCSoftCodecSysU") {
                 ++*static_cast<int*>(context);
             }
         },

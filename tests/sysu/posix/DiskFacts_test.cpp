@@ -80,6 +80,23 @@ TEST(DiskFactsTest, WhatIsNotThereIsAskedOfTheNearestFolder) {
     EXPECT_STREQ(Query(L"/mn").fileSystem, Query(L"/").fileSystem);
 }
 
+TEST(DiskFactsTest, WhatMayNotBeLookedAtIsAskedOfTheNearestFolder) {
+    const TempFolder folder(TempFolder::Kind::Memory);
+    std::filesystem::create_symlink("loop", folder.Name("loop"));
+    EXPECT_EQ(Query(folder.Wide("loop/clip")).driveType, VXC_DRIVE_RAMDISK);
+    CallHooks hooks;
+    const std::string closed = folder.Write("closed/clip", "content");
+    hooks.statx = [&](int descriptor, const char* path, int flags, unsigned mask, struct statx* record) {
+        if (closed == path) {
+            errno = EACCES;
+            return -1;
+        }
+        return ::statx(descriptor, path, flags, mask, record);
+    };
+    const HookScope scope(hooks);
+    EXPECT_EQ(Query(folder.Wide("closed/clip")).driveType, VXC_DRIVE_RAMDISK);
+}
+
 TEST(DiskFactsTest, AFolderOnADiskTellsItsSectors) {
     const TempFolder folder;
     const DiskFacts facts = Query(folder.Wide(""));
@@ -144,6 +161,7 @@ TEST(DiskFactsTest, NoNameHasNoRoot) {
     }
     EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_BAD_NETPATH);
     EXPECT_EQ(QueryDisk(L"/", nullptr), 0);
+    EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_INVALID_PARAMETER);
 }
 
 TEST(DiskFactsTest, ADiskWithLargeSectorsIsAskedInItsOwnUnit) {
@@ -159,6 +177,16 @@ TEST(DiskFactsTest, ADiskWithLargeSectorsIsAskedInItsOwnUnit) {
     EXPECT_EQ(device.sectorSize, 4096u);
     EXPECT_EQ(device.driveType, VXC_DRIVE_FIXED);
     EXPECT_STREQ(device.fileSystem, "?");
+    {
+        CallHooks hooks; // a system that tells nothing of direct transfers
+        hooks.statx = [](int descriptor, const char* path, int flags, unsigned mask, struct statx* record) {
+            const int result = ::statx(descriptor, path, flags, mask, record);
+            record->stx_mask &= ~0x2000u;
+            return result;
+        };
+        const HookScope scope(hooks);
+        EXPECT_EQ(Query(std::wstring(disk.Name().begin(), disk.Name().end())).sectorSize, 4096u);
+    }
     const MountScope mount(disk.Name(), folder.Name("mounted"), "ext4", "");
     if (!mount.IsMounted()) {
         GTEST_SKIP() << "a disk with sectors of 4096 bytes cannot be mounted here";

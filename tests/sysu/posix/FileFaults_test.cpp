@@ -61,15 +61,22 @@ TEST_P(FileErrorTest, AFailedReadTellsTheSystemsErrorAndWhatCameBefore) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, FileErrorTest,
-    testing::Values(ErrorCase{EACCES, VXC_ERROR_ACCESS_DENIED}, ErrorCase{EPERM, VXC_ERROR_ACCESS_DENIED},
-                    ErrorCase{EMFILE, VXC_ERROR_TOO_MANY_OPEN_FILES},
-                    ErrorCase{ENOMEM, VXC_ERROR_NOT_ENOUGH_MEMORY}, ErrorCase{EROFS, VXC_ERROR_WRITE_PROTECT},
-                    ErrorCase{ETXTBSY, VXC_ERROR_SHARING_VIOLATION}, ErrorCase{ESTALE, VXC_ERROR_BAD_NETPATH},
-                    ErrorCase{EHOSTDOWN, VXC_ERROR_BAD_NETPATH},
-                    ErrorCase{EINVAL, VXC_ERROR_INVALID_PARAMETER}, ErrorCase{ENOSPC, VXC_ERROR_DISK_FULL},
-                    ErrorCase{EDQUOT, VXC_ERROR_DISK_FULL}, ErrorCase{ETIMEDOUT, VXC_ERROR_SEM_TIMEOUT},
-                    ErrorCase{EFBIG, VXC_ERROR_FILE_TOO_LARGE}, ErrorCase{EFAULT, VXC_ERROR_NOACCESS},
-                    ErrorCase{EIO, VXC_ERROR_IO_DEVICE}),
+    testing::Values(
+        ErrorCase{EACCES, VXC_ERROR_ACCESS_DENIED}, ErrorCase{EPERM, VXC_ERROR_ACCESS_DENIED},
+        ErrorCase{EISDIR, VXC_ERROR_ACCESS_DENIED}, ErrorCase{ENOTDIR, VXC_ERROR_PATH_NOT_FOUND},
+        ErrorCase{ELOOP, VXC_ERROR_PATH_NOT_FOUND}, ErrorCase{ENFILE, VXC_ERROR_TOO_MANY_OPEN_FILES},
+        ErrorCase{EBADF, VXC_ERROR_INVALID_HANDLE}, ErrorCase{EXDEV, VXC_ERROR_NOT_SAME_DEVICE},
+        ErrorCase{EBUSY, VXC_ERROR_SHARING_VIOLATION}, ErrorCase{EAGAIN, VXC_ERROR_NOT_ENOUGH_MEMORY},
+        ErrorCase{EHOSTUNREACH, VXC_ERROR_BAD_NETPATH}, ErrorCase{ENOTEMPTY, VXC_ERROR_DIR_NOT_EMPTY},
+        ErrorCase{EOVERFLOW, VXC_ERROR_FILE_TOO_LARGE}, ErrorCase{ENXIO, VXC_ERROR_IO_DEVICE},
+        ErrorCase{ENODEV, VXC_ERROR_IO_DEVICE}, ErrorCase{EPROTO, VXC_ERROR_GEN_FAILURE},
+        ErrorCase{EMFILE, VXC_ERROR_TOO_MANY_OPEN_FILES}, ErrorCase{ENOMEM, VXC_ERROR_NOT_ENOUGH_MEMORY},
+        ErrorCase{EROFS, VXC_ERROR_WRITE_PROTECT}, ErrorCase{ETXTBSY, VXC_ERROR_SHARING_VIOLATION},
+        ErrorCase{ESTALE, VXC_ERROR_BAD_NETPATH}, ErrorCase{EHOSTDOWN, VXC_ERROR_BAD_NETPATH},
+        ErrorCase{EINVAL, VXC_ERROR_INVALID_PARAMETER}, ErrorCase{ENOSPC, VXC_ERROR_DISK_FULL},
+        ErrorCase{EDQUOT, VXC_ERROR_DISK_FULL}, ErrorCase{ETIMEDOUT, VXC_ERROR_SEM_TIMEOUT},
+        ErrorCase{EFBIG, VXC_ERROR_FILE_TOO_LARGE}, ErrorCase{EFAULT, VXC_ERROR_NOACCESS},
+        ErrorCase{EIO, VXC_ERROR_IO_DEVICE}),
     [](const auto& test) { return "Errno" + std::to_string(test.param.system); });
 
 TEST(FileFaultTest, ReadsGoOnAfterInterruptionsAndParts) {
@@ -250,6 +257,7 @@ TEST(FileFaultTest, AProtectedDiskIsTold) {
 
 TEST(FileFaultTest, ALimitOfFileSizesFailsTheWriteAndNothingElse) {
     const TempFolder folder;
+    folder.WritePattern("large", 3000, 1);
     const int result = RunInChild([&] {
         const rlimit limit{1000, 1000};
         ::setrlimit(RLIMIT_FSIZE, &limit);
@@ -259,6 +267,20 @@ TEST(FileFaultTest, ALimitOfFileSizesFailsTheWriteAndNothingElse) {
         const int written = VXC_WriteFile(file.Handle(), much.data(), 3000, &done, nullptr);
         if (written != 0 || VXC_GetLastError() != VXC_ERROR_FILE_TOO_LARGE || done != 1000) {
             return 1;
+        }
+        const OpenFile direct(folder.Wide("direct"), VXC_GENERIC_WRITE, 0, VXC_CREATE_NEW,
+                              VXC_FILE_FLAG_NO_BUFFERING);
+        alignas(4096) static const char kPage[8192] = {};
+        direct.Seek(4096);
+        for (const int shift : {0, 1}) { // memory that fits, and memory that goes through the buffer
+            if (VXC_WriteFile(direct.Handle(), kPage + shift, 4096, &done, nullptr) != 0 || done != 0) {
+                return 4;
+            }
+        }
+        const TempFolder memory(TempFolder::Kind::Memory);
+        if (VXC_RenameFileW(folder.Wide("large").c_str(), memory.Wide("large").c_str()) != 0 ||
+            VXC_GetLastError() != VXC_ERROR_FILE_TOO_LARGE) {
+            return 5;
         }
         file.Seek(2000);
         if (VXC_SetEndOfFile(file.Handle()) != 0 || VXC_GetLastError() != VXC_ERROR_FILE_TOO_LARGE) {

@@ -54,13 +54,25 @@ TEST_F(FileFlagsTest, WriteThroughReachesTheDisk) {
     EXPECT_FALSE(isWrittenThrough(VXC_FILE_ATTRIBUTE_NORMAL));
 }
 
+TEST_F(FileFlagsTest, NoTerminalTakesTheProcessOver) {
+    CallHooks hooks;
+    int given = 0;
+    hooks.open = [&](const char* path, int flags, mode_t mode) {
+        given = flags;
+        return ::open(path, flags, mode);
+    };
+    const HookScope scope(hooks);
+    EXPECT_TRUE(OpenFile(m_clip).IsOpen());
+    EXPECT_EQ(given & O_NOCTTY, O_NOCTTY);
+}
+
 TEST_F(FileFlagsTest, ProgramsThatAreStartedInheritNothing) {
     const OpenFile file(m_clip);
     EXPECT_EQ(::fcntl(DescriptorOf(m_folder.Name("clip")), F_GETFD), FD_CLOEXEC);
 }
 
 TEST_F(FileFlagsTest, TheReadOnlyAttributeIsThatOfTheNewFile) {
-    const mode_t mask = ::umask(0022);
+    const mode_t mask = ::umask(0002);
     const auto modeOfNew = [&](const char* name, uint32 flags) {
         const OpenFile file(m_folder.Wide(name), VXC_GENERIC_WRITE, 0, VXC_CREATE_NEW, flags);
         file.Write("x");
@@ -68,8 +80,18 @@ TEST_F(FileFlagsTest, TheReadOnlyAttributeIsThatOfTheNewFile) {
         ::stat(m_folder.Name(name).c_str(), &facts);
         return facts.st_mode & 07777;
     };
-    EXPECT_EQ(modeOfNew("plain", VXC_FILE_ATTRIBUTE_NORMAL), 0644u);
+    EXPECT_EQ(modeOfNew("plain", VXC_FILE_ATTRIBUTE_NORMAL), 0664u);
     EXPECT_EQ(modeOfNew("protected", VXC_FILE_ATTRIBUTE_READONLY), 0444u);
+    ::umask(mask);
+}
+
+TEST_F(FileFlagsTest, OnlyTheProcessesMaskLimitsWhoMayUseANewFolder) {
+    const auto modeOf = [&](const char* name) {
+        EXPECT_EQ(VXC_CreateDirectoryW(m_folder.Wide(name).c_str(), nullptr), 1);
+        return std::filesystem::status(m_folder.Name(name)).permissions();
+    };
+    const mode_t mask = ::umask(0002);
+    EXPECT_EQ(modeOf("sub"), std::filesystem::perms(0775));
     ::umask(mask);
 }
 

@@ -35,14 +35,14 @@ TEST_F(FileMoveTest, AFileGoesToAnotherDiskWithItsRightsAndTimes) {
     m_disk.WritePattern("clip", (1 << 20) + 77, 3);
     const timespec times[] = {{1000, 5}, {2000, 7}};
     ASSERT_EQ(::utimensat(AT_FDCWD, m_disk.Name("clip").c_str(), times, 0), 0);
-    ASSERT_EQ(::chmod(m_disk.Name("clip").c_str(), 0640), 0);
+    ASSERT_EQ(::chmod(m_disk.Name("clip").c_str(), 04640), 0);
     EXPECT_EQ(Move("clip", "moved"), 1);
     EXPECT_FALSE(IsThere(m_disk, "clip"));
     const std::vector<uint8> content = Pattern((1 << 20) + 77, 3);
     EXPECT_EQ(m_memory.Read("moved"), std::string(content.begin(), content.end()));
     struct stat facts {};
     ASSERT_EQ(::stat(m_memory.Name("moved").c_str(), &facts), 0);
-    EXPECT_EQ(facts.st_mode & 07777, 0640u);
+    EXPECT_EQ(facts.st_mode & 07777, 04640u);
     EXPECT_EQ(facts.st_mtim.tv_sec, 2000);
     EXPECT_EQ(facts.st_mtim.tv_nsec, 7);
 }
@@ -77,6 +77,42 @@ TEST_F(FileMoveTest, ACopyThatCannotBeFinishedIsTakenBack) {
     EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_DISK_FULL);
     EXPECT_FALSE(IsThere(m_memory, "moved"));
     EXPECT_EQ(m_disk.Read("clip"), "content");
+}
+
+TEST_F(FileMoveTest, ACopyThatDoesNotReachTheDiskIsTakenBack) {
+    m_disk.Write("clip", "content");
+    CallHooks hooks;
+    hooks.fsync = [](int) {
+        errno = EIO;
+        return -1;
+    };
+    const HookScope scope(hooks);
+    EXPECT_EQ(Move("clip", "moved"), 0);
+    EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_IO_DEVICE);
+    EXPECT_FALSE(IsThere(m_memory, "moved"));
+    EXPECT_EQ(m_disk.Read("clip"), "content");
+}
+
+TEST_F(FileMoveTest, ADeviceThatTakesNothingEndsTheCopy) {
+    m_disk.Write("clip", "content");
+    CallHooks hooks;
+    int calls = 0;
+    hooks.write = [&](int descriptor, const void* buffer, std::size_t bytes) {
+        return ++calls == 1 ? ssize_t{0} : ::write(descriptor, buffer, bytes);
+    };
+    const HookScope scope(hooks);
+    EXPECT_EQ(Move("clip", "moved"), 0);
+    EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_IO_DEVICE);
+    EXPECT_FALSE(IsThere(m_memory, "moved"));
+}
+
+TEST_F(FileMoveTest, ALinkKeepsToItsDisk) {
+    m_disk.Write("clip", "content");
+    std::filesystem::create_symlink("clip", m_disk.Name("link"));
+    EXPECT_EQ(Move("link", "moved"), 0);
+    EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_NOT_SAME_DEVICE);
+    EXPECT_TRUE(std::filesystem::is_symlink(m_disk.Name("link")));
+    EXPECT_FALSE(IsThere(m_memory, "moved"));
 }
 
 TEST_F(FileMoveTest, ACopyThatCannotBeReadIsTakenBack) {

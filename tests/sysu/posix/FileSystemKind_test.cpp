@@ -17,6 +17,18 @@ TEST(FileSystemKindTest, TheMagicNumberNamesTheKind) {
     EXPECT_STREQ(FileSystemOfMagic(0xFE534D42), "smb3");
     EXPECT_STREQ(FileSystemOfMagic(0x9660), "iso9660");
     EXPECT_STREQ(FileSystemOfMagic(0x15013346), "udf");
+    EXPECT_STREQ(FileSystemOfMagic(0x58465342), "xfs");
+    EXPECT_STREQ(FileSystemOfMagic(0x9123683E), "btrfs");
+    EXPECT_STREQ(FileSystemOfMagic(0x858458F6), "ramfs");
+    EXPECT_STREQ(FileSystemOfMagic(0x517B), "smbfs");
+    EXPECT_STREQ(FileSystemOfMagic(0x4D44), "vfat");
+    EXPECT_STREQ(FileSystemOfMagic(0x2011BAB0), "exfat");
+    EXPECT_STREQ(FileSystemOfMagic(0x5346544E), "ntfs");
+    EXPECT_STREQ(FileSystemOfMagic(0x7366746E), "ntfs3");
+    EXPECT_STREQ(FileSystemOfMagic(0x65735546), "fuse");
+    EXPECT_STREQ(FileSystemOfMagic(0x794C7630), "overlay");
+    EXPECT_STREQ(FileSystemOfMagic(0xF2F52010), "f2fs");
+    EXPECT_STREQ(FileSystemOfMagic(0x2FC12FC1), "zfs");
     EXPECT_STREQ(FileSystemOfMagic(0x12345), "?");
 }
 

@@ -61,6 +61,11 @@ TEST(MountTableTest, RemoteFoldersComeInParts) {
     EXPECT_EQ(RemoteParts(mounts[9]), Parts{"tower"});
 }
 
+TEST(MountTableTest, AFolderThatSourceAndRootBothNameCountsOnce) {
+    const Mount mount{1, 0, 5, "/clips", "/mnt", "cifs", "//server/share/clips"};
+    EXPECT_EQ(RemoteParts(mount), (Parts{"server", "share", "clips"}));
+}
+
 TEST(MountTableTest, TheDeepestAndLastMountHoldsAShare) {
     EXPECT_EQ(PointOf({"server", "share"}, 2), "/mnt/above");
     EXPECT_EQ(PointOf({"server", "share", "clips", "new", "a.mxf"}, 4), "/mnt/deep");

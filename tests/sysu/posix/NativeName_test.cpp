@@ -133,7 +133,11 @@ TEST_F(NativeNameTest, AllOperationsUseTheMap) {
 }
 
 TEST_F(NativeNameTest, ATooLongFolderInTheMapIsNotCut) {
-    m_folder.Write("settings", "[Software\\Norvex\\DriveMap]\nD = /" + std::string(5000, 'x') + "\n");
+    std::string deep; // each part is short enough
+    for (int i = 0; i < 2500; ++i) {
+        deep += "/x";
+    }
+    m_folder.Write("settings", "[Software\\Norvex\\DriveMap]\nD = " + deep + "\n");
     EXPECT_EQ(OpenFile(L"D:\\clip").Error(), VXC_ERROR_FILENAME_EXCED_RANGE);
 }
 
@@ -148,6 +152,39 @@ TEST_F(NativeNameTest, TheDriveTypeIsThatOfTheMappedFolder) {
     EXPECT_EQ(VXC_GetDriveTypeW(L"F:\\clip"), VXC_DRIVE_NO_ROOT_DIR);
     EXPECT_EQ(VXC_GetDriveTypeW(L"Q:\\"), VXC_DRIVE_NO_ROOT_DIR);
     EXPECT_EQ(VXC_GetDriveTypeW(L"\\\\nobody\\share\\"), VXC_DRIVE_NO_ROOT_DIR);
+}
+
+// ---- joined names ----------------------------------------------------------------------------------------
+
+TEST_F(NativeNameTest, JoinedNamesAreLookedForAndMadePartByPart) {
+    const std::wstring folder = m_folder.Wide("media");
+    EXPECT_EQ(VXC_CreateDirectoryW((folder + L"\\sub").c_str(), nullptr), 1);
+    EXPECT_TRUE(std::filesystem::is_directory(m_folder.Name("media/sub")));
+    EXPECT_EQ(VXC_CreateDirectoryW((folder + L"\\sub\\deep").c_str(), nullptr), 1);
+    EXPECT_TRUE(std::filesystem::is_directory(m_folder.Name("media/sub/deep")));
+    m_folder.Write("media/sub/server", "");
+    EXPECT_EQ(VXC_DoesFileExistsW((folder + L"\\sub\\server").c_str()), 1);
+    EXPECT_EQ(VXC_DoesFileExistsW((folder + L"\\sub\\server ").c_str()), 1);
+    EXPECT_EQ(VXC_DoesFileExistsW((folder + L"\\sub\\other").c_str()), 0);
+    EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(VXC_CreateDirectoryW((folder + L"\\no\\such").c_str(), nullptr), 0);
+    EXPECT_EQ(VXC_GetLastError(), VXC_ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(VXC_DoesFileExistsW(std::wstring(1 << 20, L'\\').c_str()), 0);
+}
+
+TEST_F(NativeNameTest, BackslashesOfNamesThatAreThereOrStandBehindNoFolderStay) {
+    std::filesystem::create_directory(m_folder.Name("media/odd\\sub"));
+    m_folder.Write("media/odd/sub/x", "");
+    EXPECT_EQ(VXC_CreateDirectoryW(m_folder.Wide("media/odd\\sub\\new").c_str(), nullptr), 1);
+    EXPECT_TRUE(std::filesystem::is_directory(m_folder.Name("media/odd\\sub/new")));
+    EXPECT_EQ(VXC_DoesFileExistsW(m_folder.Wide("media/odd\\sub").c_str()), 1);
+    EXPECT_EQ(VXC_CreateDirectoryW(m_folder.Wide("media/no\\folder").c_str(), nullptr), 1);
+    EXPECT_TRUE(std::filesystem::is_directory(m_folder.Name("media/no\\folder")));
+    m_folder.Write("media/odd\\clip", "");
+    EXPECT_EQ(VXC_DoesFileExistsW(m_folder.Wide("media/odd\\clip").c_str()), 1);
+    m_folder.Write("media/file", "");
+    EXPECT_EQ(VXC_CreateDirectoryW(m_folder.Wide("media/file\\folder").c_str(), nullptr), 1);
+    EXPECT_TRUE(std::filesystem::is_directory(m_folder.Name("media/file\\folder")));
 }
 
 // ---- names of modules ---------------------------------------------------------------------------------
