@@ -1,5 +1,6 @@
 // A source over a real disk whose sectors have 4096 bytes: what its own probe says is what keeps its reads
 // in order.
+#include "frame/PlatformTypes.h"
 #include "frame/SoftDataIO.h"
 #include "frame/Status.h"
 #include "sources/DiskProbes.h"

@@ -4,7 +4,7 @@
 #include "support/TempFolder.h"
 #include "sysu/HostControl.h"
 #include "sysu/posix/CallHooks.h"
-#include "sysu/posix/SystemTesting.h"
+#include "support/posix/SystemTesting.h"
 
 #include <array>
 #include <cerrno>

@@ -1,17 +1,15 @@
 #include "sysu/FileTesting.h"
 
 #include "support/TempFolder.h"
+#include "support/posix/SystemTesting.h"
 #include "sysu/HostControl.h"
 #include "sysu/posix/CallHooks.h"
 #include "sysu/posix/MountTable.h"
-#include "sysu/posix/SystemTesting.h"
 
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <spawn.h>
-#include <sys/wait.h>
 
 using namespace vxcio;
 using namespace vxcio::test;
@@ -22,18 +20,6 @@ DiskFacts Query(const std::wstring& name) {
     DiskFacts facts{};
     EXPECT_EQ(QueryDisk(name.c_str(), &facts), 1) << VXC_GetLastError();
     return facts;
-}
-
-bool RunProgram(std::vector<std::string> words) {
-    std::vector<char*> arguments;
-    for (std::string& word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
-    pid_t child = 0;
-    int status = -1;
-    return ::posix_spawn(&child, arguments[0], nullptr, nullptr, arguments.data(), nullptr) == 0 &&
-           ::waitpid(child, &status, 0) == child && status == 0;
 }
 
 } // namespace
@@ -170,7 +156,7 @@ TEST(DiskFactsTest, ADiskWithLargeSectorsIsAskedInItsOwnUnit) {
     std::filesystem::resize_file(folder.Name("image"), 32 << 20);
     std::filesystem::create_directory(folder.Name("mounted"));
     const LoopDisk disk(folder.Name("image"), 4096);
-    if (disk.Name().empty() || !RunProgram({"/sbin/mkfs.ext4", "-q", "-b", "4096", disk.Name()})) {
+    if (disk.Name().empty() || !RunQuietly({"/sbin/mkfs.ext4", "-q", "-b", "4096", disk.Name()})) {
         GTEST_SKIP() << "a disk with sectors of 4096 bytes cannot be made here";
     }
     const DiskFacts device = Query(std::wstring(disk.Name().begin(), disk.Name().end()));

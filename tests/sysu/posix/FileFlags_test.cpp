@@ -3,7 +3,7 @@
 
 #include "support/TempFolder.h"
 #include "sysu/posix/CallHooks.h"
-#include "sysu/posix/SystemTesting.h"
+#include "support/posix/SystemTesting.h"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -3,7 +3,7 @@
 #include "support/TempFolder.h"
 #include "sysu/FileTesting.h"
 #include "sysu/HostControl.h"
-#include "sysu/posix/SystemTesting.h"
+#include "support/posix/SystemTesting.h"
 #include "text/Utf8.h"
 
 #include <filesystem>

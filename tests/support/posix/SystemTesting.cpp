@@ -1,9 +1,10 @@
-#include "sysu/posix/SystemTesting.h"
+#include "support/posix/SystemTesting.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <linux/loop.h>
+#include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
@@ -20,6 +21,18 @@ int RunInChild(const std::function<int()>& body) {
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+}
+
+bool RunQuietly(std::vector<std::string> words) {
+    std::vector<char*> arguments;
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    pid_t child = 0;
+    int status = -1;
+    return ::posix_spawn(&child, arguments[0], nullptr, nullptr, arguments.data(), nullptr) == 0 &&
+           ::waitpid(child, &status, 0) == child && status == 0;
 }
 
 int DescriptorOf(const std::string& path) {

@@ -3,12 +3,16 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace vxcio::test {
 
 // Runs `body` in a child process, which ends with its result. The exit code, or 1000 and the signal that
 // ended the child.
 int RunInChild(const std::function<int()>& body);
+
+// Runs a program, by its whole path. True when it ended with exit code 0.
+bool RunQuietly(std::vector<std::string> words);
 
 // The descriptor of this process that is open on this file, or -1.
 int DescriptorOf(const std::string& path);
