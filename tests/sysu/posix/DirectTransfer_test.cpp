@@ -2,9 +2,9 @@
 #include "sysu/FileTesting.h"
 
 #include "support/TempFolder.h"
+#include "support/posix/SystemTesting.h"
 #include "sysu/HostControl.h"
 #include "sysu/posix/CallHooks.h"
-#include "support/posix/SystemTesting.h"
 
 #include <array>
 #include <cerrno>

@@ -2,8 +2,8 @@
 #include "sysu/FileTesting.h"
 
 #include "support/TempFolder.h"
-#include "sysu/posix/CallHooks.h"
 #include "support/posix/SystemTesting.h"
+#include "sysu/posix/CallHooks.h"
 
 #include <cerrno>
 #include <fcntl.h>

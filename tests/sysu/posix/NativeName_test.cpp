@@ -1,9 +1,9 @@
 #include "sysu/posix/NativeName.h"
 
 #include "support/TempFolder.h"
+#include "support/posix/SystemTesting.h"
 #include "sysu/FileTesting.h"
 #include "sysu/HostControl.h"
-#include "support/posix/SystemTesting.h"
 #include "text/Utf8.h"
 
 #include <filesystem>
