@@ -41,7 +41,9 @@ std::shared_ptr<vxcio::MD5Check> CInnerSoftDataIO::RunningMD5State() noexcept {
     if (m_bMD5Running.load(std::memory_order_relaxed) == 0) {
         return nullptr;
     }
-    return MD5State();
+    const std::lock_guard lock(m_MD5Lock);
+    // Looked at again: a new check may have taken the place of the one that ran.
+    return m_bMD5Running.load(std::memory_order_relaxed) != 0 ? m_pMD5 : nullptr;
 }
 
 int CInnerSoftDataIO::EnableMD5_Check(uint32 /*reserved*/) {

@@ -1,7 +1,5 @@
 #include "frame/Settings.h"
 
-#include "frame/SystemLayer.h"
-
 #include <iterator>
 
 namespace vxcio {
@@ -73,10 +71,6 @@ const KnownSetting* KnownSettings(int* count) noexcept {
         *count = static_cast<int>(std::size(kSettings));
     }
     return kSettings;
-}
-
-int ReadSetting(const wchar_t* name, uint32* value) noexcept {
-    return VXC_GetGlobalIntW(kSettingsPath, kSettingsSection, name, value, 1);
 }
 
 } // namespace vxcio

@@ -23,7 +23,4 @@ struct KnownSetting {
 // The table of all settings; *count receives its length. Lives as long as the process.
 VXCSOFTCODECIO_API const KnownSetting* KnownSettings(int* count) noexcept;
 
-// Reads one integer of the section "SoftCodec". Nonzero when it exists; otherwise value is left alone.
-int ReadSetting(const wchar_t* name, uint32* value) noexcept;
-
 } // namespace vxcio

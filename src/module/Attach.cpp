@@ -2,7 +2,7 @@
 
 #include "frame/Log.h"
 #include "frame/ModuleValues.h"
-#include "frame/Settings.h"
+#include "frame/ReadSetting.h"
 #include "platform/FileCache.h"
 #include "platform/ModulePath.h"
 

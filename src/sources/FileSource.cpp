@@ -4,7 +4,7 @@
 #include "frame/AlignedBlock.h"
 #include "frame/InnerSoftDataIO.h"
 #include "frame/Log.h"
-#include "frame/Settings.h"
+#include "frame/ReadSetting.h"
 #include "frame/Status.h"
 #include "platform/DiskQueries.h"
 #include "sources/DiskProbes.h"

@@ -1,3 +1,4 @@
+#include "frame/ReadSetting.h"
 #include "frame/Settings.h"
 #include "support/TempFolder.h"
 #include "sysu/HostControl.h"
