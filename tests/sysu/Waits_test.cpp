@@ -255,6 +255,16 @@ TEST(WaitTest, TakesSixtyFourObjects) {
     EXPECT_EQ(WaitAny(handles, 0), VXC_WAIT_TIMEOUT);
 }
 
+TEST(WaitTest, AnythingButZeroMeansAll) {
+    const Handle set(AutoEvent(true));
+    const Handle other(AutoEvent(false));
+    void* const handles[] = {set, other};
+    for (const int all : {2, -1}) {
+        EXPECT_EQ(VXC_WaitForMultipleObjects(2, handles, all, 0), VXC_WAIT_TIMEOUT);
+    }
+    EXPECT_TRUE(Poll(set));
+}
+
 TEST(WaitTest, OneObjectAloneMayBeWaitedForAsAll) {
     const Handle event(AutoEvent(true));
     EXPECT_EQ(WaitAll({event}, VXC_INFINITE), 0u);
