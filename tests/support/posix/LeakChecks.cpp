@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <iterator>
 #include <memory>
+#include <string>
 #include <thread>
 
 namespace vxcio::test {
@@ -35,9 +36,25 @@ void ForEachEntry(const char* path, Visit visit) {
     }
 }
 
+// With the first thread of a program the runtime of a sanitizer may start one of its own, which stays. That
+// must have happened before anything is counted.
+void LetTheRuntimeStartItsThreads() {
+    static const bool isDone = [] {
+        std::string task;
+        std::thread([&] { task = "/proc/self/task/" + std::to_string(gettid()); }).join();
+        // A thread that was joined may still be on its way out.
+        for (int look = 0; look < 1000 && access(task.c_str(), F_OK) == 0; ++look) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return true;
+    }();
+    static_cast<void>(isDone);
+}
+
 } // namespace
 
 int ThreadCount() {
+    LetTheRuntimeStartItsThreads();
     int count = 0;
     ForEachEntry("/proc/self/task", [&](int, const char*) { ++count; });
     return count;
