@@ -13,6 +13,12 @@ namespace {
 // What a function that the host's table lacks answers: the number of an invalid function.
 constexpr uint32 kMissingFunction = 1;
 
+// The error number of a host's function, which stands in the low 32 bits of its result.
+template <class Function, class... Arguments>
+uint32 ErrorOf(Function function, Arguments... arguments) {
+    return function == nullptr ? kMissingFunction : static_cast<uint32>(function(arguments...));
+}
+
 constexpr uint32 Low(uint64 value) {
     return static_cast<uint32>(value);
 }
@@ -97,9 +103,7 @@ bool SCreateFile::Read(void* buffer, uint32 bytes, uint32* done, _VXC_OVERLAPPED
         return ok != 0;
     }
     uint32 moved = 0;
-    const uint32 errorNumber = callbacks.pfnRead == nullptr
-                                   ? kMissingFunction
-                                   : static_cast<uint32>(callbacks.pfnRead(hFile, buffer, bytes, &moved));
+    const uint32 errorNumber = ErrorOf(callbacks.pfnRead, hFile, buffer, bytes, &moved);
     *done = std::min(moved, bytes);
     if (errorNumber != 0) {
         LogCallbackError(L"IOCallbackSet->pfnRead return Err %s", errorNumber);
@@ -116,9 +120,7 @@ bool SCreateFile::Write(const void* buffer, uint32 bytes, uint32* done,
         return ok != 0;
     }
     uint32 moved = 0;
-    const uint32 errorNumber = callbacks.pfnWrite == nullptr
-                                   ? kMissingFunction
-                                   : static_cast<uint32>(callbacks.pfnWrite(hFile, buffer, bytes, &moved));
+    const uint32 errorNumber = ErrorOf(callbacks.pfnWrite, hFile, buffer, bytes, &moved);
     *done = std::min(moved, bytes);
     if (errorNumber != 0) {
         LogCallbackError(L"IOCallbackSet->pfnWrite return Err %s", errorNumber);
@@ -150,9 +152,7 @@ void SCreateFile::Cut() noexcept {
         VXC_SetEndOfFile(hFile);
         return;
     }
-    const uint32 errorNumber = callbacks.pfnSetEndofFile == nullptr
-                                   ? kMissingFunction
-                                   : static_cast<uint32>(callbacks.pfnSetEndofFile(hFile));
+    const uint32 errorNumber = ErrorOf(callbacks.pfnSetEndofFile, hFile);
     if (errorNumber != 0) {
         LogCallbackError(L"IOCallbackSet->pfnSetEndofFile return Err %s", errorNumber);
     }
@@ -181,9 +181,7 @@ uint64 SCreateFile::Size() noexcept {
 
 void SCreateFile::CloseByCallbacks() noexcept {
     LogTrace(L"will IOCallbackSet->pfnCloseFile(0x%08x)", Low32(hFile));
-    const uint32 errorNumber = callbacks.pfnCloseFile == nullptr
-                                   ? kMissingFunction
-                                   : static_cast<uint32>(callbacks.pfnCloseFile(hFile));
+    const uint32 errorNumber = ErrorOf(callbacks.pfnCloseFile, hFile);
     LogTrace(L"end  IOCallbackSet->pfnCloseFile(0x%08x) ErrorNo = %d", Low32(hFile), errorNumber);
     if (errorNumber != 0) {
         LogCallbackError(L"IOCallbackSet->pfnCloseFile() return Err %s", errorNumber);

@@ -18,7 +18,8 @@ struct LetterRange {
     std::int16_t distance;
 };
 
-// In order, without overlap.
+// In order, without overlap. The dotless i and the long s are left out: their upper-case forms are I and S,
+// and a tag or prefix of the library must not be found in a name that spells it with other letters.
 // clang-format off
 constexpr LetterRange kLetters[] = {
     {0x0061, 0x007A, 1, -32}, // a to z
@@ -27,12 +28,10 @@ constexpr LetterRange kLetters[] = {
     {0x00F8, 0x00FE, 1, -32},
     {0x00FF, 0x00FF, 1, 121},
     {0x0101, 0x012F, 2, -1}, // Latin Extended-A, in pairs
-    {0x0131, 0x0131, 1, -232},
     {0x0133, 0x0137, 2, -1},
     {0x013A, 0x0148, 2, -1},
     {0x014B, 0x0177, 2, -1},
     {0x017A, 0x017E, 2, -1},
-    {0x017F, 0x017F, 1, -300}, // long s
     {0x0371, 0x0373, 2, -1}, // Greek
     {0x0377, 0x0377, 1, -1},
     {0x037B, 0x037D, 1, 130},

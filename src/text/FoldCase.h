@@ -3,7 +3,8 @@
 
 namespace vxcio {
 
-// The upper-case form of a character that has a one-to-one form, else the character itself.
+// The upper-case form of a character that has a one-to-one form, else the character itself. Only a to z
+// become A to Z.
 wchar_t FoldUpper(wchar_t character) noexcept;
 
 // A to Z and a to z only.

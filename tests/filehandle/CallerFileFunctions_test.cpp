@@ -90,6 +90,13 @@ TEST(CallerFileFunctionsTest, CaseOfTheTagIsIgnored) {
     EXPECT_EQ(table, Address(0xBEEF));
 }
 
+TEST(CallerFileFunctionsTest, LettersThatOnlyResembleTheTagAreNoTag) {
+    void* table = &table;
+    const std::wstring name = L"clip000000000000BEEFVXC\u0131O8";
+    EXPECT_EQ(Plain(name, &table), name);
+    EXPECT_EQ(table, nullptr);
+}
+
 TEST(CallerFileFunctionsTest, OtherCharactersThanUpperCaseDigitsReadAsZero) {
     void* table = nullptr;
     EXPECT_EQ(Plain(L"clip00000000000012ffVXCIO8", &table), L"clip");

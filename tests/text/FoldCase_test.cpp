@@ -16,6 +16,10 @@ struct Range {
 };
 constexpr Range kCovered[] = {{0x0000, 0x017F}, {0x0370, 0x0560}, {0x0561, 0x058F}, {0xFF00, 0xFFEF}};
 
+// Their upper-case forms are those of other letters, I and S.
+constexpr int kDotlessI = 0x131;
+constexpr int kLongS = 0x17F;
+
 bool IsCovered(int code) {
     for (const Range& range : kCovered) {
         if (code >= range.first && code <= range.last) {
@@ -33,7 +37,10 @@ TEST(FoldCaseTest, CoveredLettersAgreeWithTheSystemsUnicodeTable) {
     int letters = 0;
     for (const Range& range : kCovered) {
         for (int code = range.first; code <= range.last; ++code) {
-            const auto expected = static_cast<wchar_t>(towupper_l(static_cast<wint_t>(code), unicode));
+            auto expected = static_cast<wchar_t>(towupper_l(static_cast<wint_t>(code), unicode));
+            if (code == kDotlessI || code == kLongS) {
+                expected = static_cast<wchar_t>(code);
+            }
             EXPECT_EQ(FoldUpper(static_cast<wchar_t>(code)), expected) << std::hex << code;
             letters += expected != static_cast<wchar_t>(code) ? 1 : 0;
         }
@@ -50,6 +57,12 @@ TEST(FoldCaseTest, OtherCharactersStay) {
     }
     EXPECT_EQ(FoldUpper(static_cast<wchar_t>(-1)), static_cast<wchar_t>(-1));
     EXPECT_EQ(FoldUpper(0), 0);
+}
+
+TEST(FoldCaseTest, NoOtherLetterBecomesOneFromAToZ) {
+    for (int code = 0x80; code < 0x10000; ++code) {
+        ASSERT_GE(FoldUpper(static_cast<wchar_t>(code)), 0x80) << std::hex << code;
+    }
 }
 
 TEST(FoldCaseTest, SharpSHasNoOneToOneForm) {

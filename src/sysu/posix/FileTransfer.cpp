@@ -28,6 +28,16 @@ void SetMoveError(const FileObject& file, int64 distance, uint32 method) {
     SetLastError(isBeforeStart ? VXC_ERROR_NEGATIVE_SEEK : VXC_ERROR_INVALID_PARAMETER);
 }
 
+// The object of a handle that may be used so; null with the last error. Inline, as each read starts with it.
+inline FileObject* ForTransfer(void* file, bool FileObject::*right, const _VXC_OVERLAPPED* overlapped) {
+    FileObject* const object = FileOfHandle(file);
+    if (object != nullptr && (!(object->*right) || overlapped != nullptr)) {
+        SetLastError(overlapped != nullptr ? VXC_ERROR_INVALID_PARAMETER : VXC_ERROR_ACCESS_DENIED);
+        return nullptr;
+    }
+    return object;
+}
+
 uint32 LowHalf(int64 value) {
     return static_cast<uint32>(static_cast<uint64>(value) & 0xFFFFFFFFu);
 }
@@ -39,12 +49,8 @@ int VXC_ReadFile(void* file, void* buffer, uint32 bytes, unsigned long* done,
     unsigned long unused = 0;
     done = done == nullptr ? &unused : done;
     *done = 0;
-    FileObject* const object = FileOfHandle(file);
+    FileObject* const object = ForTransfer(file, &FileObject::readable, overlapped);
     if (object == nullptr) {
-        return 0;
-    }
-    if (!object->readable || overlapped != nullptr) {
-        SetLastError(overlapped != nullptr ? VXC_ERROR_INVALID_PARAMETER : VXC_ERROR_ACCESS_DENIED);
         return 0;
     }
     if (object->direct) {
@@ -75,12 +81,8 @@ int VXC_WriteFile(void* file, const void* buffer, uint32 bytes, unsigned long* d
     unsigned long unused = 0;
     done = done == nullptr ? &unused : done;
     *done = 0;
-    FileObject* const object = FileOfHandle(file);
+    FileObject* const object = ForTransfer(file, &FileObject::writable, overlapped);
     if (object == nullptr) {
-        return 0;
-    }
-    if (!object->writable || overlapped != nullptr) {
-        SetLastError(overlapped != nullptr ? VXC_ERROR_INVALID_PARAMETER : VXC_ERROR_ACCESS_DENIED);
         return 0;
     }
     if (object->direct) {
