@@ -148,6 +148,10 @@ uint32 CQLSoftFileHandle::ReadFile(void* buffer, uint32 bytes, uint32* bytesRead
     return m_nStatus;
 }
 
+uint32 CQLSoftFileHandle::ReadBlock(AlignedBuffer& block, uint32 bytes, uint32* bytesRead) noexcept {
+    return ReadFile(block.Data(), bytes, bytesRead, nullptr);
+}
+
 void CQLSoftFileHandle::LogBitrate(uint32 requested, uint32 started) noexcept {
     const uint32 now = VXC_GetTickCount();
     m_qwBitrateBytes += requested;

@@ -13,6 +13,7 @@
 #pragma once
 
 #include "filehandle/FileRecord.h"
+#include "frame/AlignedBlock.h"
 #include "frame/Types.h"
 
 #include <atomic>
@@ -39,6 +40,11 @@ public:
     // *bytesRead, if given, receives the count, also after a failure; short at the end of the file. 0 bytes
     // touch nothing. Without an open file: VXC_STATUS_READ, count 0.
     uint32 ReadFile(void* buffer, uint32 bytes, uint32* bytesRead, _VXC_OVERLAPPED* overlapped) noexcept;
+
+    // As ReadFile into the block, whose size is at least `bytes`; but the memory goes with the request, so
+    // that no copy is made in thread mode. After a time-out the memory stays with the stuck worker and the
+    // block comes back empty.
+    uint32 ReadBlock(vxcio::AlignedBuffer& block, uint32 bytes, uint32* bytesRead) noexcept;
 
     // *bytesWritten receives the count, except when the handle had timed out or bytes is 0, which gives 0.
     // A short write is a failure. Without an open file: VXC_STATUS_WRITE, count 0.

@@ -1,4 +1,4 @@
-// AlignedBlock.h - memory for unbuffered transfer.
+// AlignedBlock.h - memory for unbuffered transfer, and its owner.
 //
 // The distance back to the start of the allocation stands as a 16-bit value in the two bytes in front of
 // the block.
@@ -11,6 +11,7 @@
 #include "frame/Types.h"
 
 #include <cstddef>
+#include <utility>
 
 namespace vxcio {
 
@@ -20,5 +21,33 @@ uint8* AlignedAlloc(std::size_t size, std::size_t alignment) noexcept;
 
 // Null is ignored.
 void AlignedFree(uint8* block) noexcept;
+
+// Owns an aligned block and knows its size. Moved with the request that fills it, so that memory which a
+// stuck thread may still write to belongs to that thread alone.
+class AlignedBuffer {
+public:
+    AlignedBuffer() noexcept = default;
+    // Empty when memory lacks.
+    AlignedBuffer(std::size_t size, std::size_t alignment) noexcept
+        : m_block(AlignedAlloc(size, alignment)), m_size(m_block == nullptr ? 0 : size) {}
+    AlignedBuffer(AlignedBuffer&& other) noexcept
+        : m_block(std::exchange(other.m_block, nullptr)), m_size(std::exchange(other.m_size, 0)) {}
+    AlignedBuffer& operator=(AlignedBuffer&& other) noexcept {
+        AlignedBuffer taken(std::move(other));
+        std::swap(m_block, taken.m_block);
+        std::swap(m_size, taken.m_size);
+        return *this;
+    }
+    ~AlignedBuffer() { AlignedFree(m_block); }
+
+    explicit operator bool() const noexcept { return m_block != nullptr; }
+    uint8* Data() const noexcept { return m_block; }
+    std::size_t Size() const noexcept { return m_size; }
+    void Reset() noexcept { *this = AlignedBuffer(); }
+
+private:
+    uint8* m_block = nullptr;
+    std::size_t m_size = 0;
+};
 
 } // namespace vxcio

@@ -1,7 +1,6 @@
 #include "sources/FileSource.h"
 
 #include "filehandle/CallerFileFunctions.h"
-#include "frame/AlignedBlock.h"
 #include "frame/InnerSoftDataIO.h"
 #include "frame/Log.h"
 #include "frame/ReadSetting.h"
@@ -17,20 +16,14 @@ namespace {
 
 constexpr uint32 kDefaultSectorSize = 512;
 constexpr uint32 kDefaultReadBlockSize = 0x100000;
-constexpr int kReadBlockShift = 20; // the setting counts MiB
-
-// Origins of Seek.
-constexpr uint32 kFromStart = 1;
-constexpr uint32 kFromEnd = 2;
-constexpr uint32 kFromCurrent = 3;
+constexpr uint32 kFirstDoubleRdThreshold = 200; // milliseconds, until an open with two copies sets it
+constexpr int kReadBlockShift = 20;             // the setting counts MiB
 
 } // namespace
 
-void CFileSource::BlockDeleter::operator()(uint8* block) const noexcept {
-    AlignedFree(block);
-}
-
-CFileSource::CFileSource() : m_dwSectorSize(kDefaultSectorSize), m_dwReadBlockSize(kDefaultReadBlockSize) {}
+CFileSource::CFileSource()
+    : m_dwSectorSize(kDefaultSectorSize), m_dwDoubleRdThreshold(kFirstDoubleRdThreshold),
+      m_dwReadBlockSize(kDefaultReadBlockSize) {}
 
 CFileSource::~CFileSource() {
     CFileSource::CloseFile();
@@ -82,25 +75,29 @@ uint32 CFileSource::OpenFile(const wchar_t* fileName, uint32 flagsAndAttributes,
     m_pInner->m_qwFileSize = 0;
     m_qwReadPos = 0;
     m_qwFilePos = 0;
-    m_bPreRead = 0;
     m_bTwoHandle = 0;
     m_bKeepWindow = (flagsAndAttributes & VXC_FILE_FLAG_KEEP_WINDOW) != 0 ? 1 : 0;
     m_dwFlags = flagsAndAttributes;
     ReadBlockSizeSetting();
     OpenNames(fileName == nullptr ? L"" : fileName, secondFileName);
 
-    m_pFile[0].reset(new (std::nothrow) CQLSoftFileHandle);
-    if (!m_pFile[0]) {
-        return VXC_STATUS_OPEN_READ;
-    }
-    const uint32 status =
-        m_pFile[0]->CreateFile(m_strFile[0], VXC_GENERIC_READ, VXC_FILE_SHARE_READ | VXC_FILE_SHARE_WRITE,
-                               nullptr, VXC_OPEN_EXISTING, m_dwFlags, nullptr, m_bTwoHandle);
+    const uint32 status = OpenHandle(0);
     m_dwSectorSize = kDefaultSectorSize;
     if (status == VXC_STATUS_OK) {
         m_dwSectorSize = GetDiskSectorSize(m_strFile[0]);
     }
-    return status;
+    return m_bTwoHandle == 0 ? status : OpenSecondFile(status);
+}
+
+// File1 or File2 on its name, in thread mode where there are two.
+uint32 CFileSource::OpenHandle(int which) {
+    m_pFile[which].reset(new (std::nothrow) CQLSoftFileHandle);
+    if (!m_pFile[which]) {
+        return VXC_STATUS_OPEN_READ;
+    }
+    return m_pFile[which]->CreateFile(m_strFile[which], VXC_GENERIC_READ,
+                                      VXC_FILE_SHARE_READ | VXC_FILE_SHARE_WRITE, nullptr, VXC_OPEN_EXISTING,
+                                      m_dwFlags, nullptr, m_bTwoHandle);
 }
 
 void CFileSource::LogClose(const wchar_t* step) const {
@@ -121,10 +118,11 @@ uint32 CFileSource::CloseFile() {
     m_qwReadPos = 0;
     m_qwFilePos = 0;
     CFileSource::DisablePreRead();
-    m_pAlignBuffer.reset();
-    m_dwAlignBufferSize = 0;
-    m_pWholeFile.reset();
+    m_pAlignBuffer.Reset();
+    m_pReadAtBuffer.Reset();
+    m_pWholeFile.Reset();
     m_qwWholeFileSize = 0;
+    m_pTwoHandle.reset();
     for (auto& file : m_pFile) {
         if (file) {
             file->CloseFileHandle();
@@ -145,48 +143,12 @@ uint32 CFileSource::SetReadRepeat(uint32 enable) {
     return previous;
 }
 
-void CFileSource::EnablePreRead(int /*bufferBytes*/, int /*minimumBytes*/) {}
-
-void CFileSource::DisablePreRead() {}
-
-uint32 CFileSource::IsPreReadMode() {
-    return m_bPreRead;
-}
-
 int CFileSource::CanSeek() {
     return 1;
 }
 
-int CFileSource::ReadAt(uint64 /*position*/, uint8** /*data*/, int /*bytes*/) {
-    return 0;
-}
-
-int CFileSource::ReadPtr(uint8** /*data*/, int /*bytes*/) {
-    return 0;
-}
-
-int64 CFileSource::Seek(int64 offset, uint32 origin) {
-    // Sums wrap instead of overflowing.
-    uint64 position = static_cast<uint64>(m_qwFilePos.load(std::memory_order_relaxed));
-    if (origin == kFromStart) {
-        position = static_cast<uint64>(offset);
-    } else if (origin == kFromEnd) {
-        position = CFileSource::GetFileSize() + static_cast<uint64>(offset);
-    } else if (origin == kFromCurrent) {
-        position += static_cast<uint64>(offset);
-    }
-    m_qwFilePos.store(static_cast<int64>(position), std::memory_order_relaxed);
-    m_qwReadPos = static_cast<int64>(position);
-    return m_qwReadPos;
-}
-
-int CFileSource::Read(uint8* buffer, uint32 bytes) {
-    const uint32 got = ReadFileWithTwoHandle(buffer, bytes);
-    m_qwReadPos = static_cast<int64>(static_cast<uint64>(m_qwReadPos) + got);
-    return static_cast<int>(got); // negative from 2 GiB on
-}
-
 uint64 CFileSource::GetFileSize() {
+    const std::lock_guard lock(m_FileMutex);
     for (auto& file : m_pFile) {
         if (file) {
             m_pInner->m_qwFileSize = file->GetFileSize();

@@ -1,27 +1,29 @@
 // FileSource.h - the source for local and network files: plain reading at any position and size, unbuffered
-// where asked, with the digest riding on the reads.
+// where asked, with the digest riding on the reads; read-ahead through a ring of blocks (PreReadRing.h); and
+// reading from two copies of one file (TwoHandleReading.h).
 //
 // Made by CPullDataSource at open; one thread at a time drives it. A failed open leaves its handle in place
 // until CloseFile. Opening again closes first.
-//
-// Read-ahead and reading from two copies are not part of this version: EnablePreRead has no effect, ReadAt
-// and ReadPtr give 0, and an open with a second name gives VXC_STATUS_NOT_AVAILABLE.
 #pragma once
 
 #include "filehandle/SoftFileHandle.h"
+#include "frame/AlignedBlock.h"
 #include "frame/SoftDataIO.h"
 #include "frame/VXCString.h"
+#include "sources/PreReadRing.h"
 #include "sources/ReadRate.h"
+#include "sources/TwoHandleReading.h"
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 
 namespace vxcio {
 class MD5Check;
 struct FileSourceInspector; // a door for tests
 } // namespace vxcio
 
-class CFileSource final : public CSoftDataSource {
+class CFileSource final : public CSoftDataSource, private vxcio::RingFeed {
 public:
     CFileSource();
     CFileSource(const CFileSource&) = delete;
@@ -63,6 +65,8 @@ private:
     // name it serves one file as well.
     uint32 ReadFileWithTwoHandle(uint8* buffer, uint32 bytes);
     uint32 ReadWholeFile(uint8* buffer, uint32 bytes);
+    uint32 ReadOneFile(uint8* buffer, uint32 bytes);
+    uint32 ReadTwoFiles(uint8* buffer, uint32 bytes);
     bool Plan(uint8* buffer, uint32 bytes, Request& request);
     bool GrowBounceBuffer(uint64 want);
     bool CatchUpMD5(vxcio::MD5Check& check, uint64 pos);
@@ -71,27 +75,35 @@ private:
     bool IsUnbuffered() const noexcept;
     void ReadBlockSizeSetting();
     void OpenNames(const wchar_t* fileName, const wchar_t* secondFileName);
+    uint32 OpenHandle(int which);
+    uint32 OpenSecondFile(uint32 firstStatus);
+    void LoadWholeFile();
     void LogClose(const wchar_t* step) const;
 
-    struct BlockDeleter {
-        void operator()(uint8* block) const noexcept;
-    };
-    using Block = std::unique_ptr<uint8, BlockDeleter>; // an aligned block
+    // RingFeed.
+    int64 FeedPosition() noexcept override;
+    void SetFeedPosition(int64 position) noexcept override;
+    uint32 Fill(vxcio::AlignedBuffer& block, uint32 bytes) noexcept override;
 
     uint32 m_bKeepWindow = 0;
     vxcio::SReadRate m_ReadRate;
-    std::unique_ptr<CQLSoftFileHandle> m_pFile[2]; // File1 and File2
-    int64 m_qwReadPos = 0;                         // the position that callers see
-    std::atomic<int64> m_qwFilePos{0};             // next position to read from the file
+    // File1 and File2. While read-ahead runs its thread reads them too, so each use of File1 in one-file
+    // reading holds m_FileMutex; with two copies their readers own them (TwoHandleReading.h).
+    std::unique_ptr<CQLSoftFileHandle> m_pFile[2];
+    std::mutex m_FileMutex;
+    int64 m_qwReadPos = 0;             // the position that callers see
+    std::atomic<int64> m_qwFilePos{0}; // next position to read from the file
     uint32 m_dwFlags = 0;
     uint32 m_dwSectorSize;
     CVXCString m_strFile[2];
     uint32 m_bTwoHandle = 0;
-    uint32 m_bPreRead = 0;
+    std::unique_ptr<vxcio::TwoHandleReading> m_pTwoHandle; // while two copies are in use
+    uint32 m_dwDoubleRdThreshold;                          // milliseconds
+    std::unique_ptr<vxcio::PreReadRing> m_pRing;           // while read-ahead is on
     uint32 m_dwReadBlockSize;
-    Block m_pAlignBuffer; // bounce buffer of unbuffered reads
-    uint32 m_dwAlignBufferSize = 0;
-    void* m_pIOCallbackSet = nullptr; // only as a flag: the name goes to a host's functions
-    Block m_pWholeFile;               // the whole file in memory, or null
+    vxcio::AlignedBuffer m_pAlignBuffer;  // bounce buffer of unbuffered reads
+    vxcio::AlignedBuffer m_pReadAtBuffer; // what the last ReadAt gave out
+    void* m_pIOCallbackSet = nullptr;     // only as a flag: the name goes to a host's functions
+    vxcio::AlignedBuffer m_pWholeFile;    // the whole file in memory, or empty
     uint64 m_qwWholeFileSize = 0;
 };

@@ -1,7 +1,6 @@
 // The plain read path of CFileSource: from the caller's read down to the file handle.
 #include "sources/FileSource.h"
 
-#include "frame/AlignedBlock.h"
 #include "frame/InnerSoftDataIO.h"
 #include "frame/Log.h"
 
@@ -33,27 +32,22 @@ uint32 CFileSource::ReadWholeFile(uint8* buffer, uint32 bytes) {
     const auto pos = static_cast<uint64>(m_qwFilePos.load(std::memory_order_relaxed));
     const uint64 left = pos < m_qwWholeFileSize ? m_qwWholeFileSize - pos : 0;
     const uint32 count = static_cast<uint32>(std::min<uint64>(bytes, left));
-    CopyBulk(buffer, m_pWholeFile.get() + (count == 0 ? 0 : pos), count);
+    CopyBulk(buffer, m_pWholeFile.Data() + (count == 0 ? 0 : pos), count);
     m_qwFilePos.store(static_cast<int64>(pos + count), std::memory_order_relaxed);
     return count;
 }
 
 bool CFileSource::GrowBounceBuffer(uint64 want) {
-    if (m_dwAlignBufferSize >= want) {
+    if (m_pAlignBuffer.Size() >= want) {
         return true;
     }
-    m_pAlignBuffer.reset();
-    m_dwAlignBufferSize = 0;
+    m_pAlignBuffer.Reset();
     const uint64 size = want > kMebibyte ? ((want >> 20) + 1) * kMebibyte : kMebibyte;
     if (size > 0xFFFFFFFFu) {
         return false;
     }
-    m_pAlignBuffer.reset(AlignedAlloc(size, kMemoryAlignment));
-    if (!m_pAlignBuffer) {
-        return false;
-    }
-    m_dwAlignBufferSize = static_cast<uint32>(size);
-    return true;
+    m_pAlignBuffer = AlignedBuffer(size, kMemoryAlignment);
+    return static_cast<bool>(m_pAlignBuffer);
 }
 
 bool CFileSource::Plan(uint8* buffer, uint32 bytes, Request& request) {
@@ -75,7 +69,7 @@ bool CFileSource::Plan(uint8* buffer, uint32 bytes, Request& request) {
         return false;
     }
     request.want = static_cast<uint32>(want);
-    request.target = m_pAlignBuffer.get();
+    request.target = m_pAlignBuffer.Data();
     return true;
 }
 
@@ -89,6 +83,11 @@ uint32 CFileSource::ReadFileWithTwoHandle(uint8* buffer, uint32 bytes) {
     if (m_pWholeFile) {
         return ReadWholeFile(buffer, bytes);
     }
+    const std::lock_guard lock(m_FileMutex);
+    return m_bTwoHandle == 0 ? ReadOneFile(buffer, bytes) : ReadTwoFiles(buffer, bytes);
+}
+
+uint32 CFileSource::ReadOneFile(uint8* buffer, uint32 bytes) {
     Request request;
     if (!m_pFile[0] || !Plan(buffer, bytes, request)) {
         return 0;

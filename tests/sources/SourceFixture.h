@@ -25,8 +25,12 @@ struct FileSourceInspector {
     static int64 ReadPos(const CFileSource& source) { return source.m_qwReadPos; }
     static uint32 SectorSize(const CFileSource& source) { return source.m_dwSectorSize; }
     static void SetSectorSize(CFileSource& source, uint32 size) { source.m_dwSectorSize = size; }
-    static uint32 BounceBufferSize(const CFileSource& source) { return source.m_dwAlignBufferSize; }
-    static bool HasBounceBuffer(const CFileSource& source) { return source.m_pAlignBuffer != nullptr; }
+    static uint32 BounceBufferSize(const CFileSource& source) {
+        return static_cast<uint32>(source.m_pAlignBuffer.Size());
+    }
+    static bool HasBounceBuffer(const CFileSource& source) {
+        return static_cast<bool>(source.m_pAlignBuffer);
+    }
     static uint64 WholeFileSize(const CFileSource& source) { return source.m_qwWholeFileSize; }
     static uint32 ReadBlockSize(const CFileSource& source) { return source.m_dwReadBlockSize; }
     static uint32 Flags(const CFileSource& source) { return source.m_dwFlags; }
@@ -37,8 +41,8 @@ struct FileSourceInspector {
     static CInnerSoftDataIO& Inner(CFileSource& source) { return *source.m_pInner; }
     // As read-ahead leaves it when it took the whole file into memory.
     static void SetWholeFile(CFileSource& source, const std::vector<uint8>& bytes) {
-        source.m_pWholeFile.reset(AlignedAlloc(bytes.size(), 512));
-        std::memcpy(source.m_pWholeFile.get(), bytes.data(), bytes.size());
+        source.m_pWholeFile = AlignedBuffer(bytes.size(), 512);
+        std::memcpy(source.m_pWholeFile.Data(), bytes.data(), bytes.size());
         source.m_qwWholeFileSize = bytes.size();
     }
 };
