@@ -222,6 +222,21 @@ TEST_F(SoftFileHandleLeftBehindTest, AHandleOfADiskThatDiedElsewhereIsLeftWithIt
     EXPECT_EQ(host.OpenHandles(), 1);
 }
 
+TEST_F(SoftFileHandleLeftBehindTest, WorkersThatCannotBeToldToLeaveAreLeft) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    uint32 count = 0;
+    Read(10, &count);
+    handle.SetFilePointer(5, VXC_FILE_BEGIN);
+    LogCapture log;
+    FaultPlan plan;
+    for (int i = 1; i <= 3; ++i) { // the quit event in all its tries; what follows lets them go
+        plan.Add(Fail(Op::VXC_SetEvent).Nth(i));
+    }
+    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_TIME_OUT);
+    EXPECT_EQ(log.Count(kNotAll), 1U);
+    EXPECT_EQ(Open(), VXC_STATUS_OK);
+}
+
 TEST_F(SoftFileHandleLeftBehindTest, TheFirstThreadGivenUpPinsTheLibraryOnce) {
     PlatformScope platform;
     platform.Module().pinModule = [] { ++g_pins; };
