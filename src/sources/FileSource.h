@@ -67,6 +67,13 @@ private:
     uint32 ReadWholeFile(uint8* buffer, uint32 bytes);
     uint32 ReadOneFile(uint8* buffer, uint32 bytes);
     uint32 ReadTwoFiles(uint8* buffer, uint32 bytes);
+    // The same into a block that makes no copy: the memory in it afterwards may be other memory than before,
+    // or none where nothing came. Only with two copies; takes m_FileMutex.
+    uint32 ReadTwoFilesInto(vxcio::AlignedBuffer& block, uint32 bytes);
+    bool IsAligned(uint32 bytes) const noexcept;
+    // Whether the calling thread may use File1: it waits at most so long for the reader that has it. Under
+    // m_FileMutex.
+    bool IsFile1Free(uint32 milliseconds) const;
     bool Plan(uint8* buffer, uint32 bytes, Request& request);
     bool GrowBounceBuffer(uint64 want);
     bool CatchUpMD5(vxcio::MD5Check& check, uint64 pos);
@@ -77,6 +84,8 @@ private:
     void OpenNames(const wchar_t* fileName, const wchar_t* secondFileName);
     uint32 OpenHandle(int which);
     uint32 OpenSecondFile(uint32 firstStatus);
+    uint64 SizeOfCopy(int which, uint32& status);
+    uint32 Decide(uint32 first, uint32 second);
     void LoadWholeFile();
     void LogClose(const wchar_t* step) const;
 
