@@ -21,6 +21,8 @@
 
 namespace vxcio {
 
+struct CopyReaderInspector; // a door for tests
+
 struct CopyReaderSetup {
     int number;                // 0 File1, 1 File2
     CQLSoftFileHandle* file;   // open, in thread mode; outlives the reader
@@ -62,6 +64,8 @@ public:
     bool Wait(uint32 milliseconds, AlignedBuffer& block, uint32* count) noexcept;
 
 private:
+    friend struct CopyReaderInspector;
+
     enum class State { Idle, Open, Done, GivenUp };
 
     static uint32 Entry(void* reader) noexcept;

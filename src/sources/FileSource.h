@@ -20,7 +20,8 @@
 
 namespace vxcio {
 class MD5Check;
-struct FileSourceInspector; // a door for tests
+struct FileSourceInspector; // doors for tests
+struct FileSourceTwoInspector;
 } // namespace vxcio
 
 class CFileSource final : public CSoftDataSource, private vxcio::RingFeed {
@@ -51,6 +52,7 @@ public:
 
 private:
     friend struct vxcio::FileSourceInspector;
+    friend struct vxcio::FileSourceTwoInspector;
 
     // One read as the file will see it: widened to whole sectors where it must be.
     struct Request {
