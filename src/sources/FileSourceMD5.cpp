@@ -48,7 +48,8 @@ bool CFileSource::CatchUpMD5(MD5Check& check, uint64 pos) {
 }
 
 bool CFileSource::FinishMD5(MD5Check& check, uint64 size) {
-    if (!m_pFile[0]) {
+    const std::lock_guard lock(m_FileMutex);
+    if (!m_pFile[0] || !IsFile1Free(kFile1Wait)) {
         return false;
     }
     const uint32 s = m_dwSectorSize;

@@ -37,14 +37,14 @@ void CFileSource::SetFeedPosition(int64 position) noexcept {
 }
 
 uint32 CFileSource::Fill(AlignedBuffer& block, uint32 bytes) noexcept {
-    if (block.Size() < bytes) {
-        block = AlignedBuffer(bytes, kRingAlignment);
-    }
-    if (!block) {
-        return 0;
-    }
     try {
-        return ReadFileWithTwoHandle(block.Data(), bytes);
+        if (m_bTwoHandle != 0 && !m_pWholeFile) {
+            return ReadTwoFilesInto(block, bytes); // makes the block large enough by itself
+        }
+        if (block.Size() < bytes) {
+            block = AlignedBuffer(bytes, kRingAlignment);
+        }
+        return block ? ReadFileWithTwoHandle(block.Data(), bytes) : 0;
     } catch (...) {
         return 0;
     }
@@ -70,7 +70,7 @@ bool CFileSource::ShapeOfRing(int bufferBytes, int minimumBytes, RingShape& shap
 bool CFileSource::ReadFromStart(uint8* buffer, uint64 bytes, uint32 most, uint64& done) {
     const std::lock_guard lock(m_FileMutex);
     done = 0;
-    if (!m_pFile[0] || m_pFile[0]->SetFilePointer(0, VXC_FILE_BEGIN) < 0) {
+    if (!m_pFile[0] || !IsFile1Free(kFile1Wait) || m_pFile[0]->SetFilePointer(0, VXC_FILE_BEGIN) < 0) {
         return false;
     }
     while (done < bytes) {

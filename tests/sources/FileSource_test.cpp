@@ -99,14 +99,19 @@ TEST_F(FileSourceTest, AnEmptySecondNameOpensOneFile) {
     EXPECT_EQ(Read(10), Bytes(0, 10));
 }
 
-TEST_F(FileSourceTest, ASecondNameIsNotAvailable) {
-    EXPECT_EQ(source.OpenFile(Clip().c_str(), 0, Clip().c_str(), 0), VXC_STATUS_NOT_AVAILABLE);
+TEST_F(FileSourceTest, ASecondNameOpensTwoCopiesAndOneNameOneFileAgain) {
+    folder.WritePattern("copy", kSize, kSeed);
+    ASSERT_EQ(source.OpenFile(Clip().c_str(), 0, folder.Wide("copy").c_str(), 0), VXC_STATUS_OK);
+    EXPECT_EQ(Read(kSize), content);
     LogCapture log;
     EXPECT_EQ(source.CloseFile(), VXC_STATUS_OK);
-    EXPECT_TRUE(log.Texts().at(0).find(L"DoubleHandleMode: File1:" + Clip() + L", File2:" + Clip() +
-                                       L" -- Begin") != std::wstring::npos);
+    EXPECT_TRUE(log.Texts().at(0).find(L"DoubleHandleMode: File1:" + Clip() + L", File2:" +
+                                       folder.Wide("copy") + L" -- Begin") != std::wstring::npos);
     EXPECT_EQ(log.Lines().at(0).level, INFOTYPE_TRACE);
-    EXPECT_EQ(Open(), VXC_STATUS_OK); // and one name opens one file again
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    log.Clear();
+    source.CloseFile();
+    EXPECT_TRUE(log.Texts().at(0).find(L"SingleHandleMode") != std::wstring::npos);
 }
 
 TEST_F(FileSourceTest, CloseLogsTheNameAtItsBeginAndEnd) {
