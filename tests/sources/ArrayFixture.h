@@ -40,6 +40,9 @@ struct SourceSequenceInspector {
         return sequence.m_elements.pData[i].nStartPos;
     }
     static uint64 Size(const SourceSequence& sequence, int i) { return sequence.m_elements.pData[i].nSize; }
+    static bool IsReadingAhead(const SourceSequence& sequence, int i) {
+        return sequence.m_elements.pData[i].pSource->IsPreReadMode() != 0;
+    }
     static std::wstring File1(const SourceSequence& sequence, int i) {
         return sequence.m_elements.pData[i].strFile1.c_str();
     }
