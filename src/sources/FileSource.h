@@ -80,7 +80,7 @@ private:
     bool ShapeOfRing(int bufferBytes, int minimumBytes, vxcio::RingShape& shape) const;
     void LoadWholeFile();
     void ForgetWholeFile();
-    uint64 ReadFromStart(uint8* buffer, uint64 bytes, uint32 most);
+    bool ReadFromStart(uint8* buffer, uint64 bytes, uint32 most, uint64& done);
     uint32 FetchAhead(uint64 position, uint8* target, uint32 bytes);
     int64 SeekAhead(int64 offset, uint32 origin);
     void LogClose(const wchar_t* step) const;

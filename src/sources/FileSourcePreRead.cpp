@@ -65,13 +65,14 @@ bool CFileSource::ShapeOfRing(int bufferBytes, int minimumBytes, RingShape& shap
     return true;
 }
 
-// Reads File1 from its start with reads of at most `most` bytes; what it gave until one came up short.
-uint64 CFileSource::ReadFromStart(uint8* buffer, uint64 bytes, uint32 most) {
+// Reads File1 from its start with reads of at most `most` bytes, until one comes up short. False when the
+// start cannot be sought.
+bool CFileSource::ReadFromStart(uint8* buffer, uint64 bytes, uint32 most, uint64& done) {
     const std::lock_guard lock(m_FileMutex);
+    done = 0;
     if (!m_pFile[0] || m_pFile[0]->SetFilePointer(0, VXC_FILE_BEGIN) < 0) {
-        return 0;
+        return false;
     }
-    uint64 done = 0;
     while (done < bytes) {
         const auto piece = static_cast<uint32>(std::min<uint64>(bytes - done, most));
         const uint32 got = ReadFile1(buffer + done, piece);
@@ -80,11 +81,11 @@ uint64 CFileSource::ReadFromStart(uint8* buffer, uint64 bytes, uint32 most) {
             break;
         }
     }
-    return done;
+    return true;
 }
 
 // Takes the whole file into memory; from then on every read is served from there. Nothing changes when memory
-// lacks.
+// lacks or the start cannot be sought.
 void CFileSource::LoadWholeFile() {
     // Meanwhile the thread of a ring that runs already has to keep away from File1.
     std::optional<PreReadRing::Standstill> standstill;
@@ -101,7 +102,11 @@ void CFileSource::LoadWholeFile() {
     if (!memory) {
         return;
     }
-    m_qwWholeFileSize = ReadFromStart(memory.Data(), rounded, 0xFFFFFFFFu / m_dwSectorSize * m_dwSectorSize);
+    uint64 got = 0;
+    if (!ReadFromStart(memory.Data(), rounded, 0xFFFFFFFFu / m_dwSectorSize * m_dwSectorSize, got)) {
+        return;
+    }
+    m_qwWholeFileSize = got; // what came counts, also where it is less than the size told
     m_pWholeFile = std::move(memory);
 }
 

@@ -207,6 +207,19 @@ TEST_F(FileSourceTest, ReadBlockSizeIsReadAtEachOpen) {
     }
 }
 
+TEST_F(FileSourceTest, ABlockSizeOfWhichTwoDoNotFitCountsAsZero) {
+    LogCapture log;
+    for (const auto& [value, size] :
+         {std::pair{L"1024", 0x40000000U}, std::pair{L"1", 0x100000U}, std::pair{L"1025", 0x100000U},
+          std::pair{L"2048", 0x100000U}, std::pair{L"4096", 0x100000U}, std::pair{L"4098", 0x100000U},
+          std::pair{L"0xFFFFFFFF", 0x100000U}, std::pair{L"garbage", 0x100000U}}) {
+        const SettingsScope settings({{L"ReadBlockSize", value}});
+        ASSERT_EQ(Open(), VXC_STATUS_OK);
+        EXPECT_EQ(Inspector::ReadBlockSize(source), size) << value;
+    }
+    EXPECT_EQ(log.Count(L"m_dwReadBlockSize = 0x100000 bytes(Register = 4096)"), 1U); // what was read
+}
+
 TEST_F(FileSourceTest, AnOpticalDriveIsOnlyTalkedAbout) {
     FaultPlan plan;
     const auto rule = plan.Add(Answer(Op::VXC_GetDriveTypeW, VXC_DRIVE_CDROM));
@@ -284,19 +297,6 @@ TEST_F(FileSourceTest, OpenAsksNothingOfTheFileButItsOpening) {
     EXPECT_EQ(plan.Calls(Op::VXC_ReadFile), 0);
     EXPECT_EQ(plan.Calls(Op::VXC_SetFilePointer), 0);
     EXPECT_EQ(plan.Calls(Op::VXC_CreateThread), 0);
-}
-
-TEST_F(FileSourceTest, ReadAheadIsNotThere) {
-    ASSERT_EQ(Open(), VXC_STATUS_OK);
-    source.EnablePreRead(1 << 20, 0);
-    EXPECT_EQ(source.IsPreReadMode(), 0U);
-    uint8 byte = 0;
-    uint8* data = &byte;
-    EXPECT_EQ(source.ReadAt(0, &data, 10), 0);
-    EXPECT_EQ(source.ReadPtr(&data, 10), 0);
-    EXPECT_EQ(data, &byte);
-    source.DisablePreRead();
-    EXPECT_EQ(Read(10), Bytes(0, 10));
 }
 
 TEST_F(FileSourceTest, SequentialReadsSeekOnceAtTheStart) {
