@@ -3,9 +3,9 @@
 
 ratios.py [--files [FILE...]]   reads the JSON of Google Benchmark with repetitions from the files named, or
 without --files from standard input; without any file the head of the table is all it prints.
- Names have
-the form WORK/WHO[/SIZE]; for each work and size the entry of "library" is compared with each other one:
-median times, and the ratio of speeds, above 1 where the library is faster.
+
+Names have the form WORK/WHO[/SIZE]; for each work and size the entry of "library" is compared with each other
+one: median times, and the ratio of speeds, above 1 where the library is faster.
 """
 import json
 import statistics
