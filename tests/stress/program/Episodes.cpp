@@ -4,8 +4,9 @@
 
 namespace vxcio::stress {
 
-void LiveOnce(Random& random, Journal& journal, const Media& media, Weather& weather, int thread) {
-    SourceEpisode(random, journal, media, weather, thread).Run();
+void LiveOnce(Random& random, Journal& journal, const Media& media, Weather& weather, const Kinds& kinds,
+              int thread) {
+    SourceEpisode(random, journal, media, weather, kinds, thread).Run();
 }
 
 } // namespace vxcio::stress

@@ -8,7 +8,15 @@
 
 namespace vxcio::stress {
 
+// Which kinds of reading take part.
+struct Kinds {
+    bool one = true;   // one file
+    bool two = true;   // two copies of one clip
+    bool array = true; // lists of files
+};
+
 // One life of one source or array, chosen at random.
-void LiveOnce(Random& random, Journal& journal, const Media& media, Weather& weather, int thread);
+void LiveOnce(Random& random, Journal& journal, const Media& media, Weather& weather, const Kinds& kinds,
+              int thread);
 
 } // namespace vxcio::stress

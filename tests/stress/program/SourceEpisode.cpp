@@ -25,9 +25,9 @@ constexpr uint32 kFromCurrent = 3;
 } // namespace
 
 SourceEpisode::SourceEpisode(Random& random, Journal& journal, const Media& media, Weather& weather,
-                             int thread)
-    : m_random(random), m_journal(journal), m_media(media), m_weather(weather), m_thread(thread),
-      m_source(std::make_unique<CFileSource>()), m_check(journal) {}
+                             const Kinds& kinds, int thread)
+    : m_random(random), m_journal(journal), m_media(media), m_weather(weather), m_kinds(kinds),
+      m_thread(thread), m_source(std::make_unique<CFileSource>()), m_check(journal) {}
 
 void SourceEpisode::Run() {
     Open();
@@ -55,7 +55,7 @@ void SourceEpisode::Open() {
     EndDisturbance();
     m_check.LentEnds();
     m_file = static_cast<int>(m_random.Below(static_cast<uint32>(m_media.Count())));
-    m_isTwo = m_random.OneIn(2);
+    m_isTwo = m_random.OneIn(2) ? m_kinds.two : !m_kinds.one;
     m_flags = (m_random.OneIn(3) ? VXC_FILE_FLAG_NO_BUFFERING : 0) |
               (m_random.OneIn(2) ? VXC_FILE_FLAG_KEEP_WINDOW : 0) |
               (m_random.OneIn(4) ? VXC_FILE_FLAG_SEQUENTIAL_SCAN : 0);

@@ -8,6 +8,7 @@
 
 #include "sources/FileSource.h"
 #include "stress/program/CheckedRead.h"
+#include "stress/program/Episodes.h"
 #include "stress/program/Journal.h"
 #include "stress/program/Media.h"
 #include "stress/program/Random.h"
@@ -21,7 +22,8 @@ namespace vxcio::stress {
 // One thread.
 class SourceEpisode {
 public:
-    SourceEpisode(Random& random, Journal& journal, const Media& media, Weather& weather, int thread);
+    SourceEpisode(Random& random, Journal& journal, const Media& media, Weather& weather, const Kinds& kinds,
+                  int thread);
     // Lives and ends.
     void Run();
 
@@ -66,6 +68,7 @@ private:
     Journal& m_journal;
     const Media& m_media;
     Weather& m_weather;
+    const Kinds m_kinds;
     const int m_thread;
     std::unique_ptr<CFileSource> m_source;
     CheckedRead m_check;

@@ -1,4 +1,4 @@
-// source_stress [--seconds N] [--seed S] [--threads K] [--round R]
+// source_stress [--seconds N] [--seed S] [--threads K] [--round R] [--kinds one,two,array]
 //
 // Reads files in every way the library knows, at random, on several threads, while disks fail and hang, and
 // holds every byte against a plain model. Ends with exit code 0 after N seconds, with 1 and the last
@@ -34,6 +34,7 @@ struct Options {
     uint64 seed = 1;
     int threads = 2;
     uint64 round = 0;
+    Kinds kinds;
 };
 
 bool Parse(int count, char** words, Options& options) {
@@ -47,6 +48,10 @@ bool Parse(int count, char** words, Options& options) {
             options.threads = std::atoi(value);
         } else if (std::strcmp(words[i], "--round") == 0) {
             options.round = std::strtoull(value, nullptr, 10);
+        } else if (std::strcmp(words[i], "--kinds") == 0) {
+            options.kinds.one = std::strstr(value, "one") != nullptr;
+            options.kinds.two = std::strstr(value, "two") != nullptr;
+            options.kinds.array = std::strstr(value, "array") != nullptr;
         } else {
             return false;
         }
@@ -87,7 +92,7 @@ private:
             journal.Begin("--seed " + std::to_string(m_options.seed) + " --round " + std::to_string(round) +
                           " --threads " + std::to_string(m_options.threads) + ", thread " +
                           std::to_string(thread) + (weather.IsRough() ? ", rough" : ", calm"));
-            LiveOnce(random, journal, m_media, weather, thread);
+            LiveOnce(random, journal, m_media, weather, m_options.kinds, thread);
             operations += journal.Count();
         } while (Clock::now() < end);
         const std::lock_guard lock(m_mutex);
@@ -175,7 +180,9 @@ void PlayRound(uint64 round, Crew& crew) {
 int main(int count, char** words) {
     Options options;
     if (!Parse(count, words, options)) {
-        std::fputs("usage: source_stress [--seconds N] [--seed S] [--threads K] [--round R]\n", stderr);
+        std::fputs("usage: source_stress [--seconds N] [--seed S] [--threads K] [--round R] "
+                   "[--kinds one,two,array]\n",
+                   stderr);
         return 2;
     }
     std::printf("source_stress --seconds %g --seed %llu --threads %d\n", options.seconds,
