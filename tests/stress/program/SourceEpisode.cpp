@@ -327,6 +327,7 @@ void SourceEpisode::Enable() {
     if (!IsExact()) {
         // Whether the file came into memory is not known then; where the reader stands tells.
         isRestarted = m_model.isAhead && now != m_model.readPos;
+        m_model.isFilePosKnown = m_model.isFilePosKnown && m_model.readPos != -1;
     } else if (!m_model.isWhole) {
         m_model.isWhole = isWhole && !Content().empty();
         m_model.preReadSize = static_cast<uint32>(size);
