@@ -372,11 +372,13 @@ void SourceEpisode::GetFileSize() {
 }
 
 void SourceEpisode::Repeat() {
-    // Repeats sleep for seconds; only a clock that runs fast has them.
+    // Repeats sleep for seconds, ten times for each short read; only a clock that runs fast has them.
     if (m_weather.IsRough()) {
-        const uint32 enable = m_random.Below(2);
-        m_journal.Note("SetReadRepeat(%u)", enable);
-        m_source->SetReadRepeat(enable);
+        m_journal.Note("SetReadRepeat(1)");
+        m_source->SetReadRepeat(1);
+        Read();
+        m_journal.Note("SetReadRepeat(0)");
+        m_source->SetReadRepeat(0);
     }
 }
 
