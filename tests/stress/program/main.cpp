@@ -1,4 +1,5 @@
 // source_stress [--seconds N] [--seed S] [--threads K] [--round R] [--kinds one,two,array]
+//               [--log 1]
 //
 // Reads files in every way the library knows, at random, on several threads, while disks fail and hang, and
 // holds every byte against a plain model. Ends with exit code 0 after N seconds, with 1 and the last
@@ -9,6 +10,7 @@
 #include "stress/program/Episodes.h"
 #include "support/LeakChecks.h"
 #include "support/SettingsScope.h"
+#include "sysu/HostControl.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -35,7 +37,13 @@ struct Options {
     int threads = 2;
     uint64 round = 0;
     Kinds kinds;
+    bool log = false;
 };
+
+// The library's own log, to see what led to a wrong thing.
+void PrintLine(void*, INFOTYPE level, const wchar_t*, const wchar_t* text) {
+    std::fprintf(stderr, "%d %ls\n", static_cast<int>(level), text);
+}
 
 bool Parse(int count, char** words, Options& options) {
     for (int i = 1; i + 1 < count; i += 2) {
@@ -52,6 +60,8 @@ bool Parse(int count, char** words, Options& options) {
             options.kinds.one = std::strstr(value, "one") != nullptr;
             options.kinds.two = std::strstr(value, "two") != nullptr;
             options.kinds.array = std::strstr(value, "array") != nullptr;
+        } else if (std::strcmp(words[i], "--log") == 0) {
+            options.log = std::atoi(value) != 0;
         } else {
             return false;
         }
@@ -181,13 +191,16 @@ int main(int count, char** words) {
     Options options;
     if (!Parse(count, words, options)) {
         std::fputs("usage: source_stress [--seconds N] [--seed S] [--threads K] [--round R] "
-                   "[--kinds one,two,array]\n",
+                   "[--kinds one,two,array] [--log 1]\n",
                    stderr);
         return 2;
     }
     std::printf("source_stress --seconds %g --seed %llu --threads %d\n", options.seconds,
                 static_cast<unsigned long long>(options.seed), options.threads);
     std::fflush(stdout);
+    if (options.log) {
+        SetLogReceiver(&PrintLine, nullptr, INFOTYPE_TRACE);
+    }
     const test::SettingsScope settings;
     const Media media(options.threads);
     Crew crew(options, media);
