@@ -59,6 +59,9 @@ void SourceEpisode::Open() {
     m_flags = (m_random.OneIn(3) ? VXC_FILE_FLAG_NO_BUFFERING : 0) |
               (m_random.OneIn(2) ? VXC_FILE_FLAG_KEEP_WINDOW : 0) |
               (m_random.OneIn(4) ? VXC_FILE_FLAG_SEQUENTIAL_SCAN : 0);
+    if (m_model.isDigested) {
+        m_source->CSoftDataIO::Close(); // the digest is one of the former file
+    }
     m_model = Model();
     m_journal.Note("OpenFile(file %d of %zu bytes, flags %08x, %s)", m_file, Content().size(), m_flags,
                    m_isTwo ? "two copies" : "one copy");
@@ -75,7 +78,8 @@ void SourceEpisode::Open() {
     m_sectorSize = FileSourceInspector::SectorSize(*m_source);
     m_blockSize = m_random.Of<uint32>({8192, 16384, 65536, 65536, 1 << 20});
     FileSourceInspector::SetReadBlockSize(*m_source, m_blockSize);
-    if (m_random.OneIn(4)) {
+    // Unbuffered catching up at odd places is refused by the system, which stays in the handle's status.
+    if (m_random.OneIn(4) && (m_flags & VXC_FILE_FLAG_NO_BUFFERING) == 0) {
         m_journal.Note("BeginMD5_Check");
         m_source->EnableMD5_Check(0);
         m_source->BeginMD5_Check(0);

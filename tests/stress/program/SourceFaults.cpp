@@ -95,8 +95,6 @@ void SourceEpisode::Digest() {
     int length = 0;
     m_source->GetMD5_check(1, digest, length);
     const std::unique_ptr<uint8[]> owned(digest);
-    // Unbuffered catching up at odd places is refused by the system.
-    const bool isExact = IsExact() && (m_flags & VXC_FILE_FLAG_NO_BUFFERING) == 0;
     if (digest == nullptr || length != 16) {
         m_journal.Fail("no digest");
     }
@@ -104,7 +102,7 @@ void SourceEpisode::Digest() {
     md5.Update(Content().data(), static_cast<unsigned int>(Content().size()));
     uint8 expected[16];
     md5.Final(expected);
-    if (isExact && std::memcmp(digest, expected, sizeof expected) != 0) {
+    if (IsExact() && std::memcmp(digest, expected, sizeof expected) != 0) {
         m_journal.Fail("the digest is wrong");
     }
 }
