@@ -93,7 +93,9 @@ void SourceEpisode::Close() {
     const uint32 status = m_source->CloseFile();
     m_journal.Result("%08x", status);
     m_isOpen = false;
+    const bool isDigested = m_model.isDigested;
     m_model = Model();
+    m_model.isDigested = isDigested; // which outlives the file
     // All of it may be asked of a closed source.
     uint8* data = nullptr;
     uint8 byte = 0;
