@@ -330,12 +330,12 @@ void SourceEpisode::Enable() {
     const int64 now = FileSourceInspector::ReadPos(*m_source);
     const uint64 size = SizeAhead(buffer, minimum);
     bool isRestarted = m_model.isAhead && !m_model.isWhole && size != m_model.preReadSize;
-    if (!IsExact()) {
+    if (!IsExact() || Content().empty()) {
         // Whether the file came into memory is not known then; where the reader stands tells.
-        isRestarted = m_model.isAhead && now != m_model.readPos;
+        isRestarted = m_model.isAhead && (now != m_model.readPos || !isAhead);
         m_model.isFilePosKnown = m_model.isFilePosKnown && m_model.readPos != -1;
     } else if (!m_model.isWhole) {
-        m_model.isWhole = isWhole && !Content().empty();
+        m_model.isWhole = isWhole;
         m_model.preReadSize = static_cast<uint32>(size);
     }
     if (isRestarted) {
