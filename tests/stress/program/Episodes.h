@@ -15,7 +15,7 @@ struct Kinds {
     bool array = true; // lists of files
 };
 
-// One life of one source or array, chosen at random.
+// One life of one source or array of those kinds, chosen at random.
 void LiveOnce(Random& random, Journal& journal, const Media& media, Weather& weather, const Kinds& kinds,
               int thread);
 
