@@ -77,7 +77,12 @@ private:
     void OpenNames(const wchar_t* fileName, const wchar_t* secondFileName);
     uint32 OpenHandle(int which);
     uint32 OpenSecondFile(uint32 firstStatus);
+    bool ShapeOfRing(int bufferBytes, int minimumBytes, vxcio::RingShape& shape) const;
     void LoadWholeFile();
+    void ForgetWholeFile();
+    uint64 ReadFromStart(uint8* buffer, uint64 bytes, uint32 most);
+    uint32 FetchAhead(uint64 position, uint8* target, uint32 bytes);
+    int64 SeekAhead(int64 offset, uint32 origin);
     void LogClose(const wchar_t* step) const;
 
     // RingFeed.
