@@ -378,8 +378,8 @@ void SourceEpisode::GetFileSize() {
 }
 
 void SourceEpisode::Repeat() {
-    // Repeats sleep for seconds, ten times for each short read; only a clock that runs fast has them. A digest
-    // that catches up beyond the end of the file makes a thousand short reads: hours on any clock.
+    // Repeats sleep for seconds, ten times for each short read; only a clock that runs fast has them. A
+    // digest that catches up beyond the end of the file makes a thousand short reads: hours on any clock.
     if (m_weather.IsRough() && !m_model.isDigested) {
         m_journal.Note("SetReadRepeat(1)");
         m_source->SetReadRepeat(1);
