@@ -20,7 +20,11 @@ using namespace vxcio::test;
 
 namespace {
 
+#ifdef __SANITIZE_THREAD__
+constexpr std::size_t kSpare = 768 << 10; // that sanitizer keeps records of each thread and counts them
+#else
 constexpr std::size_t kSpare = 256 << 10;
+#endif
 constexpr int kSources = 8;
 
 // Bytes of the heap that are in use, by all threads.
