@@ -1,5 +1,6 @@
 // Reading a cached file through a source, beside a bare loop of system calls and beside libavformat's reader,
 // all over the same file into the same buffer.
+#include "BenchFile.h"
 #include "module/VXCSoftCodecIO.h"
 
 #include <benchmark/benchmark.h>
@@ -8,56 +9,22 @@ extern "C" {
 #include <libavformat/avio.h>
 }
 
-#include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <memory>
-#include <string>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
 constexpr std::size_t kFileSize = std::size_t{1} << 30;
 constexpr std::size_t kLargestRead = std::size_t{1} << 20;
 
-// A file of 1 GiB beside the program, in the page cache; removed at the end.
-class CachedFile {
-public:
-    CachedFile() : m_name("bench-read.dat") {
-        std::vector<uint8> block(kLargestRead);
-        for (std::size_t i = 0; i < block.size(); ++i) {
-            block[i] = static_cast<uint8>(i * 31);
-        }
-        std::FILE* const file = std::fopen(m_name.c_str(), "wb");
-        bool good = file != nullptr;
-        for (std::size_t at = 0; good && at < kFileSize; at += block.size()) {
-            good = std::fwrite(block.data(), 1, block.size(), file) == block.size();
-        }
-        if (file == nullptr || std::fclose(file) != 0 || !good) {
-            std::perror(m_name.c_str());
-            std::exit(1);
-        }
-    }
-    ~CachedFile() { std::remove(m_name.c_str()); }
-    CachedFile(const CachedFile&) = delete;
-    CachedFile& operator=(const CachedFile&) = delete;
-
-    const char* Name() const { return m_name.c_str(); }
-    std::wstring Wide() const { return {m_name.begin(), m_name.end()}; }
-
-private:
-    std::string m_name;
-};
-
-const CachedFile& TheFile() {
-    static const CachedFile file;
+const bench::File& TheFile() {
+    static const bench::File file("bench-read.dat", kFileSize);
     return file;
 }
 
 uint8* TheBuffer() {
-    static uint8* const buffer = static_cast<uint8*>(std::aligned_alloc(4096, kLargestRead));
-    return buffer;
+    return bench::Buffer<kLargestRead>();
 }
 
 // Every read of the file from its start to its end counts as one iteration; the whole file is read again and

@@ -3,8 +3,8 @@
 // A hand-over is: signal the partner, wait for its answer. "Asleep" lets the partner sleep for 10 ms before
 // each one and times the hand-over alone; its figures on a busy machine are best read from the counter
 // median_ns.
+#include "BareFutex.h"
 #include "frame/SystemLayer.h"
-#include "sysu/posix/Futex.h"
 #include "sysu/posix/SpinScore.h"
 
 #include <benchmark/benchmark.h>
@@ -16,6 +16,7 @@
 #include <vector>
 
 using namespace vxcio::sysu;
+using bench::BareFutex;
 
 namespace {
 
@@ -35,23 +36,6 @@ public:
 
 private:
     void* m_handle;
-};
-
-// The least that can sleep: every signal is a system call, and so is every wait for one to come.
-class BareFutex {
-public:
-    void Set() {
-        m_word.store(1);
-        FutexWakeOne(&m_word);
-    }
-    void Wait() {
-        while (m_word.exchange(0) == 0) {
-            FutexWait(m_word, 0, kNoDeadline);
-        }
-    }
-
-private:
-    alignas(64) std::atomic<uint32> m_word{0};
 };
 
 // The fastest there is, for as long as both have a core.

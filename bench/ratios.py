@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 """Puts the results of one benchmark run side by side.
 
-Reads the JSON of Google Benchmark with repetitions from the files named, or from standard input. Names have
-the form WORK/WHO[/SIZE]; for each work and size the entry of "library" is compared with each other one:
-median times, and the ratio of speeds, above 1 where the library is faster.
+ratios.py [--files [FILE...]]   reads the JSON of Google Benchmark with repetitions from the files named, or
+without --files from standard input; without any file the head of the table is all it prints.
+
+Names have the form WORK/WHO[/SIZE]; for each work and size the entry of "library" is compared with each other
+one: median times, and the ratio of speeds, above 1 where the library is faster.
 """
 import json
 import statistics
@@ -38,8 +40,18 @@ def size_name(size):
     return size
 
 
+def time_text(nanoseconds):
+    for unit, name in ((1e6, "ms"), (1e4, "µs")):
+        if nanoseconds >= unit:
+            return f"{nanoseconds / (1e6 if name == 'ms' else 1e3):,.1f} {name}"
+    return f"{nanoseconds:,.1f} ns"
+
+
 def main():
-    documents = [json.load(open(name, encoding="utf-8")) for name in sys.argv[1:]] or [json.load(sys.stdin)]
+    if sys.argv[1:2] == ["--files"]:
+        documents = [json.load(open(name, encoding="utf-8")) for name in sys.argv[2:]]
+    else:
+        documents = [json.load(sys.stdin)]
     print("| work | library, median | peer | its median | speed of the library, peer = 1 |")
     print("|---|---|---|---|---|")
     for (work, size), entries in collect(documents).items():
@@ -51,7 +63,7 @@ def main():
             if who == "library":
                 continue
             mine, peer = statistics.median(own), statistics.median(times)
-            print(f"| {label} | {mine:,.1f} ns | {who} | {peer:,.1f} ns | {peer / mine:.3f} |")
+            print(f"| {label} | {time_text(mine)} | {who} | {time_text(peer)} | {peer / mine:.3f} |")
 
 
 if __name__ == "__main__":

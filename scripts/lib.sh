@@ -10,7 +10,7 @@ ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)"
     BUILD_PACKAGES=(g++ cmake ninja-build ccache libcli11-dev nlohmann-json3-dev libsimpleini-dev)
     RUN_PACKAGES=(ffmpeg)
     TEST_PACKAGES=(clang clang-format python3 libgtest-dev libgmock-dev libssl-dev openssl shellcheck e2fsprogs binutils)
-    BENCH_PACKAGES=(pkg-config python3 libbenchmark-dev libssl-dev libavformat-dev libavutil-dev)
+    BENCH_PACKAGES=(pkg-config python3 libbenchmark-dev libssl-dev libavformat-dev libavutil-dev fio)
 }
 
 die() {
