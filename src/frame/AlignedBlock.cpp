@@ -49,4 +49,29 @@ void AlignedFree(uint8* block) noexcept {
     std::free(block - stored);
 }
 
+bool AlignedBuffer::MakeParts(AlignedBuffer* parts, std::size_t count, std::size_t size,
+                              std::size_t alignment) noexcept {
+    const std::size_t stride = (size + alignment - 1) / alignment * alignment;
+    if (stride < size || (stride != 0 && count > SIZE_MAX / stride)) {
+        return false;
+    }
+    std::shared_ptr<uint8> whole;
+    try {
+        whole.reset(AlignedAlloc(count * stride, alignment), AlignedFree);
+    } catch (...) {
+        return false; // it has been freed
+    }
+    if (!whole) {
+        return false;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        AlignedBuffer part;
+        part.m_block = whole.get() + i * stride;
+        part.m_size = size;
+        part.m_whole = whole;
+        parts[i] = std::move(part);
+    }
+    return true;
+}
+
 } // namespace vxcio

@@ -11,6 +11,7 @@
 #include "frame/Types.h"
 
 #include <cstddef>
+#include <memory>
 #include <utility>
 
 namespace vxcio {
@@ -22,8 +23,8 @@ uint8* AlignedAlloc(std::size_t size, std::size_t alignment) noexcept;
 // Null is ignored.
 void AlignedFree(uint8* block) noexcept;
 
-// Owns an aligned block and knows its size. Moved with the request that fills it, so that memory which a
-// stuck thread may still write to belongs to that thread alone.
+// Owns an aligned block, or a part of one, and knows its size. Moved with the request that fills it, so that
+// memory which a stuck thread may still write to belongs to that thread alone.
 class AlignedBuffer {
 public:
     AlignedBuffer() noexcept = default;
@@ -31,14 +32,25 @@ public:
     AlignedBuffer(std::size_t size, std::size_t alignment) noexcept
         : m_block(AlignedAlloc(size, alignment)), m_size(m_block == nullptr ? 0 : size) {}
     AlignedBuffer(AlignedBuffer&& other) noexcept
-        : m_block(std::exchange(other.m_block, nullptr)), m_size(std::exchange(other.m_size, 0)) {}
+        : m_block(std::exchange(other.m_block, nullptr)), m_size(std::exchange(other.m_size, 0)),
+          m_whole(std::move(other.m_whole)) {}
     AlignedBuffer& operator=(AlignedBuffer&& other) noexcept {
         AlignedBuffer taken(std::move(other));
         std::swap(m_block, taken.m_block);
         std::swap(m_size, taken.m_size);
+        std::swap(m_whole, taken.m_whole);
         return *this;
     }
-    ~AlignedBuffer() { AlignedFree(m_block); }
+    ~AlignedBuffer() {
+        if (!m_whole) {
+            AlignedFree(m_block);
+        }
+    }
+
+    // Makes each of `count` buffers an aligned part of one block, which goes with the last of them. The
+    // alignment is not 0. False when memory lacks; the buffers stay as they are then.
+    static bool MakeParts(AlignedBuffer* parts, std::size_t count, std::size_t size,
+                          std::size_t alignment) noexcept;
 
     explicit operator bool() const noexcept { return m_block != nullptr; }
     uint8* Data() const noexcept { return m_block; }
@@ -48,6 +60,7 @@ public:
 private:
     uint8* m_block = nullptr;
     std::size_t m_size = 0;
+    std::shared_ptr<uint8> m_whole; // of a part
 };
 
 } // namespace vxcio

@@ -61,7 +61,8 @@ bool CFileSource::ShapeOfRing(int bufferBytes, int minimumBytes, RingShape& shap
     if (size > 0xFFFFFFFFu) {
         return false;
     }
-    shape = {static_cast<uint32>(size), m_dwReadBlockSize, m_dwSectorSize, m_bKeepWindow != 0};
+    shape = {static_cast<uint32>(size), m_dwReadBlockSize, m_dwSectorSize, m_bKeepWindow != 0,
+             m_pTwoHandle != nullptr};
     return true;
 }
 

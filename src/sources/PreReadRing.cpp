@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 namespace vxcio {
 
@@ -33,20 +34,37 @@ std::unique_ptr<PreReadRing> PreReadRing::Start(RingFeed& feed, const RingShape&
 
 bool PreReadRing::MakeBlocks() noexcept {
     m_pBlocks.reset(new (std::nothrow) SReadBlock[m_nBlocks]);
-    if (!m_pBlocks) {
+    if (!m_pBlocks || !MakeMemory()) {
         return false;
     }
     for (uint32 i = 0; i < m_nBlocks; ++i) {
         SReadBlock& block = m_pBlocks[i];
         block.pNext = &m_pBlocks[i + 1 == m_nBlocks ? 0 : i + 1];
-        block.data = AlignedBuffer(m_shape.blockSize, kRingAlignment);
-        if (!block.data || !block.hFilled.Create(RingEventKind::ManualReset) ||
+        if (!block.hFilled.Create(RingEventKind::ManualReset) ||
             !block.hFree.Create(RingEventKind::AutoReset)) {
             return false;
         }
     }
     m_pReadBlock = &m_pBlocks[0];
     m_pFillBlock = &m_pBlocks[0];
+    return true;
+}
+
+// One block of memory for the whole ring, unless the feed keeps some of it for as long as it likes.
+bool PreReadRing::MakeMemory() noexcept {
+    const std::unique_ptr<AlignedBuffer[]> parts(new (std::nothrow) AlignedBuffer[m_nBlocks]);
+    if (!parts || (!m_shape.feedKeepsMemory &&
+                   !AlignedBuffer::MakeParts(parts.get(), m_nBlocks, m_shape.blockSize, kRingAlignment))) {
+        return false;
+    }
+    for (uint32 i = 0; i < m_nBlocks; ++i) {
+        SReadBlock& block = m_pBlocks[i];
+        block.data =
+            m_shape.feedKeepsMemory ? AlignedBuffer(m_shape.blockSize, kRingAlignment) : std::move(parts[i]);
+        if (!block.data) {
+            return false;
+        }
+    }
     return true;
 }
 

@@ -63,6 +63,8 @@ struct RingShape {
     uint32 blockSize;
     uint32 sectorSize; // what positions of the file are rounded down to
     bool keepWindow;   // the reader may go back inside the ring
+    // A fill may keep the memory of a block and give other memory for it, so each block has its own.
+    bool feedKeepsMemory = false;
 };
 
 // One node of the ring. It belongs to the thread from its hFree on and to the reader from its hFilled on.
@@ -140,6 +142,7 @@ private:
 
     PreReadRing(RingFeed& feed, const RingShape& shape, const void* owner) noexcept;
     bool MakeBlocks() noexcept;
+    bool MakeMemory() noexcept;
     bool MakeEvents() noexcept;
     bool StartThread() noexcept;
     uint32 RunThread() noexcept;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 using namespace vxcio;
 
@@ -94,4 +95,55 @@ TEST(AlignedBlockTest, ASizeThatDoesNotFitIsRefused) {
 TEST(AlignedBlockTest, FreeingNothingIsAllowed) {
     AlignedFree(nullptr);
     SUCCEED();
+}
+
+TEST(AlignedBufferTest, MovesWithItsSize) {
+    AlignedBuffer buffer(1000, 512);
+    uint8* const data = buffer.Data();
+    AlignedBuffer taken(std::move(buffer));
+    EXPECT_FALSE(buffer); // NOLINT(bugprone-use-after-move): a moved one is empty
+    EXPECT_EQ(buffer.Size(), 0u);
+    EXPECT_EQ(taken.Data(), data);
+    EXPECT_EQ(taken.Size(), 1000u);
+    taken.Reset();
+    EXPECT_FALSE(taken);
+}
+
+TEST(AlignedBufferTest, IsEmptyWhereMemoryLacks) {
+    const AlignedBuffer buffer(SIZE_MAX, 512);
+    EXPECT_FALSE(buffer);
+    EXPECT_EQ(buffer.Size(), 0u);
+}
+
+TEST(AlignedBufferTest, PartsLieSideBySideEachAligned) {
+    AlignedBuffer parts[3];
+    ASSERT_TRUE(AlignedBuffer::MakeParts(parts, 3, 1000, 512));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(parts[i].Size(), 1000u);
+        EXPECT_EQ(AddressOf(parts[i].Data()) % 512, 0u);
+        EXPECT_EQ(parts[i].Data(), parts[0].Data() + i * 1024);
+    }
+}
+
+TEST(AlignedBufferTest, PartsLiveUntilTheLastOfThemGoes) {
+    AlignedBuffer last;
+    {
+        AlignedBuffer parts[2];
+        ASSERT_TRUE(AlignedBuffer::MakeParts(parts, 2, 100, 16));
+        last = std::move(parts[1]);
+        parts[0] = AlignedBuffer(50, 16); // another takes the place of a part
+    }
+    std::memset(last.Data(), 0xFF, last.Size()); // the sanitizer would tell
+    EXPECT_EQ(last.Data()[99], 0xFF);
+}
+
+TEST(AlignedBufferTest, PartsThatDoNotFitLeaveTheBuffersAsTheyAre) {
+    AlignedBuffer parts[2];
+    parts[0] = AlignedBuffer(10, 16);
+    uint8* const data = parts[0].Data();
+    EXPECT_FALSE(AlignedBuffer::MakeParts(parts, 2, SIZE_MAX - 2, 512));
+    EXPECT_FALSE(AlignedBuffer::MakeParts(parts, 2, SIZE_MAX / 2 - 1000, 512));
+    EXPECT_FALSE(AlignedBuffer::MakeParts(parts, SIZE_MAX / 512, 1024, 512));
+    EXPECT_EQ(parts[0].Data(), data);
+    EXPECT_FALSE(parts[1]);
 }
