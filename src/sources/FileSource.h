@@ -69,6 +69,7 @@ private:
     uint32 ReadWholeFile(uint8* buffer, uint32 bytes);
     uint32 ReadOneFile(uint8* buffer, uint32 bytes);
     uint32 ReadTwoFiles(uint8* buffer, uint32 bytes);
+    bool TakeFromCopies(uint8* buffer, uint32 bytes, uint32& count);
     // The same into a block that makes no copy: the memory in it afterwards may be other memory than before,
     // or none where nothing came. Only with two copies; takes m_FileMutex.
     uint32 ReadTwoFilesInto(vxcio::AlignedBuffer& block, uint32 bytes);

@@ -119,10 +119,10 @@ bool CFileSource::IsAligned(uint32 bytes) const noexcept {
     return !IsUnbuffered() || (pos % m_dwSectorSize == 0 && bytes % m_dwSectorSize == 0);
 }
 
-uint32 CFileSource::ReadTwoFiles(uint8* buffer, uint32 bytes) {
-    if (!m_pTwoHandle) {
-        return 0;
-    }
+// Reads at the position, which stays, widened to whole sectors where it must be. False when no copy could be
+// asked.
+bool CFileSource::TakeFromCopies(uint8* buffer, uint32 bytes, uint32& count) {
+    count = 0;
     const auto pos = static_cast<uint64>(m_qwFilePos.load(std::memory_order_relaxed));
     const bool widened = !IsAligned(bytes);
     const uint32 s = m_dwSectorSize;
@@ -131,8 +131,8 @@ uint32 CFileSource::ReadTwoFiles(uint8* buffer, uint32 bytes) {
     if (widened) {
         want = (want + s - 1) / s * s;
     }
-    if (want > 0xFFFFFFFFu) {
-        return 0;
+    if (!m_pTwoHandle || want > 0xFFFFFFFFu) {
+        return false;
     }
     if (m_pAlignBuffer.Size() < want) {
         // In whole MiB, and kept, so that a stream of like reads does not allocate.
@@ -142,39 +142,45 @@ uint32 CFileSource::ReadTwoFiles(uint8* buffer, uint32 bytes) {
     }
     uint32 got = 0;
     if (!m_pTwoHandle->Read(pos - head, static_cast<uint32>(want), bytes, m_pAlignBuffer, &got)) {
-        return 0;
+        return false;
     }
-    const uint32 count = got > head ? std::min(got - head, bytes) : 0;
+    count = got > head ? std::min(got - head, bytes) : 0;
     if (count > 0) {
         std::memcpy(buffer, m_pAlignBuffer.Data() + head, count);
     }
-    if (!widened) {
-        m_qwFilePos.fetch_add(count, std::memory_order_relaxed);
-        return count;
-    }
-    // Such a read always reports its full size, as callers of unbuffered reads are used to. What did not
-    // come is no one's old memory.
-    if (count < bytes) {
-        std::memset(buffer + count, 0, bytes - count);
-    }
-    m_qwFilePos.fetch_add(bytes, std::memory_order_relaxed);
-    return bytes;
+    return true;
 }
 
-uint32 CFileSource::ReadTwoFilesInto(AlignedBuffer& block, uint32 bytes) {
-    const std::lock_guard lock(m_FileMutex);
-    if (!m_pTwoHandle) {
+uint32 CFileSource::ReadTwoFiles(uint8* buffer, uint32 bytes) {
+    uint32 count = 0;
+    if (!TakeFromCopies(buffer, bytes, count)) {
         return 0;
     }
+    if (count < bytes && !IsAligned(bytes)) {
+        // A widened read always reports its full size, as callers of unbuffered reads are used to. What did
+        // not come is no one's old memory.
+        std::memset(buffer + count, 0, bytes - count);
+        count = bytes;
+    }
+    m_qwFilePos.fetch_add(count, std::memory_order_relaxed);
+    return count;
+}
+
+// A ring is told what came, also of a widened read: it takes a short block for the end of the file.
+uint32 CFileSource::ReadTwoFilesInto(AlignedBuffer& block, uint32 bytes) {
+    const std::lock_guard lock(m_FileMutex);
+    uint32 count = 0;
     if (!IsAligned(bytes)) {
         if (block.Size() < bytes) {
             block = AlignedBuffer(bytes, kAlignment);
         }
-        return block.Size() < bytes ? 0 : ReadTwoFiles(block.Data(), bytes);
+        if (block.Size() >= bytes) {
+            TakeFromCopies(block.Data(), bytes, count);
+        }
+    } else if (m_pTwoHandle) {
+        const auto pos = static_cast<uint64>(m_qwFilePos.load(std::memory_order_relaxed));
+        m_pTwoHandle->Read(pos, bytes, bytes, block, &count);
     }
-    const auto pos = static_cast<uint64>(m_qwFilePos.load(std::memory_order_relaxed));
-    uint32 got = 0;
-    m_pTwoHandle->Read(pos, bytes, bytes, block, &got);
-    m_qwFilePos.fetch_add(got, std::memory_order_relaxed);
-    return got;
+    m_qwFilePos.fetch_add(count, std::memory_order_relaxed);
+    return count;
 }

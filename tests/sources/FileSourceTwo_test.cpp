@@ -151,6 +151,19 @@ TEST_F(FileSourceTwoTest, UnbufferedReadAheadAgreesWithTheFile) {
     EXPECT_EQ(Read(kSize), content);
 }
 
+TEST_F(FileSourceTwoTest, TheRingIsToldWhatCameAlsoOfAReadThatHadToBeWidened) {
+    ASSERT_EQ(Open(VXC_FILE_FLAG_NO_BUFFERING), VXC_STATUS_OK);
+    AlignedBuffer block(1024, 512);
+    source.Seek(9728, 1);
+    EXPECT_EQ(Two::ReadInto(source, block, 1024), 272U);
+    EXPECT_EQ(Inspector::FilePos(source), 10000);
+    EXPECT_EQ(Two::ReadInto(source, block, 1024), 0U); // in mid-sector now, and at the end
+    EXPECT_EQ(Inspector::FilePos(source), 10000);
+    source.Seek(700, 1);
+    EXPECT_EQ(Two::ReadInto(source, block, 1024), 1024U);
+    EXPECT_TRUE(std::equal(block.Data(), block.Data() + 1024, content.begin() + 700));
+}
+
 TEST_F(FileSourceTwoTest, TheWholeFileIsLoadedFromTheFirstCopyOnceItIsIdle) {
     Gate gate;
     std::future<void> load;
