@@ -52,16 +52,6 @@ SCreateFile* SCreateFile::Make(const wchar_t* plainName) noexcept {
     return record;
 }
 
-void SCreateFile::AddReference() noexcept {
-    m_nReferences.fetch_add(1, std::memory_order_relaxed);
-}
-
-void SCreateFile::Release() noexcept {
-    if (m_nReferences.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        delete this;
-    }
-}
-
 uint32 OpenFailureStatus(uint32 desiredAccess) noexcept {
     return VXC_STATUS_OPEN_READ | ((desiredAccess >> 28) & 4u);
 }

@@ -2,14 +2,18 @@
 //
 // The record is what a worker thread shares with its caller, so it owns all it needs: the name, the
 // arguments, its own copy of a host's table. It is held by reference count; the last holder frees it. The
-// file itself is closed only by Close.
+// file itself is closed by its handle alone, never with the record.
+//
+// Name, arguments and table do not change once the open began. hFile is written by whoever opens and read
+// only after that has ended. The fields of the caller's side are touched by the caller's thread alone.
 #pragma once
 
 #include "filehandle/CallerFileFunctions.h"
+#include "filehandle/Counted.h"
+#include "frame/AlignedBlock.h"
 #include "frame/PlatformTypes.h"
 #include "frame/Types.h"
 
-#include <atomic>
 #include <string>
 
 namespace vxcio {
@@ -29,7 +33,7 @@ ErrorText LastErrorText() noexcept;
 // VXC_STATUS_OPEN_WRITE for write access, also with read access, else VXC_STATUS_OPEN_READ.
 uint32 OpenFailureStatus(uint32 desiredAccess) noexcept;
 
-struct SCreateFile {
+struct SCreateFile : Counted<SCreateFile> {
     void* hFile = VXC_INVALID_HANDLE;
     std::wstring szFileName; // plain name; its first character names the drive
     uint32 dwDesiredAccess = 0;
@@ -38,14 +42,19 @@ struct SCreateFile {
     uint32 dwCreationDisposition = 0;
     uint32 dwFlagsAndAttributes = 0; // without VXC_FILE_FLAG_KEEP_WINDOW
     void* hTemplateFile = nullptr;
-    uint64 qwPosition = kUnknownPosition; // file position as far as known
     bool hasCallbacks = false;
     IOCallbackSet callbacks = {}; // own copy, when hasCallbacks
 
+    // The caller's side.
+    uint64 qwPosition = kUnknownPosition; // file position as far as known
+    uint32 dwStatus = 0;                  // of the last operation of a worker
+    AlignedBuffer transferBuffer;         // carries data between caller and worker; goes with each request
+
     // A record held once; null when memory lacks.
     static SCreateFile* Make(const wchar_t* plainName) noexcept;
-    void AddReference() noexcept;
-    void Release() noexcept;
+
+    // What the fault table knows the disk by.
+    wchar_t Drive() const noexcept { return szFileName.c_str()[0]; }
 
     // Opens the file and gives 0 or OpenFailureStatus of its access; hFile is VXC_INVALID_HANDLE after a
     // failure.
@@ -71,12 +80,11 @@ struct SCreateFile {
     void CloseByCallbacks() noexcept;
 
 private:
+    friend class Counted<SCreateFile>;
     SCreateFile() = default;
     ~SCreateFile() = default;
     // Logs an error number that a host's function gave; `format` holds one %s for its text.
     void LogCallbackError(const wchar_t* format, uint32 errorNumber) const noexcept;
-
-    std::atomic<uint32> m_nReferences{1};
 };
 
 } // namespace vxcio

@@ -57,24 +57,26 @@ uint32 CQLSoftFileHandle::CreateFile(const wchar_t* fileName, uint32 dwDesiredAc
     }
     if (bFileHandle_Thread_Mode != 0) {
         LogTrace(L"CQLSoftFileHandle::CreateFile(%s) is Double Thread Mode", plainName.c_str());
-        return VXC_STATUS_NOT_AVAILABLE;
     }
 
-    SCreateFile* const record = SCreateFile::Make(plainName.c_str());
+    SCreateFile* const record =
+        NewRecord(plainName.c_str(), dwDesiredAccess, dwShareMode, lpSecurityAttributes,
+                  dwCreationDisposition, dwFlagsAndAttributes, hTemplateFile);
     if (record == nullptr) {
         return OpenFailureStatus(dwDesiredAccess);
     }
     m_pSCreateFile = record;
-    record->dwDesiredAccess = dwDesiredAccess;
-    record->dwShareMode = dwShareMode;
-    record->lpSecurityAttributes = static_cast<VXC_SECURITY_ATTRIBUTES*>(lpSecurityAttributes);
-    record->dwCreationDisposition = dwCreationDisposition;
-    record->dwFlagsAndAttributes = dwFlagsAndAttributes & ~VXC_FILE_FLAG_KEEP_WINDOW;
-    record->hTemplateFile = hTemplateFile;
-
-    const uint32 opened = TakeCallbacks(*record, table) ? record->Open() : OpenFailureStatus(dwDesiredAccess);
-    if (opened != VXC_STATUS_OK) {
-        m_nStatus = opened; // a success leaves what an earlier use left
+    const bool tableIsGood = TakeCallbacks(*record, table);
+    if (bFileHandle_Thread_Mode != 0) {
+        const uint32 lacking = CreateByWorker(tableIsGood);
+        if (lacking != VXC_STATUS_OK) {
+            return lacking;
+        }
+    } else {
+        const uint32 opened = tableIsGood ? record->Open() : OpenFailureStatus(dwDesiredAccess);
+        if (opened != VXC_STATUS_OK) {
+            m_nStatus = opened; // a success leaves what an earlier use left
+        }
     }
 
     m_qwBitrateBytes = 0;
@@ -88,25 +90,39 @@ uint32 CQLSoftFileHandle::CreateFile(const wchar_t* fileName, uint32 dwDesiredAc
     return m_nStatus;
 }
 
-bool CQLSoftFileHandle::ReadOnce(void* buffer, uint32 bytes, uint32* done,
-                                 _VXC_OVERLAPPED* overlapped) noexcept {
+SCreateFile* CQLSoftFileHandle::NewRecord(const wchar_t* plainName, uint32 dwDesiredAccess,
+                                          uint32 dwShareMode, void* lpSecurityAttributes,
+                                          uint32 dwCreationDisposition, uint32 dwFlagsAndAttributes,
+                                          void* hTemplateFile) noexcept {
+    SCreateFile* const record = SCreateFile::Make(plainName);
+    if (record != nullptr) {
+        record->dwDesiredAccess = dwDesiredAccess;
+        record->dwShareMode = dwShareMode;
+        record->lpSecurityAttributes = static_cast<VXC_SECURITY_ATTRIBUTES*>(lpSecurityAttributes);
+        record->dwCreationDisposition = dwCreationDisposition;
+        record->dwFlagsAndAttributes = dwFlagsAndAttributes & ~VXC_FILE_FLAG_KEEP_WINDOW;
+        record->hTemplateFile = hTemplateFile;
+    }
+    return record;
+}
+
+void CQLSoftFileHandle::ReadOnce(const ReadTarget& target, uint32 bytes, uint32* done) noexcept {
     SCreateFile& record = *m_pSCreateFile;
-    if (record.Read(buffer, bytes, done, overlapped)) {
+    void* const buffer = target.block == nullptr ? target.buffer : target.block->Data();
+    if (record.Read(buffer, bytes, done, target.overlapped)) {
         if (record.qwPosition != kUnknownPosition) {
             record.qwPosition += *done;
         }
-        return true;
+        return;
     }
     const ErrorText error = LastErrorText();
     LogError(L"ReadFile(nNumberOfBytes=%d) error, FileName is[%s], Description is[%s], lpBuffer is[0x%x]",
              bytes, record.szFileName.c_str(), static_cast<const wchar_t*>(error.text), Low32(buffer));
     m_nStatus = VXC_STATUS_READ;
     record.qwPosition = kUnknownPosition;
-    return false;
 }
 
-uint32 CQLSoftFileHandle::ReadFile(void* buffer, uint32 bytes, uint32* bytesRead,
-                                   _VXC_OVERLAPPED* overlapped) noexcept {
+uint32 CQLSoftFileHandle::ReadInto(const ReadTarget& target, uint32 bytes, uint32* bytesRead) noexcept {
     const bool measured = IsBitrateInfoOn();
     uint32 started = 0;
     if (measured) {
@@ -115,9 +131,9 @@ uint32 CQLSoftFileHandle::ReadFile(void* buffer, uint32 bytes, uint32* bytesRead
             m_qwBitrateStart = started;
         }
     }
-    if (bytesRead != nullptr) {
-        *bytesRead = 0;
-    }
+    uint32 ignored = 0;
+    uint32& done = bytesRead == nullptr ? ignored : *bytesRead;
+    done = 0;
     if (m_nStatus == VXC_STATUS_TIME_OUT) {
         return m_nStatus;
     }
@@ -127,13 +143,24 @@ uint32 CQLSoftFileHandle::ReadFile(void* buffer, uint32 bytes, uint32* bytesRead
     if (bytes == 0) {
         return m_nStatus;
     }
+    if (target.block != nullptr && target.block->Size() < bytes) {
+        return VXC_STATUS_READ; // memory that lacked
+    }
+    const bool threaded = bFileHandle_Thread_Mode != 0;
     const bool repeat = m_bReadRepeat != 0; // turned on later, it has no position to go back to
     const uint64 position = repeat ? static_cast<uint64>(SetFilePointer(0, VXC_FILE_CURRENT)) : 0;
     for (uint32 repeats = 0;; ++repeats) {
-        uint32 done = 0;
-        ReadOnce(buffer, bytes, &done, overlapped);
-        if (bytesRead != nullptr) {
-            *bytesRead = done;
+        // A read under way is waited for again; but none is begun behind a seek that hangs.
+        if (threaded && m_nStatus == VXC_STATUS_TIME_OUT && !m_readWorker.IsUnderWay()) {
+            done = 0;
+            break;
+        }
+        done = 0;
+        if (threaded) {
+            const bool isLast = !repeat || m_bReadRepeat == 0 || repeats == kReadRepeats;
+            ReadByWorker(target, bytes, isLast, &done);
+        } else {
+            ReadOnce(target, bytes, &done);
         }
         if (done == bytes || !repeat || m_bReadRepeat == 0 || repeats == kReadRepeats) {
             break;
@@ -142,14 +169,22 @@ uint32 CQLSoftFileHandle::ReadFile(void* buffer, uint32 bytes, uint32* bytesRead
         SetFilePointer(position, VXC_FILE_BEGIN);
         VXCMSGW(kModuleName, L"CQLSoftFileHandle::ReadFile() Repeat!\n");
     }
+    if (m_readWorker.IsUnderWay()) {
+        m_readWorker.Abandon(); // the repeat was turned off during the last wait
+    }
     if (measured) {
         LogBitrate(bytes, started);
     }
     return m_nStatus;
 }
 
+uint32 CQLSoftFileHandle::ReadFile(void* buffer, uint32 bytes, uint32* bytesRead,
+                                   _VXC_OVERLAPPED* overlapped) noexcept {
+    return ReadInto({buffer, nullptr, overlapped}, bytes, bytesRead);
+}
+
 uint32 CQLSoftFileHandle::ReadBlock(AlignedBuffer& block, uint32 bytes, uint32* bytesRead) noexcept {
-    return ReadFile(block.Data(), bytes, bytesRead, nullptr);
+    return ReadInto({nullptr, &block, nullptr}, bytes, bytesRead);
 }
 
 void CQLSoftFileHandle::LogBitrate(uint32 requested, uint32 started) noexcept {
@@ -184,6 +219,10 @@ uint32 CQLSoftFileHandle::WriteFile(const void* buffer, uint32 bytes, uint32* by
     if (bytes == 0) {
         return VXC_STATUS_OK;
     }
+    if (bFileHandle_Thread_Mode != 0) {
+        WriteByWorker(buffer, bytes, &done);
+        return m_nStatus;
+    }
     SCreateFile& record = *m_pSCreateFile;
     const bool written = record.Write(buffer, bytes, &done, overlapped);
     if (written && done == bytes) {
@@ -203,6 +242,9 @@ uint32 CQLSoftFileHandle::WriteFile(const void* buffer, uint32 bytes, uint32* by
 int64 CQLSoftFileHandle::SetFilePointer(uint64 position, uint32 method) noexcept {
     if (m_nStatus == VXC_STATUS_TIME_OUT || m_pSCreateFile == nullptr) {
         return -1;
+    }
+    if (bFileHandle_Thread_Mode != 0) {
+        return SeekByWorker(position, method);
     }
     SCreateFile& record = *m_pSCreateFile;
     // A seek to 0 always reaches the system, and a host always hears of every seek.
@@ -228,6 +270,10 @@ void CQLSoftFileHandle::SetEndofFile() noexcept {
     if (m_nStatus != VXC_STATUS_OK || m_pSCreateFile == nullptr) {
         return;
     }
+    if (bFileHandle_Thread_Mode != 0) {
+        CutByWorker();
+        return;
+    }
     m_pSCreateFile->Cut();
     m_nStatus = VXC_STATUS_OK;
     m_pSCreateFile->qwPosition = kUnknownPosition;
@@ -237,13 +283,23 @@ uint64 CQLSoftFileHandle::GetFileSize() noexcept {
     if (m_nStatus != VXC_STATUS_OK || m_pSCreateFile == nullptr) {
         return 0;
     }
-    return m_pSCreateFile->Size();
+    return bFileHandle_Thread_Mode != 0 ? SizeByWorker() : m_pSCreateFile->Size();
 }
 
 uint32 CQLSoftFileHandle::CloseFileHandle() noexcept {
     if (m_pSCreateFile == nullptr) {
         return VXC_STATUS_OK;
     }
+    if (bFileHandle_Thread_Mode != 0) {
+        CloseByWorkers();
+    } else {
+        CloseDirectly();
+    }
+    m_pSCreateFile = nullptr;
+    return m_nStatus;
+}
+
+void CQLSoftFileHandle::CloseDirectly() noexcept {
     if (m_pSCreateFile->hasCallbacks) {
         m_pSCreateFile->CloseByCallbacks();
     } else {
@@ -254,9 +310,7 @@ uint32 CQLSoftFileHandle::CloseFileHandle() noexcept {
                  Low32(this));
     }
     m_pSCreateFile->Release();
-    m_pSCreateFile = nullptr;
     m_nStatus = VXC_STATUS_OK;
-    return m_nStatus;
 }
 
 uint32 CQLSoftFileHandle::SetRepeat(uint32 enable) noexcept {

@@ -8,8 +8,10 @@
 inline constexpr uint32 VXC_STATUS_OK = 0;
 inline constexpr uint32 VXC_STATUS_NOT_AVAILABLE = 0x80000002u; // operation not available, or no source
 inline constexpr uint32 VXC_STATUS_NO_FILE_IO = 0x80000005u;    // no CSoftDataIO was set
+inline constexpr uint32 VXC_STATUS_LIST = 0x80000009u;          // files could not be added to an open list
 inline constexpr uint32 VXC_STATUS_TIME_OUT = 0x8000000Du;      // time-out, or a disk known to be dead
 inline constexpr uint32 VXC_STATUS_OPEN_READ = 0x80000100u;     // file could not be opened for reading
+inline constexpr uint32 VXC_STATUS_EMPTY_FILE = 0x80000102u;    // one of two copies holds nothing
 inline constexpr uint32 VXC_STATUS_OPEN_WRITE = 0x80000104u;    // file could not be opened for writing
 inline constexpr uint32 VXC_STATUS_READ = 0x80000107u;          // read or seek error
 inline constexpr uint32 VXC_STATUS_WRITE = 0x80000108u;         // write error or short write

@@ -1,5 +1,6 @@
 // The factories of the public family, which know every kind of source and sink.
 #include "frame/SoftDataIO.h"
+#include "sources/DataSourceArray.h"
 #include "sources/PullDataSource.h"
 
 #include <new>
@@ -32,4 +33,8 @@ CQLSoftDataSink* CQLSoftDataSink::Construct(IOWordkMode /*mode*/) {
 
 CQLSoftDataSinkEx1* CQLSoftDataSinkEx1::Construct(IOWordkMode /*mode*/) {
     return nullptr;
+}
+
+CQLSoftDataSourceArray* ConstructDataSourceArray() {
+    return new (std::nothrow) CDataSourceArray;
 }

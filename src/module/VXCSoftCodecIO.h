@@ -13,3 +13,7 @@
 #include "frame/VXCString.h"
 #include "module/LibInfo.h"
 #include "sources/DiskProbes.h"
+#include "sources/GrowingArrays.h"
+#include "sources/MoreFileToOpen.h"
+#include "sources/PullDataSourceArray.h"
+#include "sources/SoftDataSourceArray.h"

@@ -133,6 +133,7 @@ uint32 CFileSource::CloseFile() {
     return VXC_STATUS_OK;
 }
 
+// Only sets flags, so it asks for no copy to be idle.
 uint32 CFileSource::SetReadRepeat(uint32 enable) {
     uint32 previous = 0;
     for (auto& file : m_pFile) {
@@ -148,7 +149,13 @@ int CFileSource::CanSeek() {
 }
 
 uint64 CFileSource::GetFileSize() {
-    const std::lock_guard lock(m_FileMutex);
+    // File1 may be with its reader for as long as its disk hangs. Then the size that is known has to do.
+    std::unique_lock lock(m_FileMutex, std::defer_lock);
+    if (m_bTwoHandle == 0) {
+        lock.lock();
+    } else if (!lock.try_lock() || !IsFile1Free(0)) {
+        return m_pInner->m_qwFileSize;
+    }
     for (auto& file : m_pFile) {
         if (file) {
             m_pInner->m_qwFileSize = file->GetFileSize();

@@ -20,7 +20,8 @@
 
 namespace vxcio {
 class MD5Check;
-struct FileSourceInspector; // a door for tests
+struct FileSourceInspector; // doors for tests
+struct FileSourceTwoInspector;
 } // namespace vxcio
 
 class CFileSource final : public CSoftDataSource, private vxcio::RingFeed {
@@ -51,6 +52,7 @@ public:
 
 private:
     friend struct vxcio::FileSourceInspector;
+    friend struct vxcio::FileSourceTwoInspector;
 
     // One read as the file will see it: widened to whole sectors where it must be.
     struct Request {
@@ -67,6 +69,13 @@ private:
     uint32 ReadWholeFile(uint8* buffer, uint32 bytes);
     uint32 ReadOneFile(uint8* buffer, uint32 bytes);
     uint32 ReadTwoFiles(uint8* buffer, uint32 bytes);
+    // The same into a block that makes no copy: the memory in it afterwards may be other memory than before,
+    // or none where nothing came. Only with two copies; takes m_FileMutex.
+    uint32 ReadTwoFilesInto(vxcio::AlignedBuffer& block, uint32 bytes);
+    bool IsAligned(uint32 bytes) const noexcept;
+    // Whether the calling thread may use File1: it waits at most so long for the reader that has it. Under
+    // m_FileMutex.
+    bool IsFile1Free(uint32 milliseconds) const;
     bool Plan(uint8* buffer, uint32 bytes, Request& request);
     bool GrowBounceBuffer(uint64 want);
     bool CatchUpMD5(vxcio::MD5Check& check, uint64 pos);
@@ -77,6 +86,8 @@ private:
     void OpenNames(const wchar_t* fileName, const wchar_t* secondFileName);
     uint32 OpenHandle(int which);
     uint32 OpenSecondFile(uint32 firstStatus);
+    uint64 SizeOfCopy(int which, uint32& status);
+    uint32 Decide(uint32 first, uint32 second);
     void LoadWholeFile();
     void LogClose(const wchar_t* step) const;
 

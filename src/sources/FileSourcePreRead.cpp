@@ -21,6 +21,9 @@ void CFileSource::SetFeedPosition(int64 position) noexcept {
 }
 
 uint32 CFileSource::Fill(AlignedBuffer& block, uint32 bytes) noexcept {
+    if (m_bTwoHandle != 0 && !m_pWholeFile) {
+        return ReadTwoFilesInto(block, bytes);
+    }
     return ReadFileWithTwoHandle(block.Data(), bytes);
 }
 

@@ -1,12 +1,203 @@
 // Two copies in CFileSource: opening the second one, and the reads that go to either.
 #include "sources/FileSource.h"
 
+#include "frame/InnerSoftDataIO.h"
+#include "frame/Log.h"
+#include "frame/ReadSetting.h"
+#include "frame/Status.h"
+#include "sources/DiskProbes.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <new>
+#include <utility>
+
 using namespace vxcio;
 
-uint32 CFileSource::OpenSecondFile(uint32 firstStatus) {
-    return firstStatus;
+namespace {
+
+constexpr uint32 kDefaultSectorSize = 512;
+constexpr uint32 kDefaultThreshold = 2000; // milliseconds
+constexpr uint64 kSizesMayDiffer = 4096;   // bytes
+constexpr std::size_t kAlignment = 4096;   // fits unbuffered transfer of every disk
+constexpr uint64 kMebibyte = 0x100000;
+
+// Handles that are dropped at open while an operation of theirs still hangs: freeing them would wait for it
+// once more. Kept in sight for the life of the process, and never many.
+struct DroppedHandle {
+    CQLSoftFileHandle* handle;
+    DroppedHandle* next;
+};
+constinit std::atomic<DroppedHandle*> g_dropped{nullptr};
+
+void Drop(std::unique_ptr<CQLSoftFileHandle> handle) noexcept {
+    // A read of nothing touches nothing and tells the status, where a time-out stays.
+    if (handle->ReadFile(nullptr, 0, nullptr, nullptr) != VXC_STATUS_TIME_OUT) {
+        return;
+    }
+    auto* const entry = new (std::nothrow) DroppedHandle{handle.release(), nullptr};
+    if (entry == nullptr) {
+        return; // out of sight, but no worse
+    }
+    entry->next = g_dropped.load(std::memory_order_relaxed);
+    while (!g_dropped.compare_exchange_weak(entry->next, entry, std::memory_order_release)) {
+    }
 }
 
-uint32 CFileSource::ReadTwoFiles(uint8* /*buffer*/, uint32 /*bytes*/) {
-    return 0;
+} // namespace
+
+// Asks for the size of a file that was opened; one that holds nothing counts as failed.
+uint64 CFileSource::SizeOfCopy(int which, uint32& status) {
+    if (status != VXC_STATUS_OK) {
+        return 0;
+    }
+    const uint64 size = m_pFile[which]->GetFileSize();
+    if (size == 0) {
+        LogTrace(L"this->0x%x:CFileSource: File Size of %s is Zero !!!\n", Low32(this),
+                 m_strFile[which].c_str());
+        status = VXC_STATUS_EMPTY_FILE;
+    }
+    return size;
+}
+
+uint32 CFileSource::OpenSecondFile(uint32 firstStatus) {
+    m_dwDoubleRdThreshold = kDefaultThreshold;
+    uint32 threshold = 0;
+    if (ReadSetting(L"DoubleRdThreshold", &threshold) != 0 && threshold != 0) {
+        m_dwDoubleRdThreshold = threshold;
+    }
+    const uint32 secondOpened = OpenHandle(1);
+    const uint32 secondSector =
+        secondOpened == VXC_STATUS_OK ? GetDiskSectorSize(m_strFile[1]) : kDefaultSectorSize;
+    m_dwSectorSize = std::max(m_dwSectorSize, secondSector);
+
+    uint32 first = firstStatus;
+    uint32 second = secondOpened;
+    const uint64 firstSize = SizeOfCopy(0, first);
+    m_pInner->m_qwFileSize = firstSize;
+    const uint64 secondSize = SizeOfCopy(1, second);
+    const uint64 difference = firstSize > secondSize ? firstSize - secondSize : secondSize - firstSize;
+    if (firstStatus == VXC_STATUS_OK && secondOpened == VXC_STATUS_OK && difference > kSizesMayDiffer) {
+        LogTrace(L"this->0x%x:CFileSource::OpenFile()--Two File Size not same, double file mode may be wrong",
+                 Low32(this));
+    }
+    return Decide(first, second);
+}
+
+// What becomes of the two copies once both were tried.
+uint32 CFileSource::Decide(uint32 first, uint32 second) {
+    const wchar_t* const name1 = m_strFile[0].c_str();
+    const wchar_t* const name2 = m_strFile[1].c_str();
+    if (first != VXC_STATUS_OK && second != VXC_STATUS_OK) {
+        // Both stay, and m_bTwoHandle too: CloseFile names both, reads give 0 as no reader is there.
+        LogTrace(L"this->0x%x:CFileSource: DoubleHandleMode OpenFile(File1:%s, File2:%s) all failed",
+                 Low32(this), name1, name2);
+        return first;
+    }
+    if (first != VXC_STATUS_OK) {
+        m_bTwoHandle = 0;
+        LogTrace(L"this->0x%x:CFileSource::OpenFile() two file but only one is OK: File1:%s(Error), "
+                 L"File2:%s(OK)",
+                 Low32(this), name1, name2);
+        if (m_pFile[0]) {
+            Drop(std::move(m_pFile[0]));
+        }
+        m_pFile[0] = std::move(m_pFile[1]);
+        m_strFile[0] = m_strFile[1];
+        return VXC_STATUS_OK;
+    }
+    if (second != VXC_STATUS_OK) {
+        // File2 stays, unused, until CloseFile.
+        m_bTwoHandle = 0;
+        LogTrace(L"this->0x%x:CFileSource::OpenFile() two file but only one is OK: File1:%s(OK), "
+                 L"File2:%s(error)",
+                 Low32(this), name1, name2);
+        return VXC_STATUS_OK;
+    }
+    LogTrace(L"this->0x%x:CFileSource: DoubleHandleMode OpenFile(File1:%s, File2:%s) Sucessed", Low32(this),
+             name1, name2);
+    const TwoCopies copies = {{m_pFile[0].get(), m_pFile[1].get()},
+                              {m_strFile[0], m_strFile[1]},
+                              m_dwFlags,
+                              m_dwDoubleRdThreshold,
+                              this};
+    m_pTwoHandle = TwoHandleReading::Start(copies, m_ReadRate);
+    if (!m_pTwoHandle) {
+        LogError(L"this->0x%x:CFileSource::OpenFile(): the readers of two copies could not be started",
+                 Low32(this));
+        return VXC_STATUS_OPEN_READ;
+    }
+    return VXC_STATUS_OK;
+}
+
+bool CFileSource::IsFile1Free(uint32 milliseconds) const {
+    return !m_pTwoHandle || m_pTwoHandle->WaitForIdle(0, milliseconds);
+}
+
+// Whether a read of `bytes` at the position must be widened: the caller's memory does not matter, as no
+// copy is read into it.
+bool CFileSource::IsAligned(uint32 bytes) const noexcept {
+    const auto pos = static_cast<uint64>(m_qwFilePos.load(std::memory_order_relaxed));
+    return !IsUnbuffered() || (pos % m_dwSectorSize == 0 && bytes % m_dwSectorSize == 0);
+}
+
+uint32 CFileSource::ReadTwoFiles(uint8* buffer, uint32 bytes) {
+    if (!m_pTwoHandle) {
+        return 0;
+    }
+    const auto pos = static_cast<uint64>(m_qwFilePos.load(std::memory_order_relaxed));
+    const bool widened = !IsAligned(bytes);
+    const uint32 s = m_dwSectorSize;
+    const uint32 head = widened ? static_cast<uint32>(pos % s) : 0;
+    uint64 want = uint64{bytes} + head;
+    if (widened) {
+        want = (want + s - 1) / s * s;
+    }
+    if (want > 0xFFFFFFFFu) {
+        return 0;
+    }
+    if (m_pAlignBuffer.Size() < want) {
+        // In whole MiB, and kept, so that a stream of like reads does not allocate.
+        const uint64 size = want > kMebibyte ? ((want >> 20) + 1) * kMebibyte : kMebibyte;
+        m_pAlignBuffer.Reset();
+        m_pAlignBuffer = AlignedBuffer(size, kAlignment);
+    }
+    uint32 got = 0;
+    if (!m_pTwoHandle->Read(pos - head, static_cast<uint32>(want), bytes, m_pAlignBuffer, &got)) {
+        return 0;
+    }
+    const uint32 count = got > head ? std::min(got - head, bytes) : 0;
+    if (count > 0) {
+        std::memcpy(buffer, m_pAlignBuffer.Data() + head, count);
+    }
+    if (!widened) {
+        m_qwFilePos.fetch_add(count, std::memory_order_relaxed);
+        return count;
+    }
+    // Such a read always reports its full size, as callers of unbuffered reads are used to. What did not
+    // come is no one's old memory.
+    if (count < bytes) {
+        std::memset(buffer + count, 0, bytes - count);
+    }
+    m_qwFilePos.fetch_add(bytes, std::memory_order_relaxed);
+    return bytes;
+}
+
+uint32 CFileSource::ReadTwoFilesInto(AlignedBuffer& block, uint32 bytes) {
+    const std::lock_guard lock(m_FileMutex);
+    if (!m_pTwoHandle) {
+        return 0;
+    }
+    if (!IsAligned(bytes)) {
+        if (block.Size() < bytes) {
+            block = AlignedBuffer(bytes, kAlignment);
+        }
+        return block.Size() < bytes ? 0 : ReadTwoFiles(block.Data(), bytes);
+    }
+    const auto pos = static_cast<uint64>(m_qwFilePos.load(std::memory_order_relaxed));
+    uint32 got = 0;
+    m_pTwoHandle->Read(pos, bytes, bytes, block, &got);
+    m_qwFilePos.fetch_add(got, std::memory_order_relaxed);
+    return got;
 }

@@ -1,7 +1,5 @@
 // Opening and closing a file handle, and what its status stops.
-#include "filehandle/HandleFixture.h"
-
-#include "frame/ModuleValues.h"
+#include "filehandle/ThreadFixture.h"
 
 #include <gmock/gmock.h>
 
@@ -15,25 +13,6 @@ namespace {
 
 using SoftFileHandleTest = HandleTest;
 using Inspector = SoftFileHandleInspector;
-
-// The time-outs of the module for one test.
-class TimeOuts {
-public:
-    TimeOuts(uint32 read, uint32 write) : m_read(ReadHandleTimeOut()), m_write(WriteHandleTimeOut()) {
-        Module().ReadHandleTimeOut = read;
-        Module().WriteHandleTimeOut = write;
-    }
-    ~TimeOuts() {
-        Module().ReadHandleTimeOut = m_read;
-        Module().WriteHandleTimeOut = m_write;
-    }
-    TimeOuts(const TimeOuts&) = delete;
-    TimeOuts& operator=(const TimeOuts&) = delete;
-
-private:
-    uint32 m_read;
-    uint32 m_write;
-};
 
 } // namespace
 
@@ -185,11 +164,11 @@ TEST_F(SoftFileHandleTest, WriteAccessWithAWriteTimeOutAsksForWorkers) {
     const TimeOuts scope(VXC_INFINITE, 5678);
     LogCapture log;
     CQLSoftFileHandle fresh;
-    EXPECT_EQ(OpenReadWrite(fresh, Clip()), VXC_STATUS_NOT_AVAILABLE);
+    EXPECT_EQ(OpenReadWrite(fresh, Clip()), VXC_STATUS_OK);
     EXPECT_EQ(log.Count(L"CQLSoftFileHandle::CreateFile(" + Clip() + L") is Double Thread Mode"), 1U);
     EXPECT_EQ(log.Lines().at(0).level, INFOTYPE_TRACE);
     EXPECT_EQ(Inspector::OpenWait(fresh), 5678U);
-    // Reading is not touched by it, and the object can be used on.
+    // Reading is not touched by it.
     EXPECT_EQ(OpenRead(fresh, Clip()), VXC_STATUS_OK);
     EXPECT_EQ(Inspector::OpenWait(fresh), VXC_INFINITE);
 }
@@ -198,13 +177,6 @@ TEST_F(SoftFileHandleTest, WriteAccessWithoutAWriteTimeOutStaysDirect) {
     const TimeOuts scope(5000, VXC_INFINITE);
     EXPECT_EQ(OpenReadWrite(handle, Clip()), VXC_STATUS_OK);
     EXPECT_EQ(Inspector::OpenWait(handle), 5000U);
-}
-
-TEST_F(SoftFileHandleTest, WorkersAskedForAreNotAvailable) {
-    FaultPlan plan;
-    EXPECT_EQ(handle.CreateFile(Clip().c_str(), VXC_GENERIC_READ, 3, nullptr, 3, 0, nullptr, 1),
-              VXC_STATUS_NOT_AVAILABLE);
-    EXPECT_EQ(plan.Calls(Op::VXC_CreateFileW), 0);
 }
 
 TEST_F(SoftFileHandleTest, ATimeOutStopsTransfersAndSeeksUntilTheClose) {

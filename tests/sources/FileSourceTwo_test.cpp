@@ -1,0 +1,114 @@
+// What else callers ask of a source with two copies while one of them is busy.
+#include "sources/TwoCopiesFixture.h"
+
+using namespace vxcio;
+using namespace vxcio::test;
+using ::testing::ElementsAre;
+using Inspector = FileSourceInspector;
+
+namespace {
+
+class FileSourceTwoTest : public TwoCopiesClockFixture {
+protected:
+    void MakeFirstBusy(Gate& gate) {
+        std::future<std::vector<uint8>> read;
+        HoldReads(gate, L"copy1");
+        read = ReadLater(100);
+        ASSERT_TRUE(gate.WaitUntilReached());
+        ASSERT_TRUE(PassWait(kThreshold));
+        ASSERT_EQ(read.get().size(), 100U);
+    }
+};
+
+} // namespace
+
+TEST_F(FileSourceTwoTest, TheSizeIsAskedOfTheFirstCopyWhenItIsIdle) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    folder.WritePattern("copy1", kSize + 1, kSeed);
+    EXPECT_EQ(source.GetFileSize(), kSize + 1);
+    EXPECT_EQ(Inspector::Inner(source).m_qwFileSize, kSize + 1);
+    EXPECT_EQ(plan.CallsOn(Op::VXC_GetFileSize, L"copy2"), 1); // at the open alone
+}
+
+TEST_F(FileSourceTwoTest, TheSizeIsTheOneThatIsKnownWhileTheFirstCopyIsBusy) {
+    Gate gate;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    MakeFirstBusy(gate);
+    folder.WritePattern("copy1", kSize + 1, kSeed);
+    const int asked = plan.Calls(Op::VXC_GetFileSize);
+    EXPECT_EQ(source.GetFileSize(), kSize);
+    EXPECT_EQ(source.Seek(-10, 2), int64{kSize} - 10);
+    EXPECT_EQ(plan.Calls(Op::VXC_GetFileSize), asked);
+    gate.Open();
+    ASSERT_TRUE(BecomesIdle(0));
+    EXPECT_EQ(source.GetFileSize(), kSize + 1);
+}
+
+TEST_F(FileSourceTwoTest, TheSizeDoesNotWaitForAReadInProgress) {
+    std::future<std::vector<uint8>> read;
+    Gate gate;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    HoldReads(gate, L"copy1");
+    read = ReadLater(100); // as the thread of read-ahead does
+    ASSERT_TRUE(gate.WaitUntilReached());
+    EXPECT_EQ(source.GetFileSize(), kSize);
+    EXPECT_FALSE(IsReady(read));
+    gate.Open();
+    EXPECT_EQ(read.get(), Bytes(0, 100));
+}
+
+TEST_F(FileSourceTwoTest, RepeatIsSetWhileACopyIsBusy) {
+    Gate gate;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    MakeFirstBusy(gate);
+    EXPECT_EQ(source.SetReadRepeat(3), 0U);
+    EXPECT_EQ(source.SetReadRepeat(0), 3U);
+}
+
+TEST_F(FileSourceTwoTest, TheDigestIsReadAtItsEndFromTheFirstCopy) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    source.EnableMD5_Check(0);
+    source.BeginMD5_Check(0);
+    EXPECT_EQ(Read(kSize), content);
+    EXPECT_EQ(Inspector::Inner(source).MD5State()->Position(), 0U); // nothing rode on the read
+    const int reads = plan.CallsOn(Op::VXC_ReadFile, L"copy1");
+    EXPECT_EQ(DigestOf(source), DigestOf(content));
+    EXPECT_GT(plan.CallsOn(Op::VXC_ReadFile, L"copy1"), reads);
+    EXPECT_EQ(plan.CallsOn(Op::VXC_ReadFile, L"copy2"), 0);
+    EXPECT_EQ(Read(10), std::vector<uint8>()); // the position is the caller's still
+}
+
+TEST_F(FileSourceTwoTest, TheDigestOfUnbufferedCopiesIsWhole) {
+    ASSERT_EQ(Open(VXC_FILE_FLAG_NO_BUFFERING), VXC_STATUS_OK);
+    source.EnableMD5_Check(0);
+    source.BeginMD5_Check(0);
+    Read(700);
+    EXPECT_EQ(DigestOf(source), DigestOf(content));
+}
+
+TEST_F(FileSourceTwoTest, TheDigestWaitsTenSecondsForACopyThatIsBusy) {
+    std::future<Digest> digest;
+    Gate gate;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    source.EnableMD5_Check(0);
+    source.BeginMD5_Check(0);
+    MakeFirstBusy(gate);
+    const auto ask = [&] { return DigestOf(source); };
+    digest = std::async(std::launch::async, ask);
+    ASSERT_TRUE(PassWait(10000));
+    EXPECT_EQ(digest.get(), Digest{}); // as after a failed seek
+    digest = std::async(std::launch::async, ask);
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    clock.Advance(9999);
+    gate.Open(); // in time
+    EXPECT_EQ(digest.get(), DigestOf(content));
+}
+
+TEST_F(FileSourceTwoTest, OneOfTwoCopiesHasItsDigestRidingOnReads) {
+    ASSERT_EQ(Open(Copy1(), folder.Wide("none")), VXC_STATUS_OK);
+    source.EnableMD5_Check(0);
+    source.BeginMD5_Check(0);
+    EXPECT_EQ(Read(kSize), content);
+    EXPECT_EQ(Inspector::Inner(source).MD5State()->Position(), kSize);
+    EXPECT_EQ(DigestOf(source), DigestOf(content));
+}

@@ -1,0 +1,122 @@
+// Limits that pass at the moment at which a copy comes back, many times over.
+#include "sources/TwoCopiesFixture.h"
+
+#include <random>
+#include <thread>
+
+using namespace vxcio;
+using namespace vxcio::test;
+using Inspector = FileSourceInspector;
+
+namespace {
+
+constexpr int kRounds = 1000;
+
+// Starts two actions at nearly one moment, now this first and now that.
+template <class First, class Second>
+void Race(int round, First first, Second second) {
+    std::atomic<int> ready{0};
+    const auto start = [&ready] {
+        ready.fetch_add(1);
+        while (ready.load() < 2) {
+        }
+    };
+    std::thread other([&] {
+        start();
+        for (volatile int i = 0; i < round % 64; ++i) {
+        }
+        first();
+    });
+    start();
+    for (volatile int i = 0; i < (round / 64) % 64; ++i) {
+    }
+    second();
+    other.join();
+}
+
+class TwoHandleRacesTest : public TwoCopiesClockFixture {};
+
+} // namespace
+
+TEST_F(TwoHandleRacesTest, ALimitPassesWhileTheCopyComesBack) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    int givenUp = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        std::future<std::vector<uint8>> read;
+        Gate gate;
+        const auto rule = HoldReads(gate, L"copy1");
+        const auto position = static_cast<std::size_t>(round) * 7 % 9000;
+        source.Seek(static_cast<int64>(position), 1);
+        Inspector::ReadRate(source) = SReadRate(); // so that the limit is the threshold each time
+        read = ReadLater(900);
+        ASSERT_TRUE(gate.WaitUntilReached());
+        ASSERT_TRUE(clock.WaitForSleepers(1));
+        Race(
+            round, [&] { clock.Advance(kThreshold); }, [&] { gate.Open(); });
+        ASSERT_EQ(read.get(), Bytes(position, 900)) << round;
+        plan.Remove(rule);
+        givenUp += LastFile();
+        ASSERT_TRUE(BecomesIdle(0)); // not busy for ever
+        ASSERT_TRUE(BecomesIdle(1));
+    }
+    EXPECT_GT(givenUp, 0);
+}
+
+TEST_F(TwoHandleRacesTest, BothLimitsPassWhileTheCopiesComeBack) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    for (int round = 0; round < kRounds; ++round) {
+        std::future<std::vector<uint8>> read;
+        Gate first;
+        Gate second;
+        const auto rule1 = HoldReads(first, L"copy1");
+        const auto rule2 = HoldReads(second, L"copy2");
+        const auto position = static_cast<std::size_t>(round) * 7 % 9000;
+        source.Seek(static_cast<int64>(position), 1);
+        Inspector::ReadRate(source) = SReadRate();
+        read = ReadLater(900);
+        ASSERT_TRUE(first.WaitUntilReached());
+        ASSERT_TRUE(PassWait(kThreshold));
+        ASSERT_TRUE(second.WaitUntilReached());
+        ASSERT_TRUE(clock.WaitForSleepers(1));
+        Race(
+            round, [&] { clock.Advance(10000); },
+            [&] {
+                second.Open();
+                first.Open();
+            });
+        const std::vector<uint8> got = read.get();
+        ASSERT_TRUE(got.empty() || got == Bytes(position, 900)) << round;
+        plan.Remove(rule1);
+        plan.Remove(rule2);
+        ASSERT_TRUE(BecomesIdle(0));
+        ASSERT_TRUE(BecomesIdle(1));
+    }
+}
+
+TEST_F(TwoHandleRacesTest, ReadsFollowEachOtherWithoutALoss) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    std::minstd_rand random(1);
+    for (int round = 0; round < kRounds; ++round) {
+        const std::size_t position = random() % kSize;
+        const uint32 bytes = random() % 3000;
+        source.Seek(static_cast<int64>(position), 1);
+        ASSERT_EQ(Read(bytes), Bytes(position, std::min<std::size_t>(bytes, kSize - position))) << round;
+    }
+}
+
+TEST_F(TwoHandleRacesTest, ACloseMeetsACopyThatComesBack) {
+    for (int round = 0; round < kRounds / 10; ++round) {
+        std::future<std::vector<uint8>> read;
+        Gate gate;
+        ASSERT_EQ(Open(), VXC_STATUS_OK);
+        Inspector::ReadRate(source) = SReadRate();
+        const auto rule = HoldReads(gate, L"copy1");
+        read = ReadLater(900);
+        ASSERT_TRUE(gate.WaitUntilReached());
+        ASSERT_TRUE(PassWait(kThreshold));
+        ASSERT_EQ(read.get(), Bytes(0, 900));
+        Race(
+            round, [&] { gate.Open(); }, [&] { source.CloseFile(); });
+        plan.Remove(rule);
+    }
+}
