@@ -30,7 +30,8 @@ std::size_t NextStar(const std::string& text, std::size_t from, std::string& nam
 
 std::string InFolderOf(const std::string& list, const std::string& name) {
     // What begins with a drive letter or a share is whole as well.
-    const bool isWhole = name.starts_with('/') || name.starts_with('\\') || (name.size() > 1 && name[1] == ':');
+    const bool isWhole =
+        name.starts_with('/') || name.starts_with('\\') || (name.size() > 1 && name[1] == ':');
     return isWhole ? name : (std::filesystem::path(list).parent_path() / name).string();
 }
 
@@ -86,7 +87,8 @@ std::optional<Entry> ParseEntry(const std::string& text, std::string& reason) {
         from = next + 1;
     }
     if (entry.second.empty()) {
-        reason = "'" + Shown(text) + "' names no second copy behind its '*'; a star of the name is written '**'";
+        reason =
+            "'" + Shown(text) + "' names no second copy behind its '*'; a star of the name is written '**'";
         return std::nullopt;
     }
     return entry;

@@ -26,7 +26,8 @@ constexpr const char* kNamesFooter =
     "FIRST*SECOND names two copies of one clip: what one does not deliver in time comes from the other.\n"
     "A star that is part of a name is written twice, 'a**b'; one at its start may stand alone.\n"
     "@FILE is one stream of the files that FILE names, one a line, each may be FIRST*SECOND; relative names\n"
-    "count from FILE's folder, blank lines and lines that begin with # are skipped. A file whose name begins\n"
+    "count from FILE's folder, blank lines and lines that begin with # are skipped. A file whose name "
+    "begins\n"
     "with '@' is written ./@name.\n";
 
 constexpr const char* kMainFooter =
@@ -167,7 +168,8 @@ void AddMd5(CLI::App& app, Options& options) {
     verb->add_flag("--unbuffered", options.unbuffered, "Read past the system's cache");
     verb->add_flag("--json", options.json, "Print one JSON array, an object for each file");
     AddReading(*verb, options);
-    AddNames(*verb, options, "File, FIRST*SECOND or @FILE; list of digests with -c, whose names count as they stand");
+    AddNames(*verb, options,
+             "File, FIRST*SECOND or @FILE; list of digests with -c, whose names count as they stand");
     verb->callback([&options] {
         options.verb = Verb::Md5;
         if (options.check && options.join) {

@@ -2,7 +2,7 @@
 
 #include "Console.h"
 #include "Guarded.h"
-#include "Reader.h"
+#include "Reading.h"
 #include "Text.h"
 
 #include "frame/SystemLayer.h"

@@ -77,9 +77,7 @@ public:
 
     uint64 Size() override { return static_cast<uint64>(m_pArray->GetFileSize()); }
     void Seek(uint64 position) override { m_pArray->Seek(position, 1); }
-    int Read(uint8* buffer, uint32 bytes) override {
-        return static_cast<int>(m_pArray->Read(buffer, bytes));
-    }
+    int Read(uint8* buffer, uint32 bytes) override { return static_cast<int>(m_pArray->Read(buffer, bytes)); }
     bool IsPreRead() override { return m_pArray->IsPreReadMode() != 0; }
     void Restart(uint64 position) override {
         m_pArray->DisablePreRead();

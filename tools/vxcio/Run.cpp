@@ -6,8 +6,6 @@
 #include "Terminal.h"
 #include "Verbs.h"
 
-#include "frame/Export.h"
-
 #include <exception>
 
 namespace {
@@ -30,7 +28,7 @@ int Run(const Options& options) {
 
 } // namespace
 
-extern "C" VXCIO_ENTRY int vxcio_run_verb(const Options& options) {
+extern "C" int vxcio_run_verb(const Options& options) {
     try {
         PrepareSignals();
         return Run(options);

@@ -25,8 +25,8 @@ std::string SettingsWithTimeOut(uint32 milliseconds) {
     VisitSettings(&Append, &text);
     // Of a name that stands twice the last value counts.
     const std::string number = std::to_string(milliseconds);
-    text += '[' + std::string(kSection) + "]\nHandleTimeOut = " + number + "\nWriteHandleTimeOut = " + number +
-            '\n';
+    text += '[' + std::string(kSection) + "]\nHandleTimeOut = " + number +
+            "\nWriteHandleTimeOut = " + number + '\n';
     return text;
 }
 

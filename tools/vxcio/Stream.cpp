@@ -62,7 +62,8 @@ std::string ReasonOfPair(const Entry& entry, const Options& options) {
 
 void WarnOfLostCopy(const LostCopy& lost) {
     const FileFacts facts = AskFile(lost.name, kLostLimit);
-    Complain("warning: copy " + std::to_string(lost.number) + " " + InQuotes(lost.name) + " cannot be read: " +
+    Complain("warning: copy " + std::to_string(lost.number) + " " + InQuotes(lost.name) +
+             " cannot be read: " +
              (!facts.opened     ? facts.reason
               : facts.size == 0 ? "it is empty"
                                 : "it could not be opened when the other was") +
@@ -194,7 +195,8 @@ std::unique_ptr<Stream> Stream::Open(const Input& input, const Options& options,
     const Entry& first = input.entries.front();
     if (!input.joined && first.second.empty()) {
         std::unique_ptr<Reading> reading = OpenEntry(first, options, preRead, log, reason);
-        return reading ? std::unique_ptr<Stream>(new Stream(std::move(reading), log, nullptr, false)) : nullptr;
+        return reading ? std::unique_ptr<Stream>(new Stream(std::move(reading), log, nullptr, false))
+                       : nullptr;
     }
     std::function<void(const std::string&)> tell;
     if (log.IsVerbose()) {

@@ -43,6 +43,7 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     try {
+        PrepareSignals();
         return Run(argc, argv);
     } catch (const OutputLost& lost) {
         return lost.exitCode;

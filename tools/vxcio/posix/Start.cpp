@@ -18,9 +18,10 @@ constexpr const char* kModule = "libvxcio_verbs.so"; // found by the run path of
 // A settings file that no folder knows and that ends with its scope.
 class PassingSettings {
 public:
-    explicit PassingSettings(const std::string& text) : m_descriptor(::memfd_create("settings", MFD_CLOEXEC)) {
-        if (m_descriptor >= 0 && ::write(m_descriptor, text.data(), text.size()) ==
-                                     static_cast<ssize_t>(text.size())) {
+    explicit PassingSettings(const std::string& text)
+        : m_descriptor(::memfd_create("settings", MFD_CLOEXEC)) {
+        if (m_descriptor >= 0 &&
+            ::write(m_descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size())) {
             const std::wstring name = L"/proc/self/fd/" + std::to_wstring(m_descriptor);
             m_inUse = UseSettingsFile(name.c_str()) != 0 && ::access("/proc/self/fd", X_OK) == 0;
         }
