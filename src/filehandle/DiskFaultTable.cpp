@@ -1,10 +1,10 @@
 #include "filehandle/DiskFaultTable.h"
 
+#include "filehandle/DiskFaultEntry.h"
 #include "frame/Log.h"
 #include "text/FoldCase.h"
 #include "text/WideFormat.h"
 
-#include <atomic>
 #include <cstddef>
 #include <iterator>
 
@@ -19,11 +19,6 @@ constexpr unsigned char kFaulty = 0xFF;
 // everything else has ended.
 constinit std::atomic<unsigned char> g_status[26] = {};
 
-// The entry of a letter, null for any other character.
-std::atomic<unsigned char>* Entry(wchar_t letter) noexcept {
-    return IsAsciiLetter(letter) ? &g_status[static_cast<std::size_t>(AsciiUpper(letter) - L'A')] : nullptr;
-}
-
 void LogLetter(const wchar_t* format, wchar_t letter) noexcept {
     wchar_t text[64];
     FormatWide(text, std::size(text), format, letter);
@@ -32,8 +27,12 @@ void LogLetter(const wchar_t* format, wchar_t letter) noexcept {
 
 } // namespace
 
+std::atomic<unsigned char>* vxcio::DiskFaultEntry(wchar_t letter) noexcept {
+    return IsAsciiLetter(letter) ? &g_status[static_cast<std::size_t>(AsciiUpper(letter) - L'A')] : nullptr;
+}
+
 int SetDiskError(wchar_t letter) {
-    if (std::atomic<unsigned char>* const entry = Entry(letter)) {
+    if (std::atomic<unsigned char>* const entry = DiskFaultEntry(letter)) {
         entry->store(kFaulty, std::memory_order_relaxed);
         LogLetter(L"SetDiskError(%c)", letter);
     }
@@ -41,7 +40,7 @@ int SetDiskError(wchar_t letter) {
 }
 
 int GetDiskStatus(wchar_t letter) {
-    const std::atomic<unsigned char>* const entry = Entry(letter);
+    const std::atomic<unsigned char>* const entry = DiskFaultEntry(letter);
     if (entry == nullptr || entry->load(std::memory_order_relaxed) == kHealthy) {
         return 1;
     }

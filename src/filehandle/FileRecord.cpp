@@ -13,10 +13,26 @@ namespace {
 // What a function that the host's table lacks answers: the number of an invalid function.
 constexpr uint32 kMissingFunction = 1;
 
+// What a host's function that throws all the same answers: the number of a general failure.
+constexpr uint32 kThrewInstead = VXC_ERROR_GEN_FAILURE;
+
+// The call of a host's function, or `thrown` when it threw: it may run on a thread with nobody to catch that.
+template <class Call, class Result>
+Result Guarded(Call call, Result thrown) noexcept {
+    try {
+        return call();
+    } catch (...) {
+        return thrown;
+    }
+}
+
 // The error number of a host's function, which stands in the low 32 bits of its result.
 template <class Function, class... Arguments>
 uint32 ErrorOf(Function function, Arguments... arguments) {
-    return function == nullptr ? kMissingFunction : static_cast<uint32>(function(arguments...));
+    if (function == nullptr) {
+        return kMissingFunction;
+    }
+    return Guarded([&] { return static_cast<uint32>(function(arguments...)); }, kThrewInstead);
 }
 
 constexpr uint32 Low(uint64 value) {
@@ -59,7 +75,12 @@ uint32 OpenFailureStatus(uint32 desiredAccess) noexcept {
 void SCreateFile::LogCallbackError(const wchar_t* format, uint32 errorNumber) const noexcept {
     ErrorText error;
     if (callbacks.pfnErrorText != nullptr) {
-        callbacks.pfnErrorText(hFile, error.text, errorNumber);
+        Guarded(
+            [&] {
+                callbacks.pfnErrorText(hFile, error.text, errorNumber);
+                return 0;
+            },
+            0);
         error.text[kErrorTextCapacity - 1] = 0;
     }
     LogError(format, static_cast<const wchar_t*>(error.text));
@@ -73,8 +94,13 @@ uint32 SCreateFile::Open() noexcept {
         LogTrace(L"will IOCallbackSet->pfnOpen(%s, %d)", szFileName.c_str(), dwFlagsAndAttributes);
         uint32 errorNumber = kMissingFunction;
         if (callbacks.pfnOpen != nullptr) {
-            errorNumber = 0;
-            hFile = callbacks.pfnOpen(szFileName.c_str(), dwFlagsAndAttributes, &errorNumber);
+            errorNumber = Guarded(
+                [&] {
+                    uint32 error = 0;
+                    hFile = callbacks.pfnOpen(szFileName.c_str(), dwFlagsAndAttributes, &error);
+                    return error;
+                },
+                kThrewInstead);
         }
         LogTrace(L"end  IOCallbackSet->pfnOpen() return 0x%08x ErrorNo = %d", Low32(hFile), errorNumber);
         if (errorNumber != 0) {
@@ -129,7 +155,13 @@ uint64 SCreateFile::Move(uint64 position, uint32 method, uint32* errorNumber) no
     if (callbacks.pfnSetFilePointer == nullptr) {
         *errorNumber = kMissingFunction;
     } else {
-        low = callbacks.pfnSetFilePointer(hFile, Low(position), &high, method, errorNumber);
+        *errorNumber = Guarded(
+            [&] {
+                uint32 error = 0;
+                low = callbacks.pfnSetFilePointer(hFile, Low(position), &high, method, &error);
+                return error;
+            },
+            kThrewInstead);
     }
     if (*errorNumber != 0) {
         LogCallbackError(L"IOCallbackSet->pfnSetFilePointer return Err %s", *errorNumber);
@@ -160,8 +192,13 @@ uint64 SCreateFile::Size() noexcept {
     uint32 errorNumber = kMissingFunction;
     uint64 size = 0;
     if (callbacks.pfnGetFileSize != nullptr) {
-        errorNumber = 0;
-        size = callbacks.pfnGetFileSize(hFile, &errorNumber);
+        errorNumber = Guarded(
+            [&] {
+                uint32 error = 0;
+                size = callbacks.pfnGetFileSize(hFile, &error);
+                return error;
+            },
+            kThrewInstead);
     }
     if (errorNumber != 0) {
         LogCallbackError(L"IOCallbackSet->pfnGetFileSize return Err %s", errorNumber);

@@ -49,6 +49,7 @@ bool FileWorker::Start(SCreateFile& record, const Ref<SharedEvent>& quit) noexce
 
 bool FileWorker::Send() noexcept {
     m_link->dwBytesDone = 0;
+    m_link->dwStatus = 0;
     m_link->handOver.Send();
     return m_link->request->Signal() || !m_link->handOver.Withdraw();
 }

@@ -102,12 +102,13 @@ public:
     // 1 for a source that can seek.
     virtual int CanSeek() = 0;
     // With read-ahead: reads at a position into a buffer of the source and gives out its address, valid
-    // until the next call. Bytes; 0 leaves *data alone.
+    // until the next call. Bytes; 0 at the end of the file. Without read-ahead 0, and *data stays alone.
     virtual int ReadAt(uint64 position, uint8** data, int bytes) = 0;
     // ReadAt at the current position.
     virtual int ReadPtr(uint8** data, int bytes) = 0;
     // Origin 1 is from the start, 2 from the end, 3 from the current position; any other leaves the
-    // position. The new position. No file is touched.
+    // position. The new position. No file is touched. With read-ahead on, 2 means the same as 3 and any
+    // other the same as 1, and the file is read where the position lies outside the ring.
     virtual int64 Seek(int64 offset, uint32 origin) = 0;
     // Reads at the current position and moves it. Bytes, short at the end of the file, 0 at a failure.
     virtual int Read(uint8* buffer, uint32 bytes) = 0;

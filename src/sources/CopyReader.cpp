@@ -13,16 +13,6 @@ namespace {
 constexpr uint32 kOpenAgainPause = 1000; // milliseconds
 constexpr int kSignalAttempts = 100;
 
-// A signal that gets lost would leave who waits for it standing for ever.
-bool Signal(void* event) noexcept {
-    for (int i = 0; i < kSignalAttempts; ++i) {
-        if (VXC_SetEvent(event) != 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
 void CloseAndClear(void*& handle) noexcept {
     if (handle != nullptr) {
         VXC_CloseHandle(handle);
@@ -31,6 +21,15 @@ void CloseAndClear(void*& handle) noexcept {
 }
 
 } // namespace
+
+bool SignalSurely(void* event) noexcept {
+    for (int i = 0; i < kSignalAttempts; ++i) {
+        if (VXC_SetEvent(event) != 0) {
+            return true;
+        }
+    }
+    return false;
+}
 
 CopyReader::~CopyReader() {
     CloseAndClear(m_hReaderThread);
@@ -58,7 +57,7 @@ void CopyReader::Stop() noexcept {
     if (m_hReaderThread == nullptr) {
         return;
     }
-    Signal(m_hFileRequest);
+    SignalSurely(m_hFileRequest);
     while (VXC_WaitForSingleObject(m_hReaderThread, VXC_INFINITE) != VXC_WAIT_OBJECT_0) {
         // The thread uses this object until its end, whatever became of the wait.
     }
@@ -84,7 +83,7 @@ bool CopyReader::Begin(uint64 position, uint32 bytes, AlignedBuffer& block) noex
         m_pRequestBuffer = std::move(block);
         m_state = State::Open;
     }
-    if (Signal(m_hFileRequest)) {
+    if (SignalSurely(m_hFileRequest)) {
         return true;
     }
     {
@@ -92,7 +91,7 @@ bool CopyReader::Begin(uint64 position, uint32 bytes, AlignedBuffer& block) noex
         block = std::move(m_pRequestBuffer);
         m_state = State::Idle;
     }
-    Signal(m_hFileDone);
+    SignalSurely(m_hFileDone);
     return false;
 }
 
@@ -133,7 +132,7 @@ void CopyReader::Run() noexcept {
             break;
         }
         Serve();
-        Signal(m_hFileDone);
+        SignalSurely(m_hFileDone);
     }
     LogTrace(L"this->%x:ReadFile%dByThread() Quit", Low32(m_setup.owner), m_setup.number);
 }

@@ -21,6 +21,10 @@
 
 namespace vxcio {
 
+// Sets the event, and tries again where the system refuses: a signal that gets lost would leave who waits for
+// it standing for ever.
+bool SignalSurely(void* event) noexcept;
+
 struct CopyReaderInspector; // a door for tests
 
 struct CopyReaderSetup {

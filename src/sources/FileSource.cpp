@@ -18,6 +18,7 @@ constexpr uint32 kDefaultSectorSize = 512;
 constexpr uint32 kDefaultReadBlockSize = 0x100000;
 constexpr uint32 kFirstDoubleRdThreshold = 200; // milliseconds, until an open with two copies sets it
 constexpr int kReadBlockShift = 20;             // the setting counts MiB
+constexpr uint64 kLargestReadBlock = 0x40000000;
 
 } // namespace
 
@@ -27,6 +28,7 @@ CFileSource::CFileSource()
 
 CFileSource::~CFileSource() {
     CFileSource::CloseFile();
+    CFileSource::DisablePreRead(); // it may run without a file
     CSoftDataIO::Close();
 }
 
@@ -39,8 +41,10 @@ void CFileSource::ReadBlockSizeSetting() {
     if (ReadSetting(L"ReadBlockSize", &mebibytes) == 0) {
         return;
     }
-    if (mebibytes != 0) {
-        m_dwReadBlockSize = mebibytes << kReadBlockShift;
+    // Two blocks must fit 32 bits; what does not counts as 0, which leaves the size as it is.
+    const uint64 bytes = uint64{mebibytes} << kReadBlockShift;
+    if (bytes != 0 && bytes <= kLargestReadBlock) {
+        m_dwReadBlockSize = static_cast<uint32>(bytes);
     }
     LogTrace(L"CFileSource::OpenFile()-m_dwReadBlockSize = 0x%x bytes(Register = %d)", m_dwReadBlockSize,
              mebibytes);
@@ -69,6 +73,7 @@ void CFileSource::OpenNames(const wchar_t* fileName, const wchar_t* secondFileNa
 uint32 CFileSource::OpenFile(const wchar_t* fileName, uint32 flagsAndAttributes,
                              const wchar_t* secondFileName, uint64 /*extra*/) {
     CFileSource::CloseFile();
+    CFileSource::DisablePreRead(); // it may run without a file
     _VXC_LARGE_INTEGER frequency = {};
     VXC_QueryPerformanceFrequency(&frequency);
     m_ReadRate.SetFrequency(static_cast<uint64>(frequency.QuadPart));

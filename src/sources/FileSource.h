@@ -73,6 +73,8 @@ private:
     // or none where nothing came. Only with two copies; takes m_FileMutex.
     uint32 ReadTwoFilesInto(vxcio::AlignedBuffer& block, uint32 bytes);
     bool IsAligned(uint32 bytes) const noexcept;
+    // How long who has to read File1 itself waits for a reader that has it; milliseconds.
+    static constexpr uint32 kFile1Wait = 10000;
     // Whether the calling thread may use File1: it waits at most so long for the reader that has it. Under
     // m_FileMutex.
     bool IsFile1Free(uint32 milliseconds) const;
@@ -88,7 +90,12 @@ private:
     uint32 OpenSecondFile(uint32 firstStatus);
     uint64 SizeOfCopy(int which, uint32& status);
     uint32 Decide(uint32 first, uint32 second);
+    bool ShapeOfRing(int bufferBytes, int minimumBytes, vxcio::RingShape& shape) const;
     void LoadWholeFile();
+    void ForgetWholeFile();
+    bool ReadFromStart(uint8* buffer, uint64 bytes, uint32 most, uint64& done);
+    uint32 FetchAhead(uint64 position, uint8* target, uint32 bytes);
+    int64 SeekAhead(int64 offset, uint32 origin);
     void LogClose(const wchar_t* step) const;
 
     // RingFeed.

@@ -14,7 +14,6 @@ using namespace vxcio;
 namespace {
 
 constexpr int kDigestSize = 16;
-constexpr uint32 kBusyWait = 10000; // milliseconds, for a copy that its reader has
 
 // So many pieces of nothing in a row mean that the caller jumped far beyond the file's end, or that a host
 // told too large a size; neither may read for years.
@@ -50,7 +49,7 @@ bool CFileSource::CatchUpMD5(MD5Check& check, uint64 pos) {
 
 bool CFileSource::FinishMD5(MD5Check& check, uint64 size) {
     const std::lock_guard lock(m_FileMutex);
-    if (!m_pFile[0] || !IsFile1Free(kBusyWait)) {
+    if (!m_pFile[0] || !IsFile1Free(kFile1Wait)) {
         return false;
     }
     const uint32 s = m_dwSectorSize;

@@ -67,7 +67,7 @@ TwoHandleReading::~TwoHandleReading() {
     if (m_hReaderQuit == nullptr) {
         return;
     }
-    VXC_SetEvent(m_hReaderQuit);
+    SignalSurely(m_hReaderQuit);
     for (CopyReader& reader : m_reader) {
         reader.Stop();
     }

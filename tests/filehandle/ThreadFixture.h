@@ -3,16 +3,16 @@
 
 #include "filehandle/HandleFixture.h"
 
+#include "filehandle/DiskFaultEntry.h"
 #include "filehandle/DiskFaultTable.h"
 #include "frame/ModuleValues.h"
 #include "support/HostTable.h"
 #include "support/LeakChecks.h"
 #include "support/TestClock.h"
 
-#include <array>
-#include <atomic>
+#include <string>
 #include <thread>
-#include <utility>
+#include <vector>
 
 namespace vxcio::test {
 
@@ -56,6 +56,67 @@ protected:
 
     TimeOuts limits{kLimit, VXC_INFINITE};
     CQLSoftFileHandle threaded;
+};
+
+// A drive that is healthy when the test begins and again when it has ended.
+class HealthyDrive {
+public:
+    explicit HealthyDrive(wchar_t letter) : m_letter(letter) { Heal(); }
+    ~HealthyDrive() { Heal(); }
+    HealthyDrive(const HealthyDrive&) = delete;
+    HealthyDrive& operator=(const HealthyDrive&) = delete;
+    void Heal() const { *DiskFaultEntry(m_letter) = 0; }
+    bool IsMarked() const { return *DiskFaultEntry(m_letter) != 0; }
+
+private:
+    const wchar_t m_letter;
+};
+
+// A host's file on drive D and one on a share, whose functions hang at a gate; a clock that stands. All
+// limits are kLimit, that of opening for write access kLimit + 1.
+class HungTest : public ::testing::Test {
+protected:
+    static constexpr uint32 kSize = 1000;
+    static constexpr const wchar_t* kName = L"D:\\clip.mxf";
+    static constexpr const wchar_t* kShared = L"\\\\server\\clip.mxf";
+
+    HungTest() { host.AddFile(kShared, Pattern(kSize, 5)); }
+
+    uint32 Open(const wchar_t* name = kName, uint32 access = VXC_GENERIC_READ) {
+        return OpenThreaded(handle, host.Tagged(name), access);
+    }
+    uint32 Read(uint32 bytes, uint32* count) { return handle.ReadFile(buffer.data(), bytes, count, nullptr); }
+    // Runs an operation that comes to the gate, and moves the clock beyond its limit meanwhile.
+    template <class Call>
+    void LetTimeOut(Call call, uint32 limit = kLimit) {
+        std::thread caller(call);
+        EXPECT_TRUE(gate.WaitUntilReached());
+        EXPECT_TRUE(clock.WaitForSleepers(1));
+        EXPECT_EQ(clock.Advance(limit - 1), 0);
+        EXPECT_EQ(clock.Advance(1), 1);
+        caller.join();
+    }
+    // A read of 100 bytes that hangs and is given up.
+    void LoseARead() {
+        host.Hold(HostFunction::Read, gate);
+        LetTimeOut([&] {
+            uint32 count = 0;
+            EXPECT_EQ(Read(100, &count), VXC_STATUS_TIME_OUT);
+        });
+    }
+    uint32 Status() {
+        uint32 count = 0;
+        return handle.ReadFile(nullptr, 0, &count, nullptr);
+    }
+
+    const HealthyDrive drive{L'D'};
+    NoLeakScope leaks;
+    TimeOuts limits{kLimit, kLimit + 1};
+    HostTable host{kName, Pattern(kSize, 5)};
+    TestClock clock;
+    std::vector<uint8> buffer = std::vector<uint8>(kSize, 0xEE);
+    CQLSoftFileHandle handle;
+    Gate gate; // opens first of all when a test ends
 };
 
 } // namespace vxcio::test

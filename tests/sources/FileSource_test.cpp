@@ -99,14 +99,19 @@ TEST_F(FileSourceTest, AnEmptySecondNameOpensOneFile) {
     EXPECT_EQ(Read(10), Bytes(0, 10));
 }
 
-TEST_F(FileSourceTest, ASecondNameIsNotAvailable) {
-    EXPECT_EQ(source.OpenFile(Clip().c_str(), 0, Clip().c_str(), 0), VXC_STATUS_NOT_AVAILABLE);
+TEST_F(FileSourceTest, ASecondNameOpensTwoCopiesAndOneNameOneFileAgain) {
+    folder.WritePattern("copy", kSize, kSeed);
+    ASSERT_EQ(source.OpenFile(Clip().c_str(), 0, folder.Wide("copy").c_str(), 0), VXC_STATUS_OK);
+    EXPECT_EQ(Read(kSize), content);
     LogCapture log;
     EXPECT_EQ(source.CloseFile(), VXC_STATUS_OK);
-    EXPECT_TRUE(log.Texts().at(0).find(L"DoubleHandleMode: File1:" + Clip() + L", File2:" + Clip() +
-                                       L" -- Begin") != std::wstring::npos);
+    EXPECT_TRUE(log.Texts().at(0).find(L"DoubleHandleMode: File1:" + Clip() + L", File2:" +
+                                       folder.Wide("copy") + L" -- Begin") != std::wstring::npos);
     EXPECT_EQ(log.Lines().at(0).level, INFOTYPE_TRACE);
-    EXPECT_EQ(Open(), VXC_STATUS_OK); // and one name opens one file again
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    log.Clear();
+    source.CloseFile();
+    EXPECT_TRUE(log.Texts().at(0).find(L"SingleHandleMode") != std::wstring::npos);
 }
 
 TEST_F(FileSourceTest, CloseLogsTheNameAtItsBeginAndEnd) {
@@ -207,6 +212,19 @@ TEST_F(FileSourceTest, ReadBlockSizeIsReadAtEachOpen) {
     }
 }
 
+TEST_F(FileSourceTest, ABlockSizeOfWhichTwoDoNotFitCountsAsZero) {
+    LogCapture log;
+    for (const auto& [value, size] :
+         {std::pair{L"1024", 0x40000000U}, std::pair{L"1", 0x100000U}, std::pair{L"1025", 0x100000U},
+          std::pair{L"2048", 0x100000U}, std::pair{L"4096", 0x100000U}, std::pair{L"4098", 0x100000U},
+          std::pair{L"0xFFFFFFFF", 0x100000U}, std::pair{L"garbage", 0x100000U}}) {
+        const SettingsScope settings({{L"ReadBlockSize", value}});
+        ASSERT_EQ(Open(), VXC_STATUS_OK);
+        EXPECT_EQ(Inspector::ReadBlockSize(source), size) << value;
+    }
+    EXPECT_EQ(log.Count(L"m_dwReadBlockSize = 0x100000 bytes(Register = 4096)"), 1U); // what was read
+}
+
 TEST_F(FileSourceTest, AnOpticalDriveIsOnlyTalkedAbout) {
     FaultPlan plan;
     const auto rule = plan.Add(Answer(Op::VXC_GetDriveTypeW, VXC_DRIVE_CDROM));
@@ -284,19 +302,6 @@ TEST_F(FileSourceTest, OpenAsksNothingOfTheFileButItsOpening) {
     EXPECT_EQ(plan.Calls(Op::VXC_ReadFile), 0);
     EXPECT_EQ(plan.Calls(Op::VXC_SetFilePointer), 0);
     EXPECT_EQ(plan.Calls(Op::VXC_CreateThread), 0);
-}
-
-TEST_F(FileSourceTest, ReadAheadIsNotThere) {
-    ASSERT_EQ(Open(), VXC_STATUS_OK);
-    source.EnablePreRead(1 << 20, 0);
-    EXPECT_EQ(source.IsPreReadMode(), 0U);
-    uint8 byte = 0;
-    uint8* data = &byte;
-    EXPECT_EQ(source.ReadAt(0, &data, 10), 0);
-    EXPECT_EQ(source.ReadPtr(&data, 10), 0);
-    EXPECT_EQ(data, &byte);
-    source.DisablePreRead();
-    EXPECT_EQ(Read(10), Bytes(0, 10));
 }
 
 TEST_F(FileSourceTest, SequentialReadsSeekOnceAtTheStart) {

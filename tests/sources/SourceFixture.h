@@ -39,6 +39,19 @@ struct FileSourceInspector {
     static std::wstring File1(const CFileSource& source) { return source.m_strFile[0].c_str(); }
     static bool HasCallbacks(const CFileSource& source) { return source.m_pIOCallbackSet != nullptr; }
     static CInnerSoftDataIO& Inner(CFileSource& source) { return *source.m_pInner; }
+    static void SetReadBlockSize(CFileSource& source, uint32 size) { source.m_dwReadBlockSize = size; }
+    static const PreReadRing* Ring(const CFileSource& source) { return source.m_pRing.get(); }
+    static uint32 PreReadSize(const CFileSource& source) {
+        return source.m_pRing == nullptr ? 0 : source.m_pRing->PreReadSize();
+    }
+    static std::size_t ReadAtBufferSize(const CFileSource& source) { return source.m_pReadAtBuffer.Size(); }
+    static bool HasWholeFile(const CFileSource& source) { return static_cast<bool>(source.m_pWholeFile); }
+    static bool ReadFromStart(CFileSource& source, uint8* buffer, uint64 bytes, uint32 most, uint64& done) {
+        return source.ReadFromStart(buffer, bytes, most, done);
+    }
+    static uint32 Fill(CFileSource& source, AlignedBuffer& block, uint32 bytes) {
+        return source.Fill(block, bytes);
+    }
     // As read-ahead leaves it when it took the whole file into memory.
     static void SetWholeFile(CFileSource& source, const std::vector<uint8>& bytes) {
         source.m_pWholeFile = AlignedBuffer(bytes.size(), 512);

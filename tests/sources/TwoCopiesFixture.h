@@ -11,8 +11,9 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <future>
-#include <optional>
+#include <thread>
 
 namespace vxcio {
 
@@ -141,6 +142,17 @@ protected:
         }
         clock.Advance(milliseconds);
         return ::testing::AssertionSuccess();
+    }
+    // Waits until so many pauses have begun since the clock was made.
+    bool WaitForPauses(std::size_t n) {
+        const auto end = std::chrono::steady_clock::now() + kHangLimit;
+        while (clock.Sleeps().size() < n) {
+            if (std::chrono::steady_clock::now() > end) {
+                return false;
+            }
+            std::this_thread::yield();
+        }
+        return true;
     }
     FaultPlan::RuleId HoldReads(const Gate& gate, const wchar_t* name) {
         return plan.Add(Hold(Op::VXC_ReadFile, gate).OnFile(name));

@@ -12,6 +12,12 @@ namespace {
 
 constexpr int kRounds = 1000;
 
+void Spin(int turns) {
+    std::atomic<int> turn{0};
+    while (turn.fetch_add(1) < turns * 8) {
+    }
+}
+
 // Starts two actions at nearly one moment, now this first and now that.
 template <class First, class Second>
 void Race(int round, First first, Second second) {
@@ -23,13 +29,11 @@ void Race(int round, First first, Second second) {
     };
     std::thread other([&] {
         start();
-        for (volatile int i = 0; i < round % 64; ++i) {
-        }
+        Spin(round % 64);
         first();
     });
     start();
-    for (volatile int i = 0; i < (round / 64) % 64; ++i) {
-    }
+    Spin(round / 64);
     second();
     other.join();
 }
@@ -98,7 +102,7 @@ TEST_F(TwoHandleRacesTest, ReadsFollowEachOtherWithoutALoss) {
     std::minstd_rand random(1);
     for (int round = 0; round < kRounds; ++round) {
         const std::size_t position = random() % kSize;
-        const uint32 bytes = random() % 3000;
+        const auto bytes = static_cast<uint32>(random() % 3000);
         source.Seek(static_cast<int64>(position), 1);
         ASSERT_EQ(Read(bytes), Bytes(position, std::min<std::size_t>(bytes, kSize - position))) << round;
     }

@@ -1,0 +1,180 @@
+// Repeat of reads in thread mode: a read that hangs is waited for again, never made twice.
+#include "filehandle/ThreadFixture.h"
+
+#include <gmock/gmock.h>
+
+using namespace vxcio;
+using namespace vxcio::test;
+using ::testing::ElementsAre;
+
+namespace {
+
+using Inspector = SoftFileHandleInspector;
+
+// A caller on a thread of its own that reads 100 bytes with repeat on, while the worker hangs.
+class RepeatThreadsTest : public HungTest {
+protected:
+    void BeginRead() {
+        ASSERT_EQ(Open(), VXC_STATUS_OK);
+        handle.SetRepeat(1);
+        host.Hold(HostFunction::Read, gate);
+        caller = std::thread([this] { status = Read(100, &count); });
+        ASSERT_TRUE(gate.WaitUntilReached());
+        waitsBefore = clock.Waits().size();
+        ASSERT_TRUE(clock.WaitForSleepers(1));
+    }
+    // Ends the wait that stands, and then the pause behind it.
+    void PassOneRound() {
+        EXPECT_EQ(clock.Advance(kLimit), 1);
+        EXPECT_TRUE(clock.WaitForSleepers(1));
+        EXPECT_EQ(clock.Advance(1000), 1);
+        EXPECT_TRUE(clock.WaitForSleepers(1));
+    }
+
+    std::thread caller;
+    uint32 status = 1;
+    uint32 count = 9;
+    std::size_t waitsBefore = 0;
+};
+
+} // namespace
+
+TEST_F(RepeatThreadsTest, AReadThatNeverComesIsWaitedForElevenTimes) {
+    LogCapture log;
+    BeginRead();
+    for (int i = 0; i < 10; ++i) {
+        PassOneRound();
+    }
+    clock.Advance(kLimit);
+    caller.join();
+    EXPECT_EQ(status, VXC_STATUS_TIME_OUT);
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(host.Calls(HostFunction::Read), 1);
+    EXPECT_EQ(clock.Sleeps(), std::vector<uint32>(10, 1000));
+    EXPECT_EQ(log.Count(L"CQLSoftFileHandle::ReadFile(D:\\clip.mxf) Time out, WaitTime is 5000 ms !!!"), 11U);
+    EXPECT_EQ(log.Count(L"SetDiskError(D)"), 11U);
+    EXPECT_EQ(log.Count(L"CQLSoftFileHandle::ReadFile() Repeat!\n"), 10U);
+    EXPECT_EQ(host.Calls(HostFunction::SetFilePointer), 1) << "stopped by the status";
+    gate.Open();
+    handle.CloseFileHandle();
+    EXPECT_EQ(buffer, std::vector<uint8>(kSize, 0xEE));
+}
+
+TEST_F(RepeatThreadsTest, AReadThatComesLateIsTaken) {
+    LogCapture log;
+    BeginRead();
+    PassOneRound();
+    PassOneRound();
+    gate.Open();
+    caller.join();
+    EXPECT_EQ(status, VXC_STATUS_OK);
+    EXPECT_EQ(count, 100U);
+    EXPECT_EQ(host.Calls(HostFunction::Read), 1);
+    const std::vector<uint8> content = host.Content();
+    EXPECT_EQ(std::vector<uint8>(buffer.begin(), buffer.begin() + 100),
+              std::vector<uint8>(content.begin(), content.begin() + 100));
+    EXPECT_EQ(Inspector::Record(handle)->qwPosition, 100U);
+    EXPECT_EQ(log.Count(L"Time out"), 2U);
+    // The handle goes on as before; nothing of the late answer is left in its way.
+    EXPECT_EQ(Read(100, &count), VXC_STATUS_OK);
+    EXPECT_EQ(std::vector<uint8>(buffer.begin(), buffer.begin() + 100),
+              std::vector<uint8>(content.begin() + 100, content.begin() + 200));
+}
+
+TEST_F(RepeatThreadsTest, AnAnswerThatComesDuringThePauseIsTakenAtItsEnd) {
+    BeginRead();
+    clock.Advance(kLimit);
+    ASSERT_TRUE(clock.WaitForSleepers(1)); // in the pause
+    gate.Open();
+    clock.Advance(1000);
+    caller.join();
+    EXPECT_EQ(status, VXC_STATUS_OK);
+    EXPECT_EQ(count, 100U);
+    EXPECT_EQ(host.Calls(HostFunction::Read), 1);
+}
+
+TEST_F(RepeatThreadsTest, ALateAnswerThatIsShortIsRepeatedFromItsPlace) {
+    host.ShortenReads(30);
+    BeginRead();
+    PassOneRound();
+    gate.Open();
+    for (int i = 0; i < 9; ++i) { // each short again
+        ASSERT_TRUE(clock.WaitForSleepers(1));
+        while (clock.Sleeps().size() < static_cast<std::size_t>(i) + 2) {
+            std::this_thread::yield();
+        }
+        clock.Advance(1000);
+    }
+    caller.join();
+    EXPECT_EQ(status, VXC_STATUS_OK);
+    EXPECT_EQ(count, 30U);
+    EXPECT_EQ(host.Calls(HostFunction::Read), 10);
+    for (const HostCall& call : host.Log()) {
+        if (call.function == HostFunction::Read) {
+            EXPECT_EQ(call.position, 0U);
+        }
+    }
+}
+
+TEST_F(RepeatThreadsTest, ARepeatThatIsTurnedOffGivesTheReadUp) {
+    BeginRead();
+    handle.SetRepeat(0);
+    clock.Advance(kLimit);
+    caller.join();
+    EXPECT_EQ(status, VXC_STATUS_TIME_OUT);
+    EXPECT_EQ(count, 0U);
+    EXPECT_TRUE(clock.Sleeps().empty());
+    gate.Open();
+    EXPECT_EQ(Read(100, &count), VXC_STATUS_TIME_OUT) << "its late answer is nobody's";
+}
+
+TEST_F(RepeatThreadsTest, NoReadIsSentBehindAHungPositionQuery) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    handle.SetRepeat(1);
+    host.Hold(HostFunction::SetFilePointer, gate);
+    LetTimeOut([&] { EXPECT_EQ(Read(100, &count), VXC_STATUS_TIME_OUT); });
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(host.Calls(HostFunction::Read), 0);
+    EXPECT_TRUE(clock.Sleeps().empty());
+}
+
+TEST_F(RepeatThreadsTest, NoReadIsSentBehindASeekThatHangsInTheLoop) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    handle.SetRepeat(1);
+    host.ShortenReads(30);
+    host.Hold(HostFunction::SetFilePointer, gate, 2);
+    caller = std::thread([this] { status = Read(100, &count); });
+    while (clock.Sleeps().empty()) {
+        std::this_thread::yield();
+    }
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    clock.Advance(1000);
+    ASSERT_TRUE(gate.WaitUntilReached());
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    clock.Advance(kLimit);
+    caller.join();
+    EXPECT_EQ(status, VXC_STATUS_TIME_OUT);
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(host.Calls(HostFunction::Read), 1);
+}
+
+TEST_F(RepeatThreadsTest, ABlockIsRepeatedInItsOwnMemory) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    handle.SetRepeat(1);
+    host.ShortenReads(30);
+    clock.AutoAdvance(false);
+    AlignedBuffer block(4096, 4096);
+    const uint8* const memory = block.Data();
+    caller = std::thread([&] { status = handle.ReadBlock(block, 100, &count); });
+    for (std::size_t i = 1; i <= 10; ++i) {
+        while (clock.Sleeps().size() < i) {
+            std::this_thread::yield();
+        }
+        ASSERT_TRUE(clock.WaitForSleepers(1));
+        clock.Advance(1000);
+    }
+    caller.join();
+    EXPECT_EQ(count, 30U);
+    EXPECT_EQ(block.Data(), memory);
+    EXPECT_EQ(host.Calls(HostFunction::Read), 11);
+}
