@@ -38,9 +38,7 @@ bool Split(const CVXCStringArray& files, SourceNames& names) {
 
 CQLSoftDataSourceArray::~CQLSoftDataSourceArray() = default;
 
-CDataSourceArray::CDataSourceArray() noexcept : CDataSourceArray(&CSoftDataSource::Construct) {}
-
-CDataSourceArray::CDataSourceArray(MakeSource makeSource) noexcept : m_sequence(kManner, makeSource) {}
+CDataSourceArray::CDataSourceArray() noexcept : m_sequence(kManner, &CSoftDataSource::Construct) {}
 
 uint32 CDataSourceArray::OpenFiles(const CVXCStringArray& files, uint32 flagsAndAttributes) {
     m_sequence.Close();

@@ -4,11 +4,9 @@
 #include "sources/SoftDataSourceArray.h"
 #include "sources/SourceSequence.h"
 
-class CDataSourceArray final : public CQLSoftDataSourceArray {
+class CDataSourceArray : public CQLSoftDataSourceArray {
 public:
     CDataSourceArray() noexcept;
-    // With sources from elsewhere, for tests.
-    explicit CDataSourceArray(vxcio::MakeSource makeSource) noexcept;
 
     uint32 OpenFiles(const CVXCStringArray& files, uint32 flagsAndAttributes) override;
     uint32 CloseFiles() override;

@@ -13,9 +13,9 @@ struct PullDataSourceArrayInspector; // a door for tests
 // A caller constructs it, calls CloseFile and deletes it; the destructor leaves files open. One thread at a
 // time. Nothing throws; where memory lacks, an open gives 0x80000002 and all else 0.
 //
-// Positions, and what reads over boundaries give, are those of CQLSoftDataSourceArray, with one difference: a
+// Positions, and what reads over boundaries give, are those of CQLSoftDataSourceArray, with one difference. A
 // read with read-ahead that crosses a boundary and comes to its full length leaves the array at the file
-// behind the one it ended in, where there is one.
+// behind the one it ended in, where there is one: what that file has left is passed over, until a seek.
 class VXCSOFTCODECIO_API CPullDataSourceArray : public CSoftDataSource {
 public:
     CPullDataSourceArray();

@@ -111,7 +111,7 @@ private:
     uint32 Join(uint32 count, const uint8* data, uint32 bytes) noexcept;
 
     const SequenceManner m_manner;
-    const MakeSource m_makeSource;
+    MakeSource m_makeSource;
     ElementFields m_elements;
     uint64 m_nTotalSize = 0;
     uint64 m_nCurPos = 0;

@@ -182,12 +182,29 @@ TEST(PublicInterfaceTest, ExtraProcessDigestsASource) {
 }
 
 TEST(PublicInterfaceTest, OnlyPublicNamesLeaveTheLibraries) {
-    const std::vector<std::string> io = {
-        "CSoftDataIO",      "CSoftDataSource",        "CQLSoftDataSink", "CQLSoftDataSinkEx1",
-        "CVXCString",       "CQLDataExtraProcess",    "ADDVXCIOID",      "DELVXCIOID",
-        "DELVXCIOID_1",     "SetDiskError",           "GetDiskStatus",   "GetDiskSectorSize",
-        "GetDiskDriveType", "Construct_ExtraProcess", "QLGetLibInfo",    "IsRunNT4OS",
-        "operator+",        "vxcio::KnownSettings"};
+    const std::vector<std::string> io = {"CSoftDataIO",
+                                         "CSoftDataSource",
+                                         "CQLSoftDataSink",
+                                         "CQLSoftDataSinkEx1",
+                                         "CVXCString",
+                                         "CQLDataExtraProcess",
+                                         "ADDVXCIOID",
+                                         "DELVXCIOID",
+                                         "DELVXCIOID_1",
+                                         "SetDiskError",
+                                         "GetDiskStatus",
+                                         "GetDiskSectorSize",
+                                         "GetDiskDriveType",
+                                         "Construct_ExtraProcess",
+                                         "QLGetLibInfo",
+                                         "IsRunNT4OS",
+                                         "operator+",
+                                         "vxcio::KnownSettings",
+                                         "SMoreFileToOpenEx",
+                                         "CVXCStringArray",
+                                         "CQLSoftDataSourceArray",
+                                         "ConstructDataSourceArray",
+                                         "CPullDataSourceArray"};
     for (const std::string& name : DefinedSymbols("libVXCSoftCodecIO.so")) {
         EXPECT_TRUE(IsPublic(name, io)) << name;
     }

@@ -1,4 +1,5 @@
 #include "frame/SoftDataIO.h"
+#include "sources/DataSourceArray.h"
 #include "sources/PullDataSource.h"
 #include "support/MemoryLack.h"
 
@@ -37,4 +38,17 @@ TEST(FactoriesTest, WhereMemoryLacksThereIsNoObject) {
         EXPECT_TRUE(lack.Came());
         EXPECT_EQ(source, nullptr) << nth;
     }
+}
+
+TEST(FactoriesTest, TheArrayFactoryGivesAnEmptyArray) {
+    const std::unique_ptr<CQLSoftDataSourceArray> array(ConstructDataSourceArray());
+    ASSERT_NE(dynamic_cast<CDataSourceArray*>(array.get()), nullptr);
+    EXPECT_EQ(array->GetFileSize(), 0);
+    EXPECT_EQ(array->IsPreReadMode(), 0U);
+}
+
+TEST(FactoriesTest, WhereMemoryLacksThereIsNoArray) {
+    const vxcio::test::MemoryLack lack(1);
+    EXPECT_EQ(ConstructDataSourceArray(), nullptr);
+    EXPECT_TRUE(lack.Came());
 }
