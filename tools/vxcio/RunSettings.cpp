@@ -20,10 +20,15 @@ int Append(void* context, const wchar_t* section, const wchar_t* name, const wch
 
 } // namespace
 
+bool IsTimeOutSet() {
+    wchar_t value[32] = {};
+    return ReadSettingText(Widen(kSection).c_str(), L"HandleTimeOut", value, 32, nullptr) > 0;
+}
+
 std::string SettingsWithTimeOut(uint32 milliseconds) {
     std::string text;
     VisitSettings(&Append, &text);
-    // Of a name that stands twice the last value counts.
+    // Where a value stands twice, the last one counts.
     const std::string number = std::to_string(milliseconds);
     text += '[' + std::string(kSection) + "]\nHandleTimeOut = " + number +
             "\nWriteHandleTimeOut = " + number + '\n';

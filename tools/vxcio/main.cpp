@@ -22,12 +22,18 @@ void UseNamedSettings(const Options& options) {
     }
 }
 
+// Without any limit a copy that hangs would let no reading of two copies come to its end.
+constexpr uint32 kOrdinaryTimeOut = 10000; // milliseconds
+
 int Run(int argc, char** argv) {
     Options options;
     if (const std::optional<int> code = ParseOptions(argc, argv, options)) {
         return *code;
     }
     UseNamedSettings(options);
+    if (!options.timeOut && !IsTimeOutSet()) {
+        options.timeOut = kOrdinaryTimeOut;
+    }
     std::string reason;
     const std::string settings = options.timeOut ? SettingsWithTimeOut(*options.timeOut) : std::string();
     const RunVerb run = LoadVerbs(settings, reason);
