@@ -1,12 +1,15 @@
 #include "StallRules.h"
 
 #include <algorithm>
+#include <chrono>
 #include <optional>
 #include <sstream>
 
 namespace stallfs {
 
 namespace {
+
+constexpr std::chrono::milliseconds kLookForInterrupt{20};
 
 std::optional<Operation> OperationOf(const std::string& word) {
     if (word == "stat") {
@@ -82,22 +85,26 @@ std::string StallRules::Order(const std::string& line) {
     return "error: no such order: " + verb;
 }
 
-bool StallRules::Pass(Operation operation, const std::string& name, std::uint64_t end) {
+StallRules::Passed StallRules::Pass(Operation operation, const std::string& name, std::uint64_t end,
+                                    bool (*interrupted)()) {
     std::unique_lock lock(m_mutex);
     const Rule* const rule = Find(operation, name, end);
     if (rule == nullptr) {
-        return true;
+        return Passed::Goes;
     }
     if (rule->fails) {
-        return false;
+        return Passed::Fails;
     }
     // Who waits goes on at the next release, also where a new rule follows at once.
     const std::uint64_t releases = m_releases;
+    const auto released = [&] { return m_releases != releases; };
     ++m_standing;
     m_changed.notify_all();
-    m_changed.wait(lock, [&] { return m_releases != releases; });
+    // A process that is killed meanwhile could not end before its operation does.
+    while (!m_changed.wait_for(lock, kLookForInterrupt, released) && !interrupted()) {
+    }
     --m_standing;
-    return true;
+    return released() ? Passed::Goes : Passed::Interrupted;
 }
 
 void StallRules::CountRead(const std::string& name, std::uint64_t bytes) {

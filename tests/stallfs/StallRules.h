@@ -29,9 +29,12 @@ public:
     // Anything else is answered with "error" and the reason.
     std::string Order(const std::string& line);
 
-    // What one operation has to pass: waits while a rule says so. False when it is to fail. For reads,
-    // `end` is the first byte behind the range.
-    bool Pass(Operation operation, const std::string& name, std::uint64_t end = 0);
+    enum class Passed { Goes, Fails, Interrupted };
+
+    // What one operation has to pass: waits while a rule says so, unless `interrupted`, which is asked again
+    // and again, says that nobody wants the answer any more. For reads, `end` is the first byte behind the
+    // range.
+    Passed Pass(Operation operation, const std::string& name, std::uint64_t end, bool (*interrupted)());
 
     void CountRead(const std::string& name, std::uint64_t bytes);
 

@@ -3,6 +3,7 @@
 #include "Mirror.h"
 
 #include <cerrno>
+#include <csignal>
 #include <dirent.h>
 #include <fcntl.h>
 #include <fuse.h>
@@ -37,13 +38,43 @@ std::string Name(const char* path) {
     return path[0] == '/' ? path + 1 : path;
 }
 
+bool IsInterrupted() {
+    return fuse_interrupted() != 0;
+}
+
+// 0, or what the operation fails with.
+int Pass(Operation operation, const char* path, std::uint64_t end = 0) {
+    switch (It().rules->Pass(operation, Name(path), end, IsInterrupted)) {
+    case StallRules::Passed::Goes:
+        return 0;
+    case StallRules::Passed::Fails:
+        return -EIO;
+    case StallRules::Passed::Interrupted:
+        break;
+    }
+    return -EINTR;
+}
+
 int Result(long result) {
     return result < 0 ? -errno : static_cast<int>(result);
 }
 
+// libfuse sends this to the thread whose operation is interrupted; what counts is fuse_interrupted.
+void OnInterruptedOperation(int) {}
+
+void* Initialise(fuse_conn_info*, fuse_config* config) {
+    struct sigaction action {};
+    action.sa_handler = OnInterruptedOperation;
+    sigemptyset(&action.sa_mask);
+    ::sigaction(SIGUSR1, &action, nullptr);
+    config->intr = 1;
+    config->intr_signal = SIGUSR1;
+    return nullptr;
+}
+
 int GetAttributes(const char* path, struct stat* attributes, fuse_file_info*) {
-    if (!It().rules->Pass(Operation::Stat, Name(path))) {
-        return -EIO;
+    if (const int error = Pass(Operation::Stat, path)) {
+        return error;
     }
     return Result(::lstat(Real(path).c_str(), attributes));
 }
@@ -65,8 +96,8 @@ int Open(const char* path, fuse_file_info* info) {
     if ((info->flags & O_ACCMODE) != O_RDONLY) {
         return -EROFS;
     }
-    if (!It().rules->Pass(Operation::Open, Name(path))) {
-        return -EIO;
+    if (const int error = Pass(Operation::Open, path)) {
+        return error;
     }
     // Direct opens are served through the cache: what counts here is only that they are.
     const int descriptor = ::open(Real(path).c_str(), O_RDONLY | O_CLOEXEC);
@@ -80,8 +111,8 @@ int Open(const char* path, fuse_file_info* info) {
 }
 
 int Read(const char* path, char* buffer, std::size_t bytes, off_t position, fuse_file_info* info) {
-    if (!It().rules->Pass(Operation::Read, Name(path), static_cast<std::uint64_t>(position) + bytes)) {
-        return -EIO;
+    if (const int error = Pass(Operation::Read, path, static_cast<std::uint64_t>(position) + bytes)) {
+        return error;
     }
     const ssize_t got = ::pread(static_cast<int>(info->fh), buffer, bytes, position);
     if (got >= 0) {
@@ -92,7 +123,7 @@ int Read(const char* path, char* buffer, std::size_t bytes, off_t position, fuse
 
 // A close of the caller waits for this one; Release comes later, when nobody waits any more.
 int Flush(const char* path, fuse_file_info*) {
-    return It().rules->Pass(Operation::Close, Name(path)) ? 0 : -EIO;
+    return Pass(Operation::Close, path);
 }
 
 int Release(const char*, fuse_file_info* info) {
@@ -107,6 +138,7 @@ bool ServeMirror(const std::string& backing, const std::string& mountPoint, Stal
     It().backing = backing;
     It().rules = &rules;
     fuse_operations operations{};
+    operations.init = Initialise;
     operations.getattr = GetAttributes;
     operations.readdir = ReadFolder;
     operations.open = Open;
