@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
@@ -10,6 +11,8 @@
 namespace stallfs {
 
 namespace {
+
+constexpr timeval kAnswerLimit{30, 0}; // a "wait" whose operations never come must not hang its caller
 
 bool Address(const std::string& socket, sockaddr_un& address) {
     address.sun_family = AF_UNIX;
@@ -77,6 +80,7 @@ std::string SendOrder(const std::string& socket, const std::string& order) {
     sockaddr_un address{};
     std::string answer;
     const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &kAnswerLimit, sizeof kAnswerLimit);
     if (descriptor >= 0 && Address(socket, address) &&
         ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
         WriteLine(descriptor, order)) {

@@ -11,7 +11,7 @@ namespace stallfs {
 // `end`. False with a reason when the socket cannot be made.
 bool ServeControl(const std::string& socket, StallRules& rules, void (*end)(), std::string& reason);
 
-// Sends one order and gives the answer; empty when nobody answers.
+// Sends one order and gives the answer; empty when nobody answers within half a minute.
 std::string SendOrder(const std::string& socket, const std::string& order);
 
 } // namespace stallfs
