@@ -67,14 +67,17 @@ TEST_F(CopyWatchTest, SourcesAreKeptApart) {
 }
 
 TEST_F(CopyWatchTest, ACopyThatCouldNotBeOpenedIsRemembered) {
+    m_Watch.Take(INFOTYPE_ERROR, "CQLSoftFileHandle::CreateFile(/d) Time Out!!!, WaitTime: 1000 ms\n");
     Trace("this->0x1:CFileSource::OpenFile() two file but only one is OK: File1:/a(Error), File2:/b(OK)");
     Trace("this->0x2:CFileSource::OpenFile() two file but only one is OK: File1:/c(OK), File2:/d(error)");
     const std::vector<LostCopy> lost = m_Watch.TakeLost();
     ASSERT_EQ(lost.size(), 2u);
     EXPECT_EQ(lost[0].number, 1);
     EXPECT_EQ(lost[0].name, "/a");
+    EXPECT_FALSE(lost[0].timedOut);
     EXPECT_EQ(lost[1].number, 2);
     EXPECT_EQ(lost[1].name, "/d");
+    EXPECT_TRUE(lost[1].timedOut);
     EXPECT_THAT(m_Watch.TakeLost(), IsEmpty());
 }
 

@@ -136,14 +136,18 @@ bool CopyWatch::TakeChange(Copies& copies, std::string_view text) {
     return true;
 }
 
+void CopyWatch::Lose(int number, std::string_view name) {
+    m_Lost.push_back({number, std::string(name), m_TimedOut.contains(name)});
+}
+
 bool CopyWatch::TakeOpening(std::string_view text) {
     static constexpr std::string_view kOneIsGood = "two file but only one is OK: File1:";
     if (const auto name = Between(text, kOneIsGood, "(Error), File2:")) {
-        m_Lost.push_back({1, std::string(*name)});
+        Lose(1, *name);
         return true;
     }
     if (const auto name = Between(text, "(OK), File2:", "(error)")) {
-        m_Lost.push_back({2, std::string(*name)});
+        Lose(2, *name);
         return true;
     }
     if (text.find("--Two File Size not same") != std::string_view::npos) {
@@ -162,6 +166,9 @@ void CopyWatch::Take(INFOTYPE level, std::string_view text) {
             TakeOpening(text)) {
             return;
         }
+    }
+    if (const auto name = Between(text, "CQLSoftFileHandle::CreateFile(", ") Time Out!!!")) {
+        m_TimedOut.emplace(*name);
     }
     // At the end of a file a read of nothing is logged as well.
     const bool isError = level <= INFOTYPE_ERROR && !text.starts_with(kNothingRead);

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,7 @@ namespace vxcio::tool {
 struct LostCopy {
     int number; // 1 or 2
     std::string name;
+    bool timedOut; // its disk did not answer
 };
 
 // Gets all lines of the log. Any thread may call everything.
@@ -42,12 +44,14 @@ private:
     bool TakeReopening(Copies& copies, std::string_view text);
     bool TakeChange(Copies& copies, std::string_view text);
     bool TakeOpening(std::string_view text);
+    void Lose(int number, std::string_view name);
     void Tell(const std::string& sentence) const;
 
     const std::function<void(const std::string&)> m_fnTell;
     std::mutex m_Mutex;
     // Guarded by m_Mutex.
     std::map<std::string, Copies, std::less<>> m_Sources; // by the address that their lines name
+    std::set<std::string, std::less<>> m_TimedOut;        // names whose open took too long
     std::vector<LostCopy> m_Lost;
     bool m_bTrouble = false;
 };

@@ -60,14 +60,20 @@ std::string ReasonOfPair(const Entry& entry, const Options& options) {
            "; copy 2 " + InQuotes(entry.second) + ": " + words(second);
 }
 
-void WarnOfLostCopy(const LostCopy& lost) {
+std::string ReasonOfLoss(const LostCopy& lost) {
+    if (lost.timedOut) {
+        return "the disk did not answer in time";
+    }
     const FileFacts facts = AskFile(lost.name, kLostLimit);
+    if (!facts.opened) {
+        return facts.reason;
+    }
+    return facts.size == 0 ? "it is empty" : "it could not be opened when the other was";
+}
+
+void WarnOfLostCopy(const LostCopy& lost) {
     Complain("warning: copy " + std::to_string(lost.number) + " " + InQuotes(lost.name) +
-             " cannot be read: " +
-             (!facts.opened     ? facts.reason
-              : facts.size == 0 ? "it is empty"
-                                : "it could not be opened when the other was") +
-             "; the other is read alone");
+             " cannot be read: " + ReasonOfLoss(lost) + "; the other is read alone");
 }
 
 std::unique_ptr<Reading> OpenEntry(const Entry& entry, const Options& options, const PreRead& preRead,
