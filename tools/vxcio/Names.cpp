@@ -87,8 +87,7 @@ std::optional<Entry> ParseEntry(const std::string& text, std::string& reason) {
         from = next + 1;
     }
     if (entry.second.empty()) {
-        reason =
-            "'" + Shown(text) + "' names no second copy behind its '*'; a star of the name is written '**'";
+        reason = InQuotes(text) + " names no second copy behind its '*'; a star of the name is written '**'";
         return std::nullopt;
     }
     return entry;
@@ -97,7 +96,7 @@ std::optional<Entry> ParseEntry(const std::string& text, std::string& reason) {
 std::optional<std::vector<Entry>> ReadNameList(const std::string& list, std::string& reason) {
     std::string text;
     if (!LoadList(list, text, reason)) {
-        reason = "cannot read the list '" + Shown(list) + "': " + reason;
+        reason = "cannot read the list " + InQuotes(list) + ": " + reason;
         return std::nullopt;
     }
     std::vector<Entry> entries;
@@ -109,7 +108,7 @@ std::optional<std::vector<Entry>> ReadNameList(const std::string& list, std::str
         if (line.empty() || line.starts_with('#')) {
             continue;
         }
-        const std::string place = "list '" + Shown(list) + "', line " + std::to_string(number) + ": ";
+        const std::string place = "list " + InQuotes(list) + ", line " + std::to_string(number) + ": ";
         if (line.find('\0') != std::string_view::npos) {
             reason = place + "a zero byte is part of no name";
             return std::nullopt;
@@ -126,7 +125,7 @@ std::optional<std::vector<Entry>> ReadNameList(const std::string& list, std::str
         entries.push_back(std::move(*entry));
     }
     if (entries.empty()) {
-        reason = "the list '" + Shown(list) + "' names no file";
+        reason = "the list " + InQuotes(list) + " names no file";
         return std::nullopt;
     }
     return entries;

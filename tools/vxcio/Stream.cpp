@@ -19,8 +19,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A copy that failed is opened again once a second, and a read of the other may take ten.
-constexpr std::chrono::milliseconds kPatience{5000};
+// A copy that failed is opened again once a second.
+constexpr std::chrono::milliseconds kPatience{3000};
 constexpr std::chrono::milliseconds kPause{20};
 constexpr std::chrono::milliseconds kAskLimit{10000};
 constexpr std::chrono::milliseconds kLostLimit{2000}; // reading has to begin
@@ -43,10 +43,6 @@ bool NeedsPreRead(const Input& input, const Options& options) {
 
 uint32 FlagsOf(const Options& options) {
     return options.unbuffered ? VXC_FILE_FLAG_NO_BUFFERING : VXC_FILE_FLAG_SEQUENTIAL_SCAN;
-}
-
-std::string InQuotes(const std::string& name) {
-    return "'" + Shown(name) + "'";
 }
 
 // Both copies by themselves, with what keeps each from being read.
@@ -192,6 +188,24 @@ Stream::Stream(std::unique_ptr<Reading> reading, LogView& log, std::shared_ptr<C
 
 Stream::~Stream() {
     m_Log.Listen(nullptr);
+    if (m_pWatch && m_Log.IsVerbose() && m_qwReads > 0) {
+        const auto slowest = std::chrono::duration_cast<std::chrono::milliseconds>(m_tSlowest);
+        Complain(WithCommas(m_qwReads) + " reads, the longest took " +
+                 WithCommas(static_cast<uint64>(slowest.count())) + " ms, at byte " +
+                 WithCommas(m_qwSlowestAt));
+    }
+}
+
+int Stream::ReadTimed(uint8* buffer, uint32 bytes) {
+    const Clock::time_point start = Clock::now();
+    const int got = m_pReading->Read(buffer, bytes);
+    const Clock::duration took = Clock::now() - start;
+    ++m_qwReads;
+    if (took > m_tSlowest) {
+        m_tSlowest = took;
+        m_qwSlowestAt = m_qwPosition;
+    }
+    return got;
 }
 
 std::unique_ptr<Stream> Stream::Open(const Input& input, const Options& options, LogView& log,
@@ -246,7 +260,7 @@ int Stream::Read(uint8* buffer, uint32 bytes) {
     const Clock::time_point start = Clock::now();
     for (bool first = true;; first = false) {
         m_pWatch->TakeTrouble();
-        const int got = m_pReading->Read(buffer, bytes);
+        const int got = ReadTimed(buffer, bytes);
         // Within a list, bytes that are missing from one file would be followed by those of the next.
         const bool trouble = m_pWatch->TakeTrouble() && m_bJoined;
         if (got > 0 && !trouble) {

@@ -42,11 +42,16 @@ public:
 private:
     Stream(std::unique_ptr<Reading> reading, LogView& log, std::shared_ptr<CopyWatch> watch, bool joined);
 
+    int ReadTimed(uint8* buffer, uint32 bytes);
+
     const std::unique_ptr<Reading> m_pReading;
     LogView& m_Log;
     const std::shared_ptr<CopyWatch> m_pWatch; // null for a single file
     const bool m_bJoined;
     uint64 m_qwPosition = 0;
+    uint64 m_qwReads = 0;
+    uint64 m_qwSlowestAt = 0;
+    std::chrono::steady_clock::duration m_tSlowest{};
     const uint64 m_qwSize; // as it was at open
 };
 
