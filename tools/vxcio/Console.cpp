@@ -81,4 +81,11 @@ std::string Shown(std::string_view name) {
     return out;
 }
 
+std::string InQuotes(std::string_view name) {
+    std::string out(1, '\'');
+    out += Shown(name);
+    out += '\'';
+    return out;
+}
+
 } // namespace vxcio::tool

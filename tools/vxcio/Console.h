@@ -28,5 +28,6 @@ void ShowBar(std::string_view bar);
 
 // A name for people: control characters, which would move the cursor about, become '?'.
 std::string Shown(std::string_view name);
+std::string InQuotes(std::string_view name);
 
 } // namespace vxcio::tool

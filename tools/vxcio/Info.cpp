@@ -1,10 +1,11 @@
 #include "Console.h"
 #include "ExitCodes.h"
 #include "Json.h"
-#include "Reader.h"
+#include "Names.h"
+#include "Probe.h"
 #include "Sizes.h"
+#include "Stream.h"
 #include "Terminal.h"
-#include "Text.h"
 #include "Verbs.h"
 
 #include "sysu/HostControl.h"
@@ -12,13 +13,6 @@
 namespace vxcio::tool {
 
 namespace {
-
-struct Facts {
-    uint64 size = 0;
-    uint32 sectorSize = 0;
-    uint32 driveType = 0;
-    DiskFacts disk{};
-};
 
 const char* DriveWord(uint32 type) {
     switch (type) {
@@ -47,62 +41,156 @@ std::string DirectWords(const DiskFacts& disk) {
            std::to_string(disk.directMemory);
 }
 
-Facts Ask(const std::string& name, CSoftDataSource& source) {
-    const std::wstring wide = Widen(name);
-    Facts facts;
-    facts.size = source.GetFileSize();
-    facts.sectorSize = GetDiskSectorSize(wide.c_str());
-    facts.driveType = GetDiskDriveType(wide.c_str());
-    QueryDisk(wide.c_str(), &facts.disk);
-    return facts;
+const char* SourceOf(const Input& input) {
+    return input.joined ? "CDataSourceArray" : ServingSource(input.entries.front().first);
 }
 
-std::string AsText(const std::string& name, const Facts& facts) {
-    std::string size = WithCommas(facts.size) + " bytes";
-    if (facts.size >= 1024) {
-        size += " (" + ReadableSize(static_cast<double>(facts.size)) + ")";
+std::string SizeWords(uint64 size) {
+    std::string words = WithCommas(size) + " bytes";
+    if (size >= 1024) {
+        words += " (" + ReadableSize(static_cast<double>(size)) + ")";
     }
-    return Shown(name) + "\n  source       " + ServingSource(name) + "\n  size         " + size +
-           "\n  sector size  " + std::to_string(facts.sectorSize) + " bytes\n  drive type   " +
-           std::to_string(facts.driveType) + " (" + DriveWord(facts.driveType) + ")\n  file system  " +
-           facts.disk.fileSystem + "\n  direct I/O   " + DirectWords(facts.disk) + "\n";
+    return words;
 }
 
-Json AsJson(const std::string& name, const Facts& facts) {
-    Json out;
-    out["name"] = name;
-    out["source"] = ServingSource(name);
-    out["size"] = facts.size;
+std::string DiskText(const FileFacts& facts, const std::string& indent) {
+    return indent + "sector size  " + std::to_string(facts.sectorSize) + " bytes\n" + indent +
+           "drive type   " + std::to_string(facts.driveType) + " (" + DriveWord(facts.driveType) + ")\n" +
+           indent + "file system  " + facts.disk.fileSystem + "\n" + indent + "direct I/O   " +
+           DirectWords(facts.disk) + "\n";
+}
+
+void AddDisk(Json& out, const FileFacts& facts) {
     out["sectorSize"] = facts.sectorSize;
     out["driveType"] = facts.driveType;
     out["driveTypeText"] = DriveWord(facts.driveType);
     out["fileSystem"] = facts.disk.fileSystem;
     out["directIO"] = {{"offset", facts.disk.directOffset}, {"memory", facts.disk.directMemory}};
+}
+
+// A file that belongs to a larger whole.
+std::string PartText(const std::string& title, const std::string& name, const FileFacts& facts) {
+    const std::string head = "  " + title + Shown(name) + "\n";
+    if (!facts.opened) {
+        return head + "    not open     " + facts.reason + "\n";
+    }
+    return head + "    size         " + SizeWords(facts.size) + "\n" + DiskText(facts, "    ");
+}
+
+Json PartJson(const std::string& name, const FileFacts& facts) {
+    Json out;
+    out["name"] = name;
+    if (!facts.opened) {
+        out["error"] = facts.reason;
+        return out;
+    }
+    out["size"] = facts.size;
+    AddDisk(out, facts);
     return out;
 }
+
+// One input that is open, in the form that is wanted.
+class Report {
+public:
+    Report(const Input& input, Stream& stream, const Options& options)
+        : m_Input(input), m_Stream(stream), m_Options(options) {}
+
+    void Make() {
+        const Entry& first = m_Input.entries.front();
+        m_Json["name"] = m_Input.written;
+        m_Json["source"] = SourceOf(m_Input);
+        m_Json["size"] = m_Stream.Size();
+        m_Text = Shown(m_Input.written) + "\n  source       " + m_Json["source"].get<std::string>() +
+                 "\n  size         " + SizeWords(m_Stream.Size()) + "\n";
+        TellPreRead();
+        if (m_Input.joined) {
+            m_Text += "  files        " + WithCommas(m_Input.entries.size()) + "\n";
+            TellEntries();
+        } else if (!first.second.empty()) {
+            m_Json["copies"] = Copies(first, "copy ");
+        } else {
+            const FileFacts facts = AskFile(first.first, AskLimit(m_Options));
+            m_Text += DiskText(facts, "  ");
+            AddDisk(m_Json, facts);
+        }
+    }
+
+    const std::string& Text() const { return m_Text; }
+    const Json& AsJson() const { return m_Json; }
+
+private:
+    void TellPreRead() {
+        if (!m_Options.preRead) {
+            return;
+        }
+        const bool on = m_Stream.IsPreRead();
+        m_Json["readAhead"] = {{"asked", *m_Options.preRead}, {"on", on}};
+        m_Text += "  read-ahead   " +
+                  (on ? "on, at least " + SizeWords(*m_Options.preRead)
+                      : std::string("off: the library refused it")) +
+                  "\n";
+    }
+
+    Json Copies(const Entry& entry, const std::string& title) {
+        Json copies = Json::array();
+        for (const std::string* const name : {&entry.first, &entry.second}) {
+            const FileFacts facts = AskFile(*name, AskLimit(m_Options));
+            m_Text += PartText(title + std::to_string(copies.size() + 1) + "  ", *name, facts);
+            copies.push_back(PartJson(*name, facts));
+        }
+        return copies;
+    }
+
+    void TellEntries() {
+        m_Json["files"] = Json::array();
+        for (std::size_t i = 0; i < m_Input.entries.size() && !InterruptWanted(); ++i) {
+            const Entry& entry = m_Input.entries[i];
+            const std::string title = "file " + WithCommas(i + 1);
+            if (!entry.second.empty()) {
+                m_Json["files"].push_back({{"copies", Copies(entry, title + ", copy ")}});
+                continue;
+            }
+            const FileFacts facts = AskFile(entry.first, AskLimit(m_Options));
+            m_Text += PartText(title + "  ", entry.first, facts);
+            m_Json["files"].push_back(PartJson(entry.first, facts));
+        }
+    }
+
+    const Input& m_Input;
+    Stream& m_Stream;
+    const Options& m_Options;
+    std::string m_Text;
+    Json m_Json;
+};
 
 } // namespace
 
 int RunInfo(const Options& options, LogView& log) {
+    std::string reason;
+    const std::optional<std::vector<Input>> inputs = ReadNames(options.names, options.join, reason);
+    if (!inputs) {
+        Complain("info: " + reason);
+        return kExitFailed;
+    }
     int code = kExitOk;
     Json all = Json::array();
-    for (const std::string& name : options.names) {
+    for (const Input& input : *inputs) {
         if (InterruptWanted()) {
             return kExitInterrupted;
         }
-        std::string reason;
-        const SourcePointer source = OpenForReading(name, false, log, reason);
-        if (!source) {
-            Complain("info: cannot open '" + Shown(name) + "': " + reason);
-            all.push_back({{"name", name}, {"source", ServingSource(name)}, {"error", reason}});
+        const std::unique_ptr<Stream> stream = Stream::Open(input, options, log, reason);
+        if (!stream) {
+            Complain("info: cannot open '" + Shown(input.written) + "': " + reason);
+            all.push_back({{"name", input.written}, {"source", SourceOf(input)}, {"error", reason}});
             code = kExitFailed;
             continue;
         }
-        const Facts facts = Ask(name, *source);
+        Report report(input, *stream, options);
+        report.Make();
         if (options.json) {
-            all.push_back(AsJson(name, facts));
+            all.push_back(report.AsJson());
         } else {
-            Print(AsText(name, facts));
+            Print(report.Text());
         }
     }
     if (options.json) {

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 namespace vxcio::tool {
 
@@ -28,8 +29,21 @@ LogView::LogView(bool onError, const std::optional<std::string>& file, INFOTYPE 
             GiveUpFile(errno);
         }
     }
-    const bool shown = m_bOnError || m_pFile != nullptr;
-    SetLogReceiver(&LogView::Receive, this, shown ? m_nHighest : INFOTYPE_ERROR);
+    Register(false);
+}
+
+void LogView::Register(bool all) {
+    const bool shown = m_bOnError || !m_strFile.empty();
+    SetLogReceiver(&LogView::Receive, this, all ? INFOTYPE_TRACE : shown ? m_nHighest : INFOTYPE_ERROR);
+}
+
+void LogView::Listen(Listener listener) {
+    const bool all = listener != nullptr;
+    {
+        const std::lock_guard lock(m_Mutex);
+        m_Listener = std::move(listener);
+    }
+    Register(all);
 }
 
 LogView::~LogView() {
@@ -63,7 +77,10 @@ void LogView::Take(INFOTYPE level, const std::string& module, const std::string&
     if (level <= INFOTYPE_ERROR && !text.starts_with(kNothingRead)) {
         m_strFailure = text;
     }
-    if (level > m_nHighest) {
+    if (m_Listener) {
+        m_Listener(level, text);
+    }
+    if (level > m_nHighest || (!m_bOnError && m_pFile == nullptr)) {
         return;
     }
     const std::chrono::duration<double> since = std::chrono::steady_clock::now() - m_tStart;

@@ -6,9 +6,11 @@
 
 #include <chrono>
 #include <cstdio>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace vxcio::tool {
 
@@ -22,6 +24,14 @@ public:
     LogView(const LogView&) = delete;
     LogView& operator=(const LogView&) = delete;
 
+    // Whether lines go to standard error.
+    bool IsVerbose() const { return m_bOnError; }
+
+    // From now on `listener` gets every line of every level, one after the other, on the thread that logs,
+    // until the next call; null ends that. It must not throw or call back.
+    using Listener = std::function<void(INFOTYPE level, std::string_view text)>;
+    void Listen(Listener listener);
+
     // Forgets the failure so far.
     void Clear();
 
@@ -33,6 +43,7 @@ private:
     void Take(INFOTYPE level, const std::string& module, const std::string& text);
     void WriteLine(const std::string& line);
     void GiveUpFile(int error);
+    void Register(bool all);
 
     const bool m_bOnError;
     const INFOTYPE m_nHighest; // of what is shown; failures are always heard
@@ -41,6 +52,7 @@ private:
     std::mutex m_Mutex;
     std::FILE* m_pFile;       // guarded by m_Mutex; null when there is none
     std::string m_strFailure; // guarded by m_Mutex
+    Listener m_Listener;      // guarded by m_Mutex
 };
 
 } // namespace vxcio::tool

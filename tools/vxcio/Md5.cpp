@@ -1,9 +1,12 @@
 #include "Console.h"
 #include "DigestList.h"
+#include "DigestSource.h"
 #include "ExitCodes.h"
 #include "Json.h"
+#include "Names.h"
 #include "Progress.h"
 #include "Reader.h"
+#include "Stream.h"
 #include "Terminal.h"
 #include "Text.h"
 #include "Verbs.h"
@@ -28,18 +31,32 @@ struct Run {
     Progress& progress;
 };
 
-// The digest of a file, made by the library from the bytes as they pass. Failed has been said.
-DigestEnd MakeDigest(Run& run, const std::string& name, std::string& digits, uint64& bytes,
-                     std::string& reason) {
-    const SourcePointer source = OpenForReading(name, run.options.unbuffered, run.log, reason);
-    if (!source) {
+// The digest of a stream, made by the library from the bytes as they pass. Failed has been said.
+DigestEnd MakeDigest(Run& run, const Input& input, std::string& digits, uint64& bytes, std::string& reason) {
+    const std::unique_ptr<Stream> stream = Stream::Open(input, run.options, run.log, reason);
+    if (!stream) {
         reason = "cannot open it: " + reason;
+        return DigestEnd::Failed;
+    }
+    // The library's digest rides on the reads of a single file. Of anything else it knows none, or makes one
+    // from the first copy alone, so the stream is put under a source as its file.
+    std::unique_ptr<Reading> whole;
+    CSoftDataSource* source = stream->Single();
+    if (source == nullptr) {
+        whole = OpenDigestSource(*stream);
+        source = whole ? whole->Source() : nullptr;
+    }
+    if (source == nullptr) {
+        reason = "memory lacks";
         return DigestEnd::Failed;
     }
     source->EnableMD5_Check(1);
     source->BeginMD5_Check(1);
     const auto ignore = [](const uint8*, uint32) {};
-    const ReadEnd end = ReadThrough(*source, {}, run.log, run.progress, name, ignore, bytes, reason);
+    Readable& readable = whole ? static_cast<Readable&>(*whole) : *stream;
+    const ReadJob job{0, std::nullopt, run.options.block};
+    const ReadEnd end =
+        ReadThrough(readable, job, run.log, run.progress, input.written, ignore, bytes, reason);
     if (end != ReadEnd::Whole) {
         return end == ReadEnd::Interrupted ? DigestEnd::Interrupted : DigestEnd::Failed;
     }
@@ -48,7 +65,8 @@ DigestEnd MakeDigest(Run& run, const std::string& name, std::string& digits, uin
     source->GetMD5_check(0, digest, length);
     const std::unique_ptr<unsigned char[]> owned(digest);
     // The library reads on by itself where the file grew meanwhile; only its log would tell a failure.
-    const std::string failure = run.log.LastFailure();
+    // Of several files it tells what another copy has made good long ago.
+    const std::string failure = whole ? std::string() : run.log.LastFailure();
     if (digest == nullptr || length != 16 || !failure.empty()) {
         reason = failure.empty() ? "the library gave no digest" : Shown(failure);
         return DigestEnd::Failed;
@@ -60,11 +78,17 @@ DigestEnd MakeDigest(Run& run, const std::string& name, std::string& digits, uin
 int PrintDigests(Run& run) {
     int code = kExitOk;
     Json all = Json::array();
-    for (const std::string& name : run.options.names) {
+    std::string reason;
+    const std::optional<std::vector<Input>> inputs = ReadNames(run.options.names, run.options.join, reason);
+    if (!inputs) {
+        Complain("md5: " + reason);
+        return kExitFailed;
+    }
+    for (const Input& input : *inputs) {
+        const std::string& name = input.written;
         std::string digits;
-        std::string reason;
         uint64 bytes = 0;
-        switch (InterruptWanted() ? DigestEnd::Interrupted : MakeDigest(run, name, digits, bytes, reason)) {
+        switch (InterruptWanted() ? DigestEnd::Interrupted : MakeDigest(run, input, digits, bytes, reason)) {
         case DigestEnd::Interrupted:
             return kExitInterrupted;
         case DigestEnd::Failed:
@@ -100,7 +124,7 @@ DigestEnd CheckLine(Run& run, const DigestLine& line, CheckCounts& counts, Json&
     std::string digits;
     std::string reason;
     uint64 bytes = 0;
-    const DigestEnd end = MakeDigest(run, line.name, digits, bytes, reason);
+    const DigestEnd end = MakeDigest(run, PlainInput(line.name), digits, bytes, reason);
     run.progress.End();
     if (end == DigestEnd::Interrupted) {
         return end;

@@ -4,8 +4,6 @@
 #include "ExitCodes.h"
 #include "Sizes.h"
 
-#include "module/VXCSoftCodecIO.h"
-
 #include <CLI/CLI.hpp>
 
 #include <functional>
@@ -17,9 +15,20 @@ namespace {
 
 constexpr uint64 kMostBlock = 0x7FFFFFFF; // a read counts its bytes in an int
 
+constexpr uint64 kMostPreRead = 0x7FFFFFFF;
+constexpr uint64 kLeastTimeOut = 1000; // the library takes less for a mistake
+
 constexpr const char* kCommonFooter =
-    "Every verb also takes -v, --log FILE, --log-level N and --settings FILE (vxcio --help).\n"
+    "Every verb also takes -v, --log FILE, --log-level N, --settings FILE and --time-out MS (vxcio --help).\n"
     "Sizes take K, M and G (1024). A name that begins with '-' goes behind '--'.";
+
+constexpr const char* kNamesFooter =
+    "FIRST*SECOND names two copies of one clip: what one does not deliver in time comes from the other.\n"
+    "A star that is part of a name is written twice, 'a**b'; one at its start may stand alone.\n"
+    "@FILE is one stream of the files that FILE names, one a line, each may be FIRST*SECOND; relative names\n"
+    "count from FILE's folder, blank lines and lines that begin with # are skipped. A file whose name "
+    "begins\n"
+    "with '@' is written ./@name.\n";
 
 constexpr const char* kMainFooter =
     "Exit codes: 0 all is well; 1 something could not be opened, read or written; 2 wrong usage;\n"
@@ -39,6 +48,20 @@ CLI::Validator SizeUpTo(uint64 least, uint64 most) {
             if (*size < least || *size > most) {
                 return "'" + Shown(text) + "' is out of range: " + std::to_string(least) + " to " +
                        std::to_string(most) + " bytes";
+            }
+            return {};
+        },
+        "");
+}
+
+CLI::Validator Milliseconds() {
+    return CLI::Validator(
+        [](std::string& text) -> std::string {
+            const bool plain = text.find_first_not_of("0123456789") == std::string::npos;
+            const std::optional<uint64> number = plain ? ParseSize(text) : std::nullopt;
+            if (!number || *number < kLeastTimeOut || *number > UINT32_MAX) {
+                return "'" + Shown(text) + "' is no time-out: " + std::to_string(kLeastTimeOut) + " to " +
+                       std::to_string(UINT32_MAX) + " milliseconds, the last of which means no limit";
             }
             return {};
         },
@@ -102,11 +125,20 @@ CLI::App* AddVerb(CLI::App& parent, const std::string& name, const std::string& 
     return verb;
 }
 
+// What every verb knows that reads.
+void AddReading(CLI::App& verb, Options& options) {
+    AddSize(verb, "--pre-read", "Keep a ring of at least so many bytes read ahead", 1, kMostPreRead,
+            [&options](uint64 size) { options.preRead = static_cast<uint32>(size); });
+    verb.add_flag("--join", options.join, "All names are one stream, in their order");
+    verb.footer(std::string(kNamesFooter) + kCommonFooter);
+}
+
 void AddInfo(CLI::App& app, Options& options) {
     CLI::App* const verb =
         AddVerb(app, "info", "Tell what serves a name, its size, and what its disk asks for");
     verb->add_flag("--json", options.json, "Print one JSON array, an object for each name");
-    AddNames(*verb, options, "File, or URL where the build has a source for them");
+    AddReading(*verb, options);
+    AddNames(*verb, options, "File, FIRST*SECOND, @FILE, or URL where the build has a source for them");
     verb->callback([&options] { options.verb = Verb::Info; });
 }
 
@@ -119,11 +151,14 @@ void AddCat(CLI::App& app, Options& options) {
     verb->add_flag("--unbuffered", options.unbuffered, "Read past the system's cache");
     AddSize(*verb, "--block", "Bytes of one read, up to 2147483647 (1M)", 1, kMostBlock,
             [&options](uint64 size) { options.block = static_cast<uint32>(size); });
-    verb->add_option_function<std::string>(
-            "NAME", [&options](const std::string& name) { options.names = {name}; }, "File")
-        ->required()
-        ->type_name("");
-    verb->callback([&options] { options.verb = Verb::Cat; });
+    AddReading(*verb, options);
+    AddNames(*verb, options, "File, FIRST*SECOND or @FILE; more than one with --join");
+    verb->callback([&options] {
+        options.verb = Verb::Cat;
+        if (options.names.size() > 1 && !options.join) {
+            throw CLI::ValidationError("cat", "takes one name, or several with --join");
+        }
+    });
 }
 
 void AddMd5(CLI::App& app, Options& options) {
@@ -132,8 +167,15 @@ void AddMd5(CLI::App& app, Options& options) {
                    "The names are lists of digests (- is standard input): check the files they name");
     verb->add_flag("--unbuffered", options.unbuffered, "Read past the system's cache");
     verb->add_flag("--json", options.json, "Print one JSON array, an object for each file");
-    AddNames(*verb, options, "File, or list of digests with -c");
-    verb->callback([&options] { options.verb = Verb::Md5; });
+    AddReading(*verb, options);
+    AddNames(*verb, options,
+             "File, FIRST*SECOND or @FILE; list of digests with -c, whose names count as they stand");
+    verb->callback([&options] {
+        options.verb = Verb::Md5;
+        if (options.check && options.join) {
+            throw CLI::ValidationError("--join", "cannot be used with -c");
+        }
+    });
 }
 
 void AddSettings(CLI::App& app, Options& options) {
@@ -173,18 +215,23 @@ void AddCommon(CLI::App& app, Options& options) {
            "Highest level of both: 1 errors, 4 also path conversion, 8 everything (8)")
         ->check(CLI::Range(1, 8))
         ->type_name("N");
-    app.add_option(
-           "--settings", options.settingsFile,
-           "Use this settings file alone. What the library reads when it is loaded (time-outs of file "
-           "handles, bitrate log, cache limit) has come from the standard files by then")
-        ->type_name("FILE");
+    app.add_option("--settings", options.settingsFile, "Use this settings file alone")->type_name("FILE");
+    app.add_option_function<std::string>(
+           "--time-out",
+           [&options](const std::string& text) {
+               options.timeOut = static_cast<uint32>(ParseSize(text).value_or(0));
+           },
+           "How long one operation on one of two copies may take in this run, whatever the settings say "
+           "(HandleTimeOut, WriteHandleTimeOut); 10000 where they say nothing")
+        ->check(Milliseconds())
+        ->type_name("MS");
 }
 
 } // namespace
 
 std::optional<int> ParseOptions(int argc, char** argv, Options& options) {
     CLI::App app("vxcio - look at, read and check media files through VXCSoftCodecIO", "vxcio");
-    app.set_version_flag("--version", std::string("vxcio ") + QLGetLibInfo()->LibVersion);
+    app.set_version_flag("--version", "vxcio " VXCIO_VERSION);
     app.require_subcommand(1);
     app.footer(kMainFooter);
     AddCommon(app, options);

@@ -20,6 +20,7 @@ struct Options {
     INFOTYPE logLevel = INFOTYPE_TRACE;
     std::optional<std::string> settingsFile;
     bool json = false;
+    std::optional<uint32> timeOut; // of file handles, milliseconds
 
     // Of info, cat and md5.
     std::vector<std::string> names;
@@ -28,6 +29,8 @@ struct Options {
     std::optional<uint64> length;
     uint32 block = 1u << 20;
     bool check = false;
+    std::optional<uint32> preRead; // bytes of read-ahead
+    bool join = false;             // all names are one stream
 
     // Of settings.
     std::string setting;

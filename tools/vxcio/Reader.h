@@ -1,11 +1,9 @@
-// Reader.h - opening a name through the library and reading it to the end, with the reason of each failure
-// in words.
+// Reader.h - reading to the end, with the reason of a failure in words.
 #pragma once
 
 #include "LogView.h"
 #include "Progress.h"
-
-#include "module/VXCSoftCodecIO.h"
+#include "Readable.h"
 
 #include <cstddef>
 #include <functional>
@@ -14,20 +12,6 @@
 #include <string>
 
 namespace vxcio::tool {
-
-struct CloseAndDelete {
-    void operator()(CSoftDataSource* source) const {
-        source->CloseFile();
-        delete source;
-    }
-};
-using SourcePointer = std::unique_ptr<CSoftDataSource, CloseAndDelete>;
-
-// Which class of the library serves a name.
-const char* ServingSource(const std::string& name);
-
-// Null when the name could not be opened; then `reason` tells why, as the end of a sentence.
-SourcePointer OpenForReading(const std::string& name, bool unbuffered, LogView& log, std::string& reason);
 
 // Memory for the transfer, aligned for direct transfer. Null when memory lacks.
 struct FreeBlock {
@@ -47,7 +31,7 @@ struct ReadJob {
 // Hands the bytes to `take`, in order and in pieces of at most `block` bytes; whatever `take` throws comes
 // through. `done` receives their number. Short when the file's size promised more or the library logged a
 // failure; then `reason` tells.
-ReadEnd ReadThrough(CSoftDataSource& source, const ReadJob& job, LogView& log, Progress& progress,
+ReadEnd ReadThrough(Readable& source, const ReadJob& job, LogView& log, Progress& progress,
                     const std::string& label, const std::function<void(const uint8*, uint32)>& take,
                     uint64& done, std::string& reason);
 

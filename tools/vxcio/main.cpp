@@ -1,10 +1,11 @@
+// vxcio without its verbs: what must be settled before the library is loaded.
 #include "Console.h"
 #include "ExitCodes.h"
-#include "LogView.h"
 #include "Options.h"
+#include "RunSettings.h"
+#include "Start.h"
 #include "Terminal.h"
 #include "Text.h"
-#include "Verbs.h"
 
 #include "sysu/HostControl.h"
 
@@ -15,25 +16,33 @@ namespace {
 
 using namespace vxcio::tool;
 
+void UseNamedSettings(const Options& options) {
+    if (options.settingsFile && vxcio::UseSettingsFile(Widen(*options.settingsFile).c_str()) == 0) {
+        throw std::bad_alloc();
+    }
+}
+
+// Without any limit a copy that hangs would let no reading of two copies come to its end.
+constexpr uint32 kOrdinaryTimeOut = 10000; // milliseconds
+
 int Run(int argc, char** argv) {
     Options options;
     if (const std::optional<int> code = ParseOptions(argc, argv, options)) {
         return *code;
     }
-    if (options.settingsFile && vxcio::UseSettingsFile(Widen(*options.settingsFile).c_str()) == 0) {
-        throw std::bad_alloc();
+    UseNamedSettings(options);
+    if (!options.timeOut && !IsTimeOutSet()) {
+        options.timeOut = kOrdinaryTimeOut;
     }
-    LogView log(options.verbose, options.logFile, options.logLevel);
-    switch (options.verb) {
-    case Verb::Info:
-        return RunInfo(options, log);
-    case Verb::Cat:
-        return RunCat(options, log);
-    case Verb::Md5:
-        return RunMd5(options, log);
-    default:
-        return RunSettings(options);
+    std::string reason;
+    const std::string settings = options.timeOut ? SettingsWithTimeOut(*options.timeOut) : std::string();
+    const RunVerb run = LoadVerbs(settings, reason);
+    if (run == nullptr) {
+        Complain(reason);
+        return kExitFailed;
     }
+    UseNamedSettings(options); // loading may have used others
+    return run(options);
 }
 
 } // namespace

@@ -1,0 +1,20 @@
+// Mirror.h - a folder, shown read-only at another place, where each operation passes the rules first.
+#pragma once
+
+#include "../StallRules.h"
+
+#include <string>
+
+namespace stallfs {
+
+// Mounts and serves until the mount is taken away. False when it could not be mounted, which libfuse has told
+// on standard error. `ready` runs once the mount stands. One mirror a process, which ends behind it: what
+// libfuse holds is left to that.
+bool ServeMirror(const std::string& backing, const std::string& mountPoint, StallRules& rules,
+                 void (*ready)());
+
+// Takes the mount away, however many use it still: what waits in it fails, as from a disk that was pulled
+// out. Any thread may call.
+void TakeAway(const std::string& mountPoint);
+
+} // namespace stallfs

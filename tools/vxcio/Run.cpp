@@ -1,0 +1,41 @@
+// The entry of the module that holds the verbs.
+#include "Console.h"
+#include "ExitCodes.h"
+#include "LogView.h"
+#include "Options.h"
+#include "Terminal.h"
+#include "Verbs.h"
+
+#include <exception>
+
+namespace {
+
+using namespace vxcio::tool;
+
+int Run(const Options& options) {
+    LogView log(options.verbose, options.logFile, options.logLevel);
+    switch (options.verb) {
+    case Verb::Info:
+        return RunInfo(options, log);
+    case Verb::Cat:
+        return RunCat(options, log);
+    case Verb::Md5:
+        return RunMd5(options, log);
+    default:
+        return RunSettings(options);
+    }
+}
+
+} // namespace
+
+extern "C" int vxcio_run_verb(const Options& options) {
+    try {
+        PrepareSignals();
+        return Run(options);
+    } catch (const OutputLost& lost) {
+        return lost.exitCode;
+    } catch (const std::exception& error) {
+        Complain(error.what());
+        return kExitFailed;
+    }
+}

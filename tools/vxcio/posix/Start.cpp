@@ -1,0 +1,69 @@
+#include "../Start.h"
+
+#include "sysu/HostControl.h"
+
+#include <cerrno>
+#include <cstring>
+#include <dlfcn.h>
+#include <string>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace vxcio::tool {
+
+namespace {
+
+constexpr const char* kModule = "libvxcio_verbs.so"; // found by the run path of the program
+
+// A settings file that no folder knows and that ends with its scope.
+class PassingSettings {
+public:
+    explicit PassingSettings(const std::string& text)
+        : m_descriptor(::memfd_create("settings", MFD_CLOEXEC)) {
+        if (m_descriptor >= 0 &&
+            ::write(m_descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size())) {
+            const std::wstring name = L"/proc/self/fd/" + std::to_wstring(m_descriptor);
+            m_inUse = UseSettingsFile(name.c_str()) != 0 && ::access("/proc/self/fd", X_OK) == 0;
+        }
+    }
+    ~PassingSettings() {
+        UseSettingsFile(nullptr);
+        if (m_descriptor >= 0) {
+            ::close(m_descriptor);
+        }
+    }
+    PassingSettings(const PassingSettings&) = delete;
+    PassingSettings& operator=(const PassingSettings&) = delete;
+
+    bool IsInUse() const { return m_inUse; }
+
+private:
+    const int m_descriptor;
+    bool m_inUse = false;
+};
+
+RunVerb Load(std::string& reason) {
+    void* const module = ::dlopen(kModule, RTLD_NOW); // for good: its threads may outlive main
+    void* const entry = module == nullptr ? nullptr : ::dlsym(module, kRunVerbName);
+    if (entry == nullptr) {
+        reason = ::dlerror();
+        return nullptr;
+    }
+    return reinterpret_cast<RunVerb>(entry);
+}
+
+} // namespace
+
+RunVerb LoadVerbs(const std::string& settings, std::string& reason) {
+    if (settings.empty()) {
+        return Load(reason);
+    }
+    const PassingSettings passing(settings);
+    if (!passing.IsInUse()) {
+        reason = std::string("the settings of this run cannot be set: ") + std::strerror(errno);
+        return nullptr;
+    }
+    return Load(reason);
+}
+
+} // namespace vxcio::tool
