@@ -14,9 +14,6 @@ namespace vxcio {
 
 namespace {
 
-constexpr uint32 kFromStart = 1;
-constexpr uint32 kFromEnd = 2;
-constexpr uint32 kFromCurrent = 3;
 constexpr uint32 kDefaultSectorSize = 512;
 
 struct CloseAndDelete {
@@ -40,7 +37,6 @@ SourceSequence::~SourceSequence() {
 // ---- Opening and closing ------------------------------------------------------------------------------
 
 uint32 SourceSequence::Open(const SourceNames& names, uint32 flagsAndAttributes) {
-    Close();
     m_nTotalSize = 0;
     m_nCurPos = 0;
     m_nCurIndex = 0;
