@@ -113,8 +113,7 @@ void SourceSequence::Close() {
         CloseAndDelete()(m_elements.pData[i].pSource);
     }
     ArrayFree(m_elements);
-    m_pJoinBuffer.reset();
-    m_dwJoinSize = 0;
+    ReleaseJoinBuffer();
 }
 
 uint64 SourceSequence::GetFileSize() {
@@ -189,8 +188,7 @@ void SourceSequence::EnablePreRead(int blockBytes, int longestRead) {
     }
     m_dwPreReadSize = static_cast<uint32>(rounded);
     m_dwMaxReadSize = maxReadSize;
-    m_pJoinBuffer.reset();
-    m_dwJoinSize = 0;
+    ReleaseJoinBuffer();
     if (longestRead > 0) {
         GrowJoinBuffer(maxReadSize); // a read that needs it tries again where memory lacks now
     }
@@ -198,8 +196,7 @@ void SourceSequence::EnablePreRead(int blockBytes, int longestRead) {
 
 void SourceSequence::DisablePreRead() noexcept {
     m_dwPreReadSize = 0;
-    m_pJoinBuffer.reset();
-    m_dwJoinSize = 0;
+    ReleaseJoinBuffer();
 }
 
 // Each element is told when it is read the next time.
@@ -212,12 +209,17 @@ void SourceSequence::MakeReady(CSoftDataSource& source) const {
 }
 
 bool SourceSequence::GrowJoinBuffer(uint32 bytes) noexcept {
-    if (m_pJoinBuffer && m_dwJoinSize >= bytes) {
+    if (m_dwJoinSize >= bytes) {
         return true;
     }
     m_pJoinBuffer.reset(new (std::nothrow) uint8[bytes]);
     m_dwJoinSize = m_pJoinBuffer ? bytes : 0;
     return m_dwJoinSize != 0;
+}
+
+void SourceSequence::ReleaseJoinBuffer() noexcept {
+    m_pJoinBuffer.reset();
+    m_dwJoinSize = 0;
 }
 
 } // namespace vxcio

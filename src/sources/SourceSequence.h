@@ -113,6 +113,7 @@ private:
     bool Begins(const SourceNames& names) const noexcept;
     uint32 ReadPtrOfNext(uint8** data, uint32 bytes);
     bool GrowJoinBuffer(uint32 bytes) noexcept;
+    void ReleaseJoinBuffer() noexcept;
     uint32 Join(uint32 count, const uint8* data, uint32 bytes) noexcept;
 
     const SequenceManner m_manner;
@@ -125,7 +126,7 @@ private:
     uint32 m_dwPreReadSize = 0; // 0: off
     uint32 m_dwMaxReadSize = 0; // the longest read announced
     std::unique_ptr<uint8[]> m_pJoinBuffer;
-    uint32 m_dwJoinSize = 0; // grows past m_dwMaxReadSize when a longer read comes
+    uint32 m_dwJoinSize = 0; // 0 without a buffer; grows past m_dwMaxReadSize when a longer read comes
 };
 
 } // namespace vxcio
