@@ -168,7 +168,8 @@ TEST_F(DataSourceArrayTest, FilesAreAddedToAnEmptyArrayFromPositionZero) {
     EXPECT_EQ(Look::StartPos(array->Sequence(), 0), 0U);
     EXPECT_EQ(Look::StartPos(array->Sequence(), 1), 10U);
     EXPECT_EQ(Read(30), Bytes(0, 30));
-    array->CloseFiles();
+    EXPECT_EQ(array->GetFileSize(), 30);
+    array->CloseFiles(); // the total stays
     EXPECT_EQ(Add({}), VXC_STATUS_OK);
     EXPECT_EQ(Add({L"B"}), VXC_STATUS_OK);
     EXPECT_EQ(Look::StartPos(array->Sequence(), 0), 0U);

@@ -90,6 +90,14 @@ TEST(GrowingArrayTest, AFullArrayGrowsByItsStepOrToItsCount) {
     EXPECT_EQ(array.GetCapacity(), 112);
 }
 
+TEST(GrowingArrayTest, TheEighthIsOfTheElementsInUse) {
+    CVXCStringArray array;
+    ASSERT_TRUE(array.SetCount(1000));
+    ASSERT_TRUE(array.SetCount(80));
+    ASSERT_TRUE(array.SetCount(1001));
+    EXPECT_EQ(array.GetCapacity(), 1010);
+}
+
 TEST(GrowingArrayTest, WithinItsRoomAnArrayClearsNewElementsAndKeepsItsRoom) {
     CVXCStringArray array = Filled(4);
     ASSERT_EQ(array.GetCapacity(), 5);
@@ -200,6 +208,10 @@ TEST(GrowingArrayTest, AssigningToItselfOrOverAnotherFreesWhatWasThere) {
     EXPECT_EQ(array.GetCount(), 2);
     array = CVXCStringArray();
     EXPECT_EQ(array.GetCapacity(), 0);
+    CVXCStringArray stepped;
+    ASSERT_TRUE(stepped.SetCount(1, 7));
+    array = stepped;
+    EXPECT_EQ(array.GetGrowStep(), 7);
 }
 
 TEST(GrowingArrayTest, WhereMemoryLacksTheArrayKeepsWhatItHas) {
