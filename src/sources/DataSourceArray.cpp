@@ -90,7 +90,5 @@ int64 CDataSourceArray::GetFileSize() {
 
 uint32 CDataSourceArray::AddFiles(const CVXCStringArray& files) {
     SourceNames names;
-    return files.GetCount() >= m_sequence.Count() && Split(files, names)
-               ? m_sequence.Extend(names, m_dwFlagsAndAttributes)
-               : VXC_STATUS_LIST;
+    return Split(files, names) ? m_sequence.Extend(names, m_dwFlagsAndAttributes) : VXC_STATUS_LIST;
 }

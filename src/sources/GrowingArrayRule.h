@@ -202,20 +202,15 @@ bool ArrayAppend(Fields& array, ElementOf<Fields>&& element) noexcept {
     return true;
 }
 
-// The tail moves down, the capacity stays. Elements outside the array are ignored.
+// The tail moves down, the capacity stays. Nothing for an index outside the array.
 template <class Fields>
-void ArrayRemoveAt(Fields& array, int64 index, int64 count = 1) noexcept {
-    using Element = ElementOf<Fields>;
-    if (index < 0 || index >= array.nCount || count <= 0) {
+void ArrayRemoveAt(Fields& array, int64 index) noexcept {
+    if (index < 0 || index >= array.nCount) {
         return;
     }
-    const int64 removed = std::min(count, array.nCount - index);
-    Element* const end = array.pData + array.nCount;
-    Element* const newEnd = std::move(array.pData + index + removed, end, array.pData + index);
-    for (Element* slot = newEnd; slot != end; ++slot) {
-        *slot = Element();
-    }
-    array.nCount -= removed;
+    std::move(array.pData + index + 1, array.pData + array.nCount, array.pData + index);
+    --array.nCount;
+    array.pData[array.nCount] = ElementOf<Fields>();
 }
 
 } // namespace vxcio

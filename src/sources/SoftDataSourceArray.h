@@ -20,7 +20,8 @@ public:
 
     // Opens all files, after CloseFiles. 'name1*name2' names two copies of one file; the second names are
     // used when all strings have one. The flags are those of CSoftDataSource::OpenFile, for each file. 0, or
-    // the status of the file that failed: the ones before it are open then, and the caller closes.
+    // the status of the file that failed: the ones before it are open then, and the caller closes. 0x80000002
+    // where memory lacks.
     virtual uint32 OpenFiles(const CVXCStringArray& files, uint32 flagsAndAttributes) = 0;
     // 0.
     virtual uint32 CloseFiles() = 0;

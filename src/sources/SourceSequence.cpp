@@ -14,9 +14,6 @@ namespace vxcio {
 
 namespace {
 
-constexpr uint32 kFromStart = 1;
-constexpr uint32 kFromEnd = 2;
-constexpr uint32 kFromCurrent = 3;
 constexpr uint32 kDefaultSectorSize = 512;
 
 struct CloseAndDelete {
@@ -40,7 +37,6 @@ SourceSequence::~SourceSequence() {
 // ---- Opening and closing ------------------------------------------------------------------------------
 
 uint32 SourceSequence::Open(const SourceNames& names, uint32 flagsAndAttributes) {
-    Close();
     m_nTotalSize = 0;
     m_nCurPos = 0;
     m_nCurIndex = 0;
@@ -117,8 +113,7 @@ void SourceSequence::Close() {
         CloseAndDelete()(m_elements.pData[i].pSource);
     }
     ArrayFree(m_elements);
-    m_pJoinBuffer.reset();
-    m_dwJoinSize = 0;
+    ReleaseJoinBuffer();
 }
 
 uint64 SourceSequence::GetFileSize() {
@@ -193,8 +188,7 @@ void SourceSequence::EnablePreRead(int blockBytes, int longestRead) {
     }
     m_dwPreReadSize = static_cast<uint32>(rounded);
     m_dwMaxReadSize = maxReadSize;
-    m_pJoinBuffer.reset();
-    m_dwJoinSize = 0;
+    ReleaseJoinBuffer();
     if (longestRead > 0) {
         GrowJoinBuffer(maxReadSize); // a read that needs it tries again where memory lacks now
     }
@@ -202,8 +196,7 @@ void SourceSequence::EnablePreRead(int blockBytes, int longestRead) {
 
 void SourceSequence::DisablePreRead() noexcept {
     m_dwPreReadSize = 0;
-    m_pJoinBuffer.reset();
-    m_dwJoinSize = 0;
+    ReleaseJoinBuffer();
 }
 
 // Each element is told when it is read the next time.
@@ -216,12 +209,17 @@ void SourceSequence::MakeReady(CSoftDataSource& source) const {
 }
 
 bool SourceSequence::GrowJoinBuffer(uint32 bytes) noexcept {
-    if (m_pJoinBuffer && m_dwJoinSize >= bytes) {
+    if (m_dwJoinSize >= bytes) {
         return true;
     }
     m_pJoinBuffer.reset(new (std::nothrow) uint8[bytes]);
     m_dwJoinSize = m_pJoinBuffer ? bytes : 0;
     return m_dwJoinSize != 0;
+}
+
+void SourceSequence::ReleaseJoinBuffer() noexcept {
+    m_pJoinBuffer.reset();
+    m_dwJoinSize = 0;
 }
 
 } // namespace vxcio

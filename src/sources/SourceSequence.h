@@ -56,8 +56,8 @@ public:
     // Leaves the sources as they are, with their threads: whoever wants them closed calls Close.
     ~SourceSequence();
 
-    // Opens a source for each name, after Close. 0, or the status of the source that failed; the ones before
-    // it stay. 0x80000002 when memory lacks.
+    // Opens a source for each name; what was open before was closed by Close. 0, or the status of the source
+    // that failed; the ones before it stay. 0x80000002 when memory lacks.
     uint32 Open(const SourceNames& names, uint32 flagsAndAttributes);
     // Opens sources for the names behind those that are open, which must be the first of the list. 0 or
     // 0x80000009. The total size stays until it is asked for.
@@ -80,6 +80,11 @@ public:
 
 private:
     friend struct SourceSequenceInspector;
+
+    // The origins of a seek, the sequence's own and those of its sources.
+    static constexpr uint32 kFromStart = 1;
+    static constexpr uint32 kFromEnd = 2;
+    static constexpr uint32 kFromCurrent = 3;
 
     struct Element {
         CSoftDataSource* pSource = nullptr; // owned
@@ -108,6 +113,7 @@ private:
     bool Begins(const SourceNames& names) const noexcept;
     uint32 ReadPtrOfNext(uint8** data, uint32 bytes);
     bool GrowJoinBuffer(uint32 bytes) noexcept;
+    void ReleaseJoinBuffer() noexcept;
     uint32 Join(uint32 count, const uint8* data, uint32 bytes) noexcept;
 
     const SequenceManner m_manner;
@@ -120,7 +126,7 @@ private:
     uint32 m_dwPreReadSize = 0; // 0: off
     uint32 m_dwMaxReadSize = 0; // the longest read announced
     std::unique_ptr<uint8[]> m_pJoinBuffer;
-    uint32 m_dwJoinSize = 0; // grows past m_dwMaxReadSize when a longer read comes
+    uint32 m_dwJoinSize = 0; // 0 without a buffer; grows past m_dwMaxReadSize when a longer read comes
 };
 
 } // namespace vxcio

@@ -8,7 +8,6 @@ namespace vxcio {
 
 namespace {
 
-constexpr uint32 kFromStart = 1;
 constexpr uint32 kLongestRead = std::numeric_limits<int32>::max();
 
 // What a source says it gave, as far as it can be true.

@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,8 @@ struct FakeDisk {
     std::vector<IOWordkMode> modes;        // of all sources made
     std::vector<CSoftDataSource*> sources; // that live
     bool makesNone = false;
+    std::optional<int> saysItGave;   // what each read answers, whatever it gave
+    std::optional<int64> saysItIsAt; // what each seek answers
 
     static FakeDisk*& Current() {
         static FakeDisk* disk = nullptr;
@@ -134,14 +137,14 @@ public:
     int64 Seek(int64 offset, uint32 origin) override {
         Note(m_name + ".Seek(" + std::to_string(offset) + "," + std::to_string(origin) + ")");
         m_position = static_cast<uint64>(offset);
-        return offset;
+        return m_disk.saysItIsAt.value_or(offset);
     }
     int Read(uint8* buffer, uint32 bytes) override {
         Note(m_name + ".Read(" + std::to_string(bytes) + ")");
         const auto piece = Piece(m_position, bytes);
         std::copy(piece.begin(), piece.end(), buffer);
         m_position += piece.size();
-        return static_cast<int>(piece.size());
+        return m_disk.saysItGave.value_or(static_cast<int>(piece.size()));
     }
     uint64 GetFileSize() override {
         Note(m_name + ".GetFileSize");
@@ -170,7 +173,7 @@ private:
             *data = m_given.data();
         }
         m_position += m_given.size();
-        return static_cast<int>(m_given.size());
+        return m_disk.saysItGave.value_or(static_cast<int>(m_given.size()));
     }
 
     FakeDisk& m_disk;

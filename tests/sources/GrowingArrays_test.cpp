@@ -17,6 +17,23 @@ struct Row {
     int64 count, capacity;
 };
 
+// Tells how many of it there are.
+struct Counted {
+    static inline int s_alive = 0;
+    int number = 0;
+
+    Counted() noexcept { ++s_alive; }
+    Counted(Counted&& other) noexcept : number(other.number) { ++s_alive; }
+    Counted& operator=(Counted&&) noexcept = default;
+    ~Counted() { --s_alive; }
+};
+struct CountedFields {
+    Counted* pData = nullptr;
+    int64 nCount = 0;
+    int64 nCapacity = 0;
+    int64 nGrowStep = 0;
+};
+
 CVXCStringArray Filled(int count) {
     CVXCStringArray array;
     for (int i = 0; i < count; ++i) {
@@ -71,6 +88,14 @@ TEST(GrowingArrayTest, AFullArrayGrowsByItsStepOrToItsCount) {
     EXPECT_EQ(array.GetCapacity(), 100);
     ASSERT_TRUE(array.SetCount(101, 0));
     EXPECT_EQ(array.GetCapacity(), 112);
+}
+
+TEST(GrowingArrayTest, TheEighthIsOfTheElementsInUse) {
+    CVXCStringArray array;
+    ASSERT_TRUE(array.SetCount(1000));
+    ASSERT_TRUE(array.SetCount(80));
+    ASSERT_TRUE(array.SetCount(1001));
+    EXPECT_EQ(array.GetCapacity(), 1010);
 }
 
 TEST(GrowingArrayTest, WithinItsRoomAnArrayClearsNewElementsAndKeepsItsRoom) {
@@ -145,6 +170,8 @@ TEST(GrowingArrayTest, CopiesShareTheirElementsAndCountForThemselves) {
     array.RemoveAt(0);
     EXPECT_STREQ(copy.GetAt(0), L"1");
     EXPECT_STREQ(copy.GetAt(4), L"");
+    array.RemoveAt(3);
+    EXPECT_STREQ(copy.GetAt(3), L"") << "the last one goes like any other";
 }
 
 TEST(GrowingArrayTest, ACopyThatGrowsLeavesTheOtherItsElements) {
@@ -181,6 +208,10 @@ TEST(GrowingArrayTest, AssigningToItselfOrOverAnotherFreesWhatWasThere) {
     EXPECT_EQ(array.GetCount(), 2);
     array = CVXCStringArray();
     EXPECT_EQ(array.GetCapacity(), 0);
+    CVXCStringArray stepped;
+    ASSERT_TRUE(stepped.SetCount(1, 7));
+    array = stepped;
+    EXPECT_EQ(array.GetGrowStep(), 7);
 }
 
 TEST(GrowingArrayTest, WhereMemoryLacksTheArrayKeepsWhatItHas) {
@@ -203,4 +234,39 @@ TEST(GrowingArrayTest, WhereMemoryLacksTheArrayKeepsWhatItHas) {
         }
     }
     EXPECT_EQ(failures, 2 + 2 + 5); // the text and the storage; copied elements too
+}
+
+TEST(GrowingArrayTest, StorageGoesWithItsLastArray) {
+    CountedFields array;
+    CountedFields other;
+    ASSERT_TRUE(ArraySetCount(array, 3));
+    ASSERT_TRUE(ArraySetCount(other, 5));
+    EXPECT_EQ(Counted::s_alive, 8);
+    ArrayShare(other, array);
+    EXPECT_EQ(Counted::s_alive, 3) << "what stood there goes";
+    EXPECT_EQ(other.pData, array.pData);
+    ArrayFree(array);
+    EXPECT_EQ(Counted::s_alive, 3);
+    ASSERT_TRUE(ArraySetCount(other, 4));
+    EXPECT_EQ(Counted::s_alive, 7) << "moved to new storage";
+    ArrayFree(other);
+    EXPECT_EQ(Counted::s_alive, 0);
+}
+
+TEST(GrowingArrayTest, SharedElementsThatCannotBeCopiedStayWhereTheyAre) {
+    CountedFields array;
+    ASSERT_TRUE(ArraySetCount(array, 3));
+    array.pData[2].number = 7;
+    CountedFields copy;
+    ArrayShare(copy, array);
+    EXPECT_FALSE(ArraySetCount(array, 4));
+    EXPECT_EQ(Counted::s_alive, 3) << "the new storage is given back";
+    EXPECT_EQ(array.nCount, 3);
+    EXPECT_EQ(array.nCapacity, 3);
+    EXPECT_EQ(array.pData[2].number, 7);
+    ArrayFree(copy);
+    ASSERT_TRUE(ArraySetCount(array, 4)) << "its own now";
+    EXPECT_EQ(array.pData[2].number, 7);
+    ArrayFree(array);
+    EXPECT_EQ(Counted::s_alive, 0);
 }

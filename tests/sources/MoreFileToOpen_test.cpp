@@ -4,10 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <limits>
 #include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 using namespace vxcio;
 using namespace vxcio::test;
@@ -20,6 +23,15 @@ struct MoreFileToOpenInspector {
     }
     static const FlagsArrayFields& SecondFlags(const SMoreFileToOpenEx& record) {
         return record.m_secondFlags;
+    }
+    static std::vector<std::size_t> Places() {
+        return {offsetof(SMoreFileToOpenEx, m_firstFiles), offsetof(SMoreFileToOpenEx, m_secondFiles),
+                offsetof(SMoreFileToOpenEx, m_firstFlags), offsetof(SMoreFileToOpenEx, m_secondFlags)};
+    }
+    template <class Fields>
+    static std::vector<std::size_t> PlacesIn() {
+        return {offsetof(Fields, pData), offsetof(Fields, nCount), offsetof(Fields, nCapacity),
+                offsetof(Fields, nGrowStep), sizeof(Fields)};
     }
 };
 
@@ -97,9 +109,11 @@ TEST(MoreFileToOpenTest, RemovingTakesTheIndexOutOfEachListThatHasIt) {
     EXPECT_EQ(record.GetFileFlagsAndAttributes(1, 0), 3U);
     EXPECT_EQ(record.GetFile(1, 1), nullptr) << "c2 stood at 1";
     EXPECT_STREQ(record.GetFile(0, 1), L"a2");
+    EXPECT_EQ(record.GetFileFlagsAndAttributes(1, 1), 0U);
     record.RemoveFile(1);
     EXPECT_EQ(record.GetFilesCount(), 1);
     EXPECT_STREQ(record.GetFile(0, 1), L"a2") << "the second list is not so long";
+    EXPECT_EQ(record.GetFileFlagsAndAttributes(0, 1), 10U);
 }
 
 TEST(MoreFileToOpenTest, RemovingOutsideTheListRemovesNothing) {
@@ -125,10 +139,12 @@ TEST(MoreFileToOpenTest, ClearingEmptiesAllListsAndTheRecordIsUsedAgain) {
     record.ClearFile();
     EXPECT_EQ(record.GetFilesCount(), 0);
     EXPECT_EQ(record.GetFile(0, 1), nullptr);
+    EXPECT_EQ(record.GetFileFlagsAndAttributes(0, 0), 0U);
     EXPECT_EQ(MoreFileToOpenInspector::FirstFiles(record).nCapacity, 0);
     EXPECT_EQ(MoreFileToOpenInspector::SecondFlags(record).nCapacity, 0);
     record.AddFile(L"d", 4, nullptr, 0);
     EXPECT_STREQ(record.GetFile(0, 0), L"d");
+    EXPECT_EQ(record.GetFileFlagsAndAttributes(0, 0), 4U);
 }
 
 TEST(MoreFileToOpenTest, GrowsByTheRuleOfItsArrays) {
@@ -159,6 +175,8 @@ TEST(MoreFileToOpenTest, CopiesShareTheirArraysAndEndInAnyOrder) {
     assigned = *record;
     EXPECT_EQ(copy->GetFile(0, 0), record->GetFile(0, 0));
     EXPECT_EQ(assigned.GetFile(1, 1), record->GetFile(1, 1));
+    EXPECT_EQ(assigned.GetFileFlagsAndAttributes(1, 0), 1U);
+    EXPECT_EQ(assigned.GetFileFlagsAndAttributes(1, 1), 2U);
     record->AddFile(L"c", 3, nullptr, 0); // within the room of first files
     EXPECT_EQ(copy->GetFilesCount(), 2);
     copy->AddFile(L"d", 4, nullptr, 0);
@@ -198,4 +216,12 @@ TEST(MoreFileToOpenTest, AFileThatFindsNoMemoryThrowsAndChangesNothing) {
         EXPECT_EQ(record.GetFileFlagsAndAttributes(5, 1), 0U) << nth;
     }
     EXPECT_EQ(failures, 6); // two texts, four arrays
+}
+
+TEST(MoreFileToOpenTest, TheRecordIsFourArraysOfFourFieldsInTheirOrder) {
+    const std::vector<std::size_t> fields = {0, 8, 16, 24, 32};
+    EXPECT_EQ(MoreFileToOpenInspector::PlacesIn<StringArrayFields>(), fields);
+    EXPECT_EQ(MoreFileToOpenInspector::PlacesIn<FlagsArrayFields>(), fields);
+    EXPECT_EQ(MoreFileToOpenInspector::Places(), (std::vector<std::size_t>{0, 32, 64, 96}));
+    EXPECT_EQ(sizeof(SMoreFileToOpenEx), 128U);
 }

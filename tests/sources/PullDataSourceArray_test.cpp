@@ -36,9 +36,9 @@ TEST_F(PullDataSourceArrayTest, ANameIsAListOfOne) {
     record.AddFile(L"B", 0, nullptr, 0);
     const auto moreFiles = reinterpret_cast<std::uintptr_t>(&record);
     EXPECT_EQ(array->OpenFile(L"A", 5, nullptr, moreFiles), VXC_STATUS_OK);
-    EXPECT_EQ(array->OpenFile(L"A", 6, L"a2", 0), VXC_STATUS_OK);
-    EXPECT_EQ(array->OpenFile(L"A", 7, L"", 0), VXC_STATUS_OK);
-    EXPECT_THAT(Opened(), ElementsAre("A,0x5)", "A*a2,0x6)", "A*,0x7)"));
+    EXPECT_EQ(array->OpenFile(L"A", 6, L"", 0), VXC_STATUS_OK);
+    EXPECT_EQ(array->OpenFile(L"A", 7, L"a2", 0), VXC_STATUS_OK);
+    EXPECT_THAT(Opened(), ElementsAre("A,0x5)", "A*,0x6)", "A*a2,0x7)"));
     EXPECT_EQ(array->GetFileSize(), 100U);
     EXPECT_EQ(Look::File1(array->Sequence(), 0), L"A");
     EXPECT_EQ(Look::File2(array->Sequence(), 0), L"") << "a second name is only passed on";

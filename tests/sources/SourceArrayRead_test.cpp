@@ -218,6 +218,30 @@ TYPED_TEST(SourceArrayReadTest, ABoundaryReadLongerThanAnnouncedFindsRoom) {
     EXPECT_EQ(SourceSequenceInspector::JoinSize(this->array->Sequence()), 5000U) << "kept for shorter ones";
 }
 
+TYPED_TEST(SourceArrayReadTest, ABoundaryReadAsLongAsAnnouncedUsesTheBufferThatIsThere) {
+    this->OpenAhead({100, 50}, 20);
+    const uint8* const buffer = SourceSequenceInspector::JoinBuffer(this->array->Sequence());
+    ASSERT_NE(buffer, nullptr);
+    this->array->To(90, 1);
+    uint8* data = nullptr;
+    ASSERT_EQ(this->array->Ptr(&data, 20), 20);
+    EXPECT_EQ(data, buffer);
+}
+
+TYPED_TEST(SourceArrayReadTest, ACountThatCannotBeTrueCountsAsNothing) {
+    this->OpenSizes({100, 50});
+    for (const int count : {11, -1, std::numeric_limits<int>::max()}) {
+        this->disk.saysItGave = count;
+        this->array->To(5, 1);
+        EXPECT_THAT(this->Read(10), IsEmpty()) << count;
+        this->array->EnablePreRead(512, 64);
+        this->array->To(5, 1);
+        EXPECT_THAT(this->ReadPtr(10), IsEmpty()) << count;
+        EXPECT_THAT(this->ReadAt(5, 10), IsEmpty()) << count;
+        this->array->DisablePreRead();
+    }
+}
+
 TYPED_TEST(SourceArrayReadTest, WithoutRoomForABoundaryReadTheElementsRestIsGiven) {
     this->OpenAhead({100, 50}, 0);
     this->array->To(90, 1);
