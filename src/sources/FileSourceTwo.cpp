@@ -6,11 +6,10 @@
 #include "frame/ReadSetting.h"
 #include "frame/Status.h"
 #include "sources/DiskProbes.h"
+#include "sources/DroppedHandles.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
-#include <new>
 #include <utility>
 
 using namespace vxcio;
@@ -22,28 +21,6 @@ constexpr uint32 kDefaultThreshold = 2000; // milliseconds
 constexpr uint64 kSizesMayDiffer = 4096;   // bytes
 constexpr std::size_t kAlignment = 4096;   // fits unbuffered transfer of every disk
 constexpr uint64 kMebibyte = 0x100000;
-
-// Handles that are dropped at open while an operation of theirs still hangs: freeing them would wait for it
-// once more. Kept in sight for the life of the process, and never many.
-struct DroppedHandle {
-    CQLSoftFileHandle* handle;
-    DroppedHandle* next;
-};
-constinit std::atomic<DroppedHandle*> g_dropped{nullptr};
-
-void Drop(std::unique_ptr<CQLSoftFileHandle> handle) noexcept {
-    // A read of nothing touches nothing and tells the status, where a time-out stays.
-    if (handle->ReadFile(nullptr, 0, nullptr, nullptr) != VXC_STATUS_TIME_OUT) {
-        return;
-    }
-    auto* const entry = new (std::nothrow) DroppedHandle{handle.release(), nullptr};
-    if (entry == nullptr) {
-        return; // out of sight, but no worse
-    }
-    entry->next = g_dropped.load(std::memory_order_relaxed);
-    while (!g_dropped.compare_exchange_weak(entry->next, entry, std::memory_order_release)) {
-    }
-}
 
 } // namespace
 
@@ -101,7 +78,7 @@ uint32 CFileSource::Decide(uint32 first, uint32 second) {
                  L"File2:%s(OK)",
                  Low32(this), name1, name2);
         if (m_pFile[0]) {
-            Drop(std::move(m_pFile[0]));
+            DropHandle(std::move(m_pFile[0]));
         }
         m_pFile[0] = std::move(m_pFile[1]);
         m_strFile[0] = m_strFile[1];

@@ -360,6 +360,8 @@ TEST_F(TwoHandleOpenTest, AFirstCopyWhoseOpenHangsIsLeftBehind) {
         EXPECT_EQ(Two::TwoHandle(source), 0U);
         EXPECT_EQ(source.GetFileSize(), kSize);
         source.CloseFile();
+        gate.Open();
+        EXPECT_EQ(FreeDroppedHandles(), 1);
     }
 }
 
@@ -380,6 +382,8 @@ TEST_F(TwoHandleOpenTest, AFirstCopyWhoseSizeHangsIsLeftBehindToo) {
     EXPECT_TRUE(log.Contains(Zero(Copy1())));
     EXPECT_TRUE(log.Contains(OnlyOne(Copy1(), L"(Error)", Copy2(), L"(OK)")));
     source.CloseFile();
+    gate.Open();
+    EXPECT_EQ(FreeDroppedHandles(), 1);
 }
 
 TEST_F(TwoHandleOpenTest, AFirstCopyThatOnlyFailedIsFreed) {
@@ -388,4 +392,5 @@ TEST_F(TwoHandleOpenTest, AFirstCopyThatOnlyFailedIsFreed) {
     ASSERT_EQ(Open(), VXC_STATUS_OK);
     EXPECT_EQ(plan.CallsOn(Op::VXC_CloseFile, L"copy1"), 1);
     EXPECT_EQ(plan.CallsOn(Op::VXC_CloseFile, L"copy2"), 0);
+    EXPECT_EQ(FreeDroppedHandles(), 0);
 }

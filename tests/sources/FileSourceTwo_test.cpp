@@ -112,3 +112,65 @@ TEST_F(FileSourceTwoTest, OneOfTwoCopiesHasItsDigestRidingOnReads) {
     EXPECT_EQ(Inspector::Inner(source).MD5State()->Position(), kSize);
     EXPECT_EQ(DigestOf(source), DigestOf(content));
 }
+
+TEST_F(FileSourceTwoTest, ReadAheadReadsFromTwoCopies) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    Inspector::SetReadBlockSize(source, 1024);
+    source.EnablePreRead(4096, 0);
+    ASSERT_EQ(source.IsPreReadMode(), 1U);
+    EXPECT_EQ(Read(kSize), content);
+    source.Seek(1234, 1);
+    EXPECT_EQ(Read(2000), Bytes(1234, 2000));
+    EXPECT_EQ(plan.CallsOn(Op::VXC_ReadFile, L"copy2"), 0);
+    EXPECT_EQ(Two::TravellingMemory(source), nullptr); // the ring's blocks travelled themselves
+}
+
+TEST_F(FileSourceTwoTest, ReadAheadChangesOverWhenACopyIsSlow) {
+    std::future<std::vector<uint8>> read;
+    Gate gate;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    Inspector::SetReadBlockSize(source, 1024);
+    source.EnablePreRead(2048, 0);
+    plan.Add(Hold(Op::VXC_ReadFile, gate).OnFile(L"copy1").Nth(3));
+    read = ReadLater(kSize);
+    ASSERT_TRUE(gate.WaitUntilReached());
+    EXPECT_EQ(source.IsPreReadMode(), 1U);
+    ASSERT_TRUE(PassWait(kThreshold));
+    EXPECT_EQ(read.get(), content);
+    EXPECT_GT(plan.CallsOn(Op::VXC_ReadFile, L"copy2"), 0);
+    gate.Open();
+    ASSERT_TRUE(BecomesIdle(0));
+    source.Seek(0, 1);
+    EXPECT_EQ(Read(kSize), content);
+}
+
+TEST_F(FileSourceTwoTest, UnbufferedReadAheadAgreesWithTheFile) {
+    ASSERT_EQ(Open(VXC_FILE_FLAG_NO_BUFFERING), VXC_STATUS_OK);
+    Inspector::SetReadBlockSize(source, 1024);
+    source.EnablePreRead(4096, 0);
+    EXPECT_EQ(Read(kSize), content);
+}
+
+TEST_F(FileSourceTwoTest, TheWholeFileIsLoadedFromTheFirstCopyOnceItIsIdle) {
+    Gate gate;
+    std::future<void> load;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    Inspector::SetReadBlockSize(source, 1024);
+    MakeFirstBusy(gate);
+    const auto whole = [&] { source.EnablePreRead(static_cast<int>(0x80001000), 0); };
+    load = std::async(std::launch::async, whole);
+    ASSERT_TRUE(PassWait(10000));
+    load.get();
+    EXPECT_FALSE(Inspector::HasWholeFile(source)); // as after a failed seek: the ring runs without it
+    EXPECT_EQ(source.IsPreReadMode(), 1U);
+    source.DisablePreRead();
+    load = std::async(std::launch::async, whole);
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    gate.Open();
+    load.get();
+    EXPECT_TRUE(Inspector::HasWholeFile(source));
+    source.Seek(0, 1);
+    const int reads = plan.Calls(Op::VXC_ReadFile);
+    EXPECT_EQ(Read(kSize), content);
+    EXPECT_EQ(plan.Calls(Op::VXC_ReadFile), reads);
+}

@@ -86,7 +86,10 @@ TEST_F(PullDataSourceTest, FlagsAndTheSecondNameAreHandedOn) {
     ASSERT_EQ(source.OpenFile(host.Tagged().c_str(), 0x08000080, nullptr, 0), VXC_STATUS_OK);
     EXPECT_EQ(host.Log().at(0).flags, 0x08000080U);
     const std::wstring clip = folder.Wide("clip");
-    EXPECT_EQ(source.OpenFile(clip.c_str(), 0, clip.c_str(), 0), VXC_STATUS_NOT_AVAILABLE);
+    folder.WritePattern("copy", 100, 1);
+    LogCapture log;
+    EXPECT_EQ(source.OpenFile(clip.c_str(), 0, folder.Wide("copy").c_str(), 0), VXC_STATUS_OK);
+    EXPECT_TRUE(log.Contains(L"OpenFile(File1:" + clip + L", File2:" + folder.Wide("copy")));
 }
 
 TEST_F(PullDataSourceTest, AFailedOpenKeepsItsSourceUntilTheClose) {

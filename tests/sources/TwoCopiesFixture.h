@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame/ModuleValues.h"
+#include "sources/DroppedList.h"
 #include "sources/SourceFixture.h"
 #include "support/Bounded.h"
 #include "support/Gate.h"
@@ -14,6 +15,7 @@
 #include <chrono>
 #include <future>
 #include <thread>
+#include <utility>
 
 namespace vxcio {
 
@@ -55,6 +57,18 @@ public:
 private:
     const uint32 m_before;
 };
+
+// Frees the handles that opens have left behind, once nothing holds their workers any more. How many.
+inline int FreeDroppedHandles() {
+    int freed = 0;
+    DroppedHandle* entry = DroppedList().exchange(nullptr);
+    while (entry != nullptr) {
+        delete entry->handle;
+        delete std::exchange(entry, entry->next);
+        ++freed;
+    }
+    return freed;
+}
 
 class TwoCopiesFixture : public ::testing::Test {
 protected:

@@ -1,4 +1,5 @@
 // Copies that fail: File1 is opened again in the background, File2 is not.
+#include "filehandle/HandleFixture.h"
 #include "sources/TwoCopiesFixture.h"
 
 using namespace vxcio;
@@ -202,7 +203,8 @@ TEST_F(TwoHandleErrorsTest, ACopyThatTimesOutInItsHandleIsTriedUntilTheClose) {
     std::future<uint32> close;
     Gate gate;
     ASSERT_EQ(Open(first, Copy2()), VXC_STATUS_OK);
-    HoldReads(gate, L"copy1");
+    void* const file = SoftFileHandleInspector::Record(*Two::File(source, 0))->hFile;
+    plan.Add(Hold(Op::VXC_ReadFile, gate).OnFile(L"copy1").AfterEffect());
     LogCapture log;
     read = ReadLater(100);
     ASSERT_TRUE(gate.WaitUntilReached());
@@ -223,6 +225,7 @@ TEST_F(TwoHandleErrorsTest, ACopyThatTimesOutInItsHandleIsTriedUntilTheClose) {
     close = std::async(std::launch::async, [&] { return source.CloseFile(); });
     ASSERT_TRUE(log.WaitFor(L"CloseFile(): DoubleHandleMode"));
     EXPECT_TRUE(FinishClose(close));
+    VXC_CloseFile(file); // left open with its worker, which has done with it
 }
 
 TEST_F(TwoHandleErrorsTest, ASecondCopyThatTimedOutInItsHandleGivesNothingEver) {
