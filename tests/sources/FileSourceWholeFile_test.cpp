@@ -235,6 +235,23 @@ TEST_F(FileSourceWholeFileTest, ARunningRingStandsStillWhileItIsTakenAndGoesOnFr
     }
 }
 
+TEST_F(FileSourceWholeFileTest, TheRingsThreadIsStoppedBeforeTheFileIsAskedAnything) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    UseSmallBlocks();
+    source.EnablePreRead(2 * kBlock, 0);
+    EXPECT_EQ(Read(3000), Bytes(0, 3000));
+    EXPECT_EQ(Read(2000), Bytes(3000, 2000)); // the thread has filled its first block
+    Gate gate;
+    FaultPlan plan;
+    plan.Add(Hold(Op::VXC_GetFileSize, gate));
+    std::thread caller([this] { source.EnablePreRead(Whole(2 * kBlock), 0); });
+    ASSERT_TRUE(gate.WaitUntilReached());
+    EXPECT_GE(plan.Calls(Op::VXC_SetEvent), 2); // the request to stop and its answer
+    gate.Open();
+    caller.join();
+    EXPECT_EQ(Read(5000), Bytes(5000, 5000));
+}
+
 // The restart that another size brings ends the memory with the ring, as every end does.
 TEST_F(FileSourceWholeFileTest, AnotherSizeOfARunningRingDropsItAgain) {
     OpenHost();

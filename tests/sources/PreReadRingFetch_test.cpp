@@ -99,7 +99,6 @@ TEST_F(PreReadRingWindowTest, TheReaderMayGoBackInsideTheRing) {
 
 TEST_F(PreReadRingWindowTest, TheOldestBlockGoesWhenTheRoomInFrontIsNoMoreThanTheRequest) {
     for (const bool walked : {false, true}) { // also when the block was in hand already
-        feed.calls.clear();
         Start(true);
         EXPECT_EQ(Fetch(0, 1), Bytes(0, 1));
         if (walked) {
@@ -148,7 +147,6 @@ TEST_F(PreReadRingWindowTest, AWalkOverShortBlocksComesToItsEnd) {
     feed.mostPerFill = 16; // four blocks hold no more than one
     for (const uint32 blocks : {2U, 3U, 4U}) {
         for (uint64 position = 0; position <= blocks * kBlock; position += 5) {
-            feed.calls.clear();
             Start(true, blocks);
             EXPECT_EQ(Fetch(0, 1), Bytes(0, 1));
             ASSERT_EQ(Fetch(position, 100), Bytes(position, 16 - position % 16)) << blocks << " " << position;
@@ -182,7 +180,6 @@ TEST_F(PreReadRingWindowTest, InRingsBeyondTwoGibibytesTheOldestBlockGoesEarly) 
     feed.mostPerFill = 16;
     const uint32 blockSize = 0x3FFFFFF0;
     for (const uint32 blocks : {3U, 4U}) { // rooms of just under 2 and 3 GiB
-        feed.calls.clear();
         ring.reset();
         ring = PreReadRing::Start(feed, {blocks * blockSize, blockSize, kSector, true}, this);
         ASSERT_NE(ring, nullptr);

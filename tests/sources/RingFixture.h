@@ -114,8 +114,10 @@ class PreReadRingFixture : public ::testing::Test {
 protected:
     static constexpr uint32 kSize = 1000;
 
+    // A new ring, and a new count of what the feed was asked.
     void Start(bool keepWindow, uint32 blocks = 4) {
         ring.reset();
+        feed.calls.clear();
         ring = PreReadRing::Start(feed, {blocks * kBlock, kBlock, kSector, keepWindow}, this);
         ASSERT_NE(ring, nullptr);
     }
@@ -139,6 +141,10 @@ protected:
     int Repositions() const {
         const PreReadRing::Standstill standstill(*ring);
         return feed.OwnFills();
+    }
+    void ForgetCalls() {
+        const PreReadRing::Standstill standstill(*ring);
+        feed.calls.clear();
     }
     std::vector<MemoryFeed::Call> Calls() const {
         const PreReadRing::Standstill standstill(*ring);
