@@ -237,7 +237,7 @@ TEST_F(SoftFileHandleThreadsTest, SetEndofFileCutsAndLeavesTheKnownPosition) {
     EXPECT_EQ(plan.Calls(Op::VXC_SetEndOfFile), 1) << "stopped by the status";
 }
 
-TEST_F(SoftFileHandleThreadsTest, EachWaitHasItsOwnLimit) {
+TEST_F(SoftFileHandleThreadsTest, AnAnswerJustBeforeTheLimitIsTaken) {
     TestClock clock;
     ASSERT_EQ(Open(VXC_GENERIC_READ | VXC_GENERIC_WRITE), VXC_STATUS_OK);
     FaultPlan plan;
