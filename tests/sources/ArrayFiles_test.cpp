@@ -18,7 +18,7 @@ protected:
     ArrayFilesTest() : clip(Pattern(kSize, 9)) {
         const std::string text(clip.begin(), clip.end());
         std::size_t from = 0;
-        for (const std::size_t size : {10'000, 1, 4095, 0, 15'904}) {
+        for (const std::size_t size : std::vector<std::size_t>{10'000, 1, 4095, 0, 15'904}) {
             const std::string name = "piece" + std::to_string(names.size());
             folder.Write(name, text.substr(from, size));
             names.push_back(folder.Wide(name));
@@ -62,7 +62,7 @@ TYPED_TEST(ArrayFilesTest, AClipCutInPiecesReadsAsOne) {
 
 TYPED_TEST(ArrayFilesTest, SeeksLandInTheRightPiece) {
     ASSERT_EQ(this->array.Open(this->names), VXC_STATUS_OK);
-    for (const uint64 position : {0, 9'999, 10'000, 10'001, 14'095, 14'096, 29'999, 5}) {
+    for (const uint64 position : std::vector<uint64>{0, 9'999, 10'000, 10'001, 14'095, 14'096, 29'999, 5}) {
         ASSERT_EQ(this->array.To(position, 1), position);
         EXPECT_EQ(
             this->ReadOn(1000),

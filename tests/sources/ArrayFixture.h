@@ -256,7 +256,7 @@ protected:
     }
     std::wstring AddFile(std::size_t size) {
         const auto letter = static_cast<wchar_t>(L'A' + disk.files.size());
-        const std::vector<uint8> content = Pattern(size, letter);
+        const std::vector<uint8> content = Pattern(size, static_cast<uint32>(letter));
         disk.files[std::wstring(1, letter)] = content;
         stream.insert(stream.end(), content.begin(), content.end());
         return std::wstring(1, letter);
