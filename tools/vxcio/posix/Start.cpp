@@ -13,7 +13,18 @@ namespace vxcio::tool {
 
 namespace {
 
-constexpr const char* kModule = "libvxcio_verbs.so"; // found by the run path of the program
+constexpr const char* kModule = "libvxcio_verbs.so";
+
+// The module lies beside the system layer, wherever the two were put.
+std::string ModuleName() {
+    Dl_info layer{};
+    if (::dladdr(reinterpret_cast<const void*>(&UseSettingsFile), &layer) == 0 ||
+        layer.dli_fname == nullptr) {
+        return kModule;
+    }
+    const std::string name = layer.dli_fname;
+    return name.substr(0, name.rfind('/') + 1) + kModule;
+}
 
 // A settings file that no folder knows and that ends with its scope.
 class PassingSettings {
@@ -43,7 +54,7 @@ private:
 };
 
 RunVerb Load(std::string& reason) {
-    void* const module = ::dlopen(kModule, RTLD_NOW); // for good: its threads may outlive main
+    void* const module = ::dlopen(ModuleName().c_str(), RTLD_NOW); // for good: its threads may outlive main
     void* const entry = module == nullptr ? nullptr : ::dlsym(module, kRunVerbName);
     if (entry == nullptr) {
         reason = ::dlerror();
