@@ -1,6 +1,7 @@
 #include "filehandle/CallerFileFunctions.h"
 
 #include "frame/Log.h"
+#include "text/FoldCase.h"
 
 #include <cwchar>
 
@@ -37,16 +38,26 @@ struct TagShape {
     int least = 0;
 };
 
+// Compared in place: where memory lacks, a tagged name must not pass for a plain one.
+bool EndsWith(const CVXCString& name, const wchar_t* tag) {
+    const wchar_t* const end = name.c_str() + name.GetLength() - kTagLength;
+    for (int i = 0; i < kTagLength; ++i) {
+        if (vxcio::AsciiUpper(end[i]) != tag[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool FindTag(const CVXCString& name, TagShape& shape) {
     if (name.GetLength() <= kTagLength) {
         return false;
     }
-    const CVXCString tag = name.Right(kTagLength);
-    if (tag.Compare(kTag4) == 0) {
+    if (EndsWith(name, kTag4)) {
         shape = {kDigits4, kDigits4 + kTagLength + 1};
         return true;
     }
-    if (tag.Compare(kTag8) == 0) {
+    if (EndsWith(name, kTag8)) {
         shape = {kDigits8, kDigits8 + kTagLength + 1};
         return true;
     }
@@ -57,16 +68,16 @@ bool FindTag(const CVXCString& name, TagShape& shape) {
 
 CVXCString ADDVXCIOID(const wchar_t* fileName, void* table) {
     const auto address = static_cast<uint64>(reinterpret_cast<std::uintptr_t>(table));
-    wchar_t digits[kDigits8 + 1] = {};
+    wchar_t suffix[kDigits8 + kTagLength + 1] = {};
     for (int i = 0; i < kDigits8; ++i) {
-        digits[kDigits8 - 1 - i] = L"0123456789ABCDEF"[(address >> (4 * i)) & 0xF];
+        suffix[kDigits8 - 1 - i] = L"0123456789ABCDEF"[(address >> (4 * i)) & 0xF];
     }
-    CVXCString tag;
-    tag.Format(L"VXCIO%d", 8);
+    std::wmemcpy(suffix + kDigits8, kTag8, kTagLength);
     CVXCString name(fileName);
-    name += digits;
-    name += tag;
-    return name;
+    name += suffix;
+    // Where memory lacks, half a name would be that of another file.
+    const std::size_t length = (fileName == nullptr ? 0 : std::wcslen(fileName)) + kDigits8 + kTagLength;
+    return static_cast<std::size_t>(name.GetLength()) == length ? name : CVXCString();
 }
 
 CVXCString DELVXCIOID(const wchar_t* name, void** table) {

@@ -34,7 +34,7 @@ struct IOCallbackSet {
     void* pfnReserved11; // not called
 };
 
-// The tagged name for a plain one.
+// The tagged name for a plain one; empty when memory lacks.
 VXCSOFTCODECIO_API CVXCString ADDVXCIOID(const wchar_t* fileName, void* table);
 
 // The plain name of a tagged one; *table, if given, receives the address of the table, or null for a name

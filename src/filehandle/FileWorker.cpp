@@ -1,6 +1,7 @@
 #include "filehandle/FileWorker.h"
 
 #include "filehandle/FileWorkerThreads.h"
+#include "frame/Status.h"
 #include "frame/SystemLayer.h"
 
 #include <new>
@@ -48,8 +49,9 @@ bool FileWorker::Start(SCreateFile& record, const Ref<SharedEvent>& quit) noexce
 }
 
 bool FileWorker::Send() noexcept {
+    // Here, not by the worker: a request that it never takes must not show the answer of the one before.
     m_link->dwBytesDone = 0;
-    m_link->dwStatus = 0;
+    m_link->dwStatus = VXC_STATUS_OK;
     m_link->handOver.Send();
     return m_link->request->Signal() || !m_link->handOver.Withdraw();
 }
@@ -75,7 +77,7 @@ bool FileWorker::End(uint32 milliseconds, uint32* lateStatus) noexcept {
     if (!WaitFor(m_hThread, milliseconds)) {
         return false;
     }
-    if (m_link->handOver.IsAbandoned() && m_link->dwStatus != 0) {
+    if (m_link->handOver.IsAbandoned() && m_link->dwStatus != VXC_STATUS_OK) {
         *lateStatus = m_link->dwStatus;
     }
     Forget();

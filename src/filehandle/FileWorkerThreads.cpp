@@ -41,7 +41,6 @@ bool NextSeek(WorkerLink& link) noexcept {
 
 void Read(WorkerLink& link) noexcept {
     SCreateFile& record = *link.record;
-    link.dwStatus = VXC_STATUS_OK;
     if (record.Read(link.memory.Data(), link.dwBytesRequested, &link.dwBytesDone, nullptr)) {
         return;
     }
@@ -52,7 +51,6 @@ void Read(WorkerLink& link) noexcept {
 }
 
 void Write(WorkerLink& link) noexcept {
-    link.dwStatus = VXC_STATUS_OK;
     if (link.record->Write(link.memory.Data(), link.dwBytesRequested, &link.dwBytesDone, nullptr) &&
         link.dwBytesDone == link.dwBytesRequested) {
         return;
@@ -65,7 +63,6 @@ void Write(WorkerLink& link) noexcept {
 
 void Seek(WorkerLink& link) noexcept {
     SCreateFile& record = *link.record;
-    link.dwStatus = VXC_STATUS_OK;
     uint32 errorNumber = 0;
     const uint64 moved = record.Move(link.qwPosition, link.dwMoveMethod, &errorNumber);
     const bool failed = record.hasCallbacks ? errorNumber != 0 : VXC_GetLastError() != 0;

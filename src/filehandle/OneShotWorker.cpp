@@ -56,15 +56,16 @@ void CreateFileWork(SCreateFile& record, OneShotAnswer& answer) noexcept {
 
 void CloseFileWork(SCreateFile& record, OneShotAnswer& answer) noexcept {
     LogTrace(L"CloseFileThread(SCreateFile*:0x%x) begin", Low32(&record));
-    if (IsOnDeadDisk(record, L"CQLSoftFileHandle::CloseFileThread() of %s , Find Disk Time out error",
-                     answer)) {
-        answer.clearsPosition = true;
-    } else if (record.hasCallbacks) {
-        record.CloseByCallbacks();
-    } else {
-        LogTrace(L"CloseFileThread(SCreateFile*:0x%x)--CloseHandle() begin", Low32(&record));
-        VXC_CloseFile(record.hFile);
-        LogTrace(L"CloseFileThread(SCreateFile*:0x%x)--CloseHandle() end", Low32(&record));
+    // The record goes with its close, so its position needs no change on a dead disk.
+    if (!IsOnDeadDisk(record, L"CQLSoftFileHandle::CloseFileThread() of %s , Find Disk Time out error",
+                      answer)) {
+        if (record.hasCallbacks) {
+            record.CloseByCallbacks();
+        } else {
+            LogTrace(L"CloseFileThread(SCreateFile*:0x%x)--CloseHandle() begin", Low32(&record));
+            VXC_CloseFile(record.hFile);
+            LogTrace(L"CloseFileThread(SCreateFile*:0x%x)--CloseHandle() end", Low32(&record));
+        }
     }
     LogTrace(L"CloseFileThread(SCreateFile*:0x%x) end", Low32(&record));
 }
@@ -118,9 +119,12 @@ OneShotWorker::Result OneShotWorker::Run(SCreateFile& record, uint32 millisecond
         return Result::NotStarted;
     }
     m_call = std::move(call);
-    // A thread that has its answer and has not quite ended when the limit comes is in time.
-    if (!WaitFor(m_hThread, milliseconds) && m_call->handOver.Abandon()) {
-        return Result::TimedOut;
+    if (!WaitFor(m_hThread, milliseconds)) {
+        if (m_call->handOver.Abandon()) {
+            return Result::TimedOut;
+        }
+        // It has its answer and is in time, but it has not quite ended, and nobody will wait for that.
+        StayForStuckThreads();
     }
     answer = m_call->answer;
     Forget();

@@ -137,11 +137,11 @@ uint32 CQLSoftFileHandle::ReadInto(const ReadTarget& target, uint32 bytes, uint3
     if (m_nStatus == VXC_STATUS_TIME_OUT) {
         return m_nStatus;
     }
-    if (m_pSCreateFile == nullptr) {
-        return VXC_STATUS_READ;
-    }
     if (bytes == 0) {
         return m_nStatus;
+    }
+    if (m_pSCreateFile == nullptr) {
+        return VXC_STATUS_READ;
     }
     if (target.block != nullptr && target.block->Size() < bytes) {
         return VXC_STATUS_READ; // memory that lacked
@@ -210,14 +210,14 @@ uint32 CQLSoftFileHandle::WriteFile(const void* buffer, uint32 bytes, uint32* by
     if (m_nStatus == VXC_STATUS_TIME_OUT) {
         return m_nStatus;
     }
+    if (bytes == 0) {
+        return VXC_STATUS_OK;
+    }
     uint32 ignored = 0;
     uint32& done = bytesWritten == nullptr ? ignored : *bytesWritten;
     if (m_pSCreateFile == nullptr) {
         done = 0;
         return VXC_STATUS_WRITE;
-    }
-    if (bytes == 0) {
-        return VXC_STATUS_OK;
     }
     if (bFileHandle_Thread_Mode != 0) {
         WriteByWorker(buffer, bytes, &done);

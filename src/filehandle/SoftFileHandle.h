@@ -41,13 +41,14 @@ public:
     // Opens a file; a handle that is open is closed first. The name may be tagged; its table is copied
     // before this returns. Null counts as an empty name. threadMode asks for worker threads; write access
     // asks for them too when the setting "WriteHandleTimeOut" is given. After a failure the handle is
-    // closed by CloseFileHandle or the next CreateFile.
+    // closed by CloseFileHandle or the next CreateFile. lpSecurityAttributes goes to the system as it is,
+    // on a worker perhaps that the caller has given up: what it points to must stay.
     uint32 CreateFile(const wchar_t* fileName, uint32 dwDesiredAccess, uint32 dwShareMode,
                       void* lpSecurityAttributes, uint32 dwCreationDisposition, uint32 dwFlagsAndAttributes,
                       void* hTemplateFile, uint32 threadMode) noexcept;
 
     // *bytesRead, if given, receives the count, also after a failure; short at the end of the file. 0 bytes
-    // touch nothing. Without an open file: VXC_STATUS_READ, count 0.
+    // touch nothing and give the status. Without an open file: VXC_STATUS_READ, count 0.
     uint32 ReadFile(void* buffer, uint32 bytes, uint32* bytesRead, _VXC_OVERLAPPED* overlapped) noexcept;
 
     // As ReadFile into the block, whose size is at least `bytes`; but the memory goes with the request, so
@@ -98,6 +99,7 @@ private:
     uint32 CreateByWorker(bool tableIsGood) noexcept;
     void ReadByWorker(const ReadTarget& target, uint32 bytes, bool isLast, uint32* done) noexcept;
     bool SendRead(const ReadTarget& target, uint32 bytes) noexcept;
+    bool SendWrite(const void* buffer, uint32 bytes) noexcept;
     void WriteByWorker(const void* buffer, uint32 bytes, uint32* done) noexcept;
     int64 SeekByWorker(uint64 position, uint32 method) noexcept;
     void CutByWorker() noexcept;

@@ -54,9 +54,6 @@ void CQLSoftFileHandle::CloseRecordByWorker() noexcept {
         break;
     case OneShotWorker::Result::InTime:
         TakeStatus(answer.dwStatus); // not cleared by the close: the code of an operation that failed before
-        if (answer.clearsPosition) {
-            record.qwPosition = 0;
-        }
         break;
     case OneShotWorker::Result::TimedOut:
         MarkTimeOut();

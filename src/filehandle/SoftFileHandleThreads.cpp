@@ -131,15 +131,12 @@ void CQLSoftFileHandle::ReadByWorker(const ReadTarget& target, uint32 bytes, boo
     }
 }
 
-void CQLSoftFileHandle::WriteByWorker(const void* buffer, uint32 bytes, uint32* done) noexcept {
+// As SendRead.
+bool CQLSoftFileHandle::SendWrite(const void* buffer, uint32 bytes) noexcept {
     SCreateFile& record = *m_pSCreateFile;
-    *done = 0;
     if ((!m_writeWorker.IsStarted() && !m_writeWorker.Start(record, m_hQuitEvent)) ||
         !GrowTransferBuffer(record.transferBuffer, bytes)) {
-        LogError(L"CQLSoftFileHandle::WriteFile(%s): no thread or memory for %d bytes",
-                 record.szFileName.c_str(), bytes);
-        TakeStatus(VXC_STATUS_WRITE);
-        return;
+        return false;
     }
     std::memcpy(record.transferBuffer.Data(), buffer, bytes);
     WorkerLink& link = m_writeWorker.Link();
@@ -147,6 +144,17 @@ void CQLSoftFileHandle::WriteByWorker(const void* buffer, uint32 bytes, uint32* 
     link.dwBytesRequested = bytes;
     if (!m_writeWorker.Send()) {
         record.transferBuffer = std::move(link.memory);
+        return false;
+    }
+    return true;
+}
+
+void CQLSoftFileHandle::WriteByWorker(const void* buffer, uint32 bytes, uint32* done) noexcept {
+    SCreateFile& record = *m_pSCreateFile;
+    *done = 0;
+    if (!SendWrite(buffer, bytes)) {
+        LogError(L"CQLSoftFileHandle::WriteFile(%s): no thread or memory for %d bytes",
+                 record.szFileName.c_str(), bytes);
         TakeStatus(VXC_STATUS_WRITE);
         return;
     }
@@ -157,6 +165,7 @@ void CQLSoftFileHandle::WriteByWorker(const void* buffer, uint32 bytes, uint32* 
                  m_dwWriteWait);
         return;
     }
+    WorkerLink& link = m_writeWorker.Link();
     record.transferBuffer = std::move(link.memory);
     TakeStatus(link.dwStatus);
     *done = link.dwBytesDone;

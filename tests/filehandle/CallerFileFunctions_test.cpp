@@ -1,6 +1,7 @@
 #include "filehandle/CallerFileFunctions.h"
 
 #include "support/LogCapture.h"
+#include "support/MemoryLack.h"
 
 #include <gtest/gtest.h>
 
@@ -128,4 +129,29 @@ TEST(CallerFileFunctionsTest, NothingIsCopiedForCapacityZeroAnEmptyNameOrNoBuffe
     EXPECT_EQ(DELVXCIOID_1(L"", nullptr, buffer, 1), 0);
     EXPECT_STREQ(buffer, L"-");
     EXPECT_EQ(DELVXCIOID_1(L"clip", nullptr, nullptr, 8), 0);
+}
+
+TEST(CallerFileFunctionsTest, WhereMemoryLacksANameIsEmptyAndNoOtherOne) {
+    const std::wstring tagged = ADDVXCIOID(L"clip", Address(0xBEEF)).c_str();
+    for (int nth = 1;; ++nth) {
+        const MemoryLack lack(nth);
+        const CVXCString name = ADDVXCIOID(L"clip", Address(0xBEEF));
+        if (!lack.Came()) {
+            EXPECT_STREQ(name, tagged.c_str());
+            EXPECT_GT(nth, 2) << "each of its allocations failed once";
+            break;
+        }
+        EXPECT_TRUE(name.IsEmpty()) << nth;
+    }
+    for (int nth = 1;; ++nth) {
+        const MemoryLack lack(nth);
+        void* table = nullptr;
+        const CVXCString name = DELVXCIOID(tagged.c_str(), &table);
+        if (!lack.Came()) {
+            EXPECT_STREQ(name, L"clip");
+            EXPECT_GT(nth, 2);
+            break;
+        }
+        EXPECT_TRUE(name.IsEmpty()) << nth;
+    }
 }

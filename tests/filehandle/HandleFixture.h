@@ -20,6 +20,13 @@ struct SoftFileHandleInspector {
     static uint32 WriteWait(const CQLSoftFileHandle& handle) { return handle.m_dwWriteWait; }
     static uint32 ReadWait(const CQLSoftFileHandle& handle) { return handle.m_dwReadWait; }
     static uint32 SeekWait(const CQLSoftFileHandle& handle) { return handle.m_dwSeekWait; }
+    // As no setting makes them: each with a length of its own.
+    static void SetWaits(CQLSoftFileHandle& handle, uint32 open, uint32 write, uint32 read, uint32 seek) {
+        handle.m_dwOpenWait = open;
+        handle.m_dwWriteWait = write;
+        handle.m_dwReadWait = read;
+        handle.m_dwSeekWait = seek;
+    }
     // As a time-out of a worker leaves it.
     static void SetStatus(CQLSoftFileHandle& handle, uint32 status) { handle.m_nStatus = status; }
 };

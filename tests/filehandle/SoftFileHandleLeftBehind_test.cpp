@@ -256,3 +256,91 @@ TEST_F(SoftFileHandleLeftBehindTest, TheFirstThreadGivenUpPinsTheLibraryOnce) {
     EXPECT_EQ(g_pins, 1);
     StuckThreadsInspector::Pinned() = before;
 }
+
+TEST_F(SoftFileHandleLeftBehindTest, AnIdleWorkerThatIsLeftPinsTheLibraryToo) {
+    PlatformScope platform;
+    platform.Module().pinModule = [] { ++g_pins; };
+    g_pins = 0;
+    const bool before = StuckThreadsInspector::Pinned().exchange(false);
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    ASSERT_EQ(handle.SetFilePointer(10, 0), 10);
+    SetDiskError(L'D');
+    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_TIME_OUT);
+    EXPECT_EQ(g_pins, 1);
+    StuckThreadsInspector::Pinned() = before;
+}
+
+TEST_F(SoftFileHandleLeftBehindTest, AnAnswerWhoseThreadIsNotSeenToEndIsTakenAndPinsTheLibrary) {
+    PlatformScope platform;
+    platform.Module().pinModule = [] { ++g_pins; };
+    g_pins = 0;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    const bool before = StuckThreadsInspector::Pinned().exchange(false);
+    {
+        FaultPlan plan;
+        for (int i = 1; i <= 3; ++i) { // the wait in all its tries
+            plan.Add(Fail(Op::VXC_WaitForSingleObject).Nth(i).AfterEffect().OnThisThread());
+        }
+        EXPECT_EQ(handle.GetFileSize(), kSize);
+        EXPECT_EQ(plan.Fired(), 3);
+    }
+    EXPECT_EQ(Status(), VXC_STATUS_OK);
+    EXPECT_EQ(g_pins, 1);
+    StuckThreadsInspector::Pinned() = before;
+}
+
+TEST_F(SoftFileHandleLeftBehindTest, ARequestThatWasGivenUpBeforeItsWorkerTookItIsNeverCarriedOut) {
+    FaultPlan plan;
+    ASSERT_EQ(Open(kShared), VXC_STATUS_OK);
+    plan.Add(Hold(Op::VXC_WaitForSingleObject, gate).OnOtherThreads()); // before it hears of the request
+    std::thread driver([this] {
+        EXPECT_TRUE(gate.WaitUntilReached());
+        EXPECT_TRUE(clock.WaitForSleepers(1));
+        clock.Advance(kLimit);
+    });
+    uint32 count = 9;
+    EXPECT_EQ(Read(100, &count), VXC_STATUS_TIME_OUT);
+    EXPECT_EQ(count, 0U);
+    driver.join();
+    gate.Open();
+    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_TIME_OUT);
+    EXPECT_EQ(host.Calls(HostFunction::Read), 0);
+    EXPECT_EQ(host.OpenHandles(), 0);
+}
+
+TEST_F(SoftFileHandleLeftBehindTest, TheTransferBufferGoesWithTheLastWorkerThatUsesIt) {
+    uint32 count = 0;
+    const auto keep = [&] {
+        auto* const record = const_cast<SCreateFile*>(Inspector::Record(handle));
+        return Ref<SCreateFile>::Share(*record);
+    };
+    ASSERT_EQ(Open(kShared), VXC_STATUS_OK);
+    ASSERT_EQ(Read(100, &count), VXC_STATUS_OK);
+    // The end of the reader comes when it comes; only the seek is to run into its limit.
+    Inspector::SetWaits(handle, kLimit, kLimit, VXC_INFINITE, kLimit);
+    host.Hold(HostFunction::SetFilePointer, gate);
+    LetTimeOut([&] { handle.SetFilePointer(10, 0); });
+    const Ref<SCreateFile> stuckInASeek = keep();
+    EXPECT_NE(stuckInASeek->transferBuffer.Size(), 0U);
+    LetTimeOut([&] { EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_TIME_OUT); });
+    EXPECT_EQ(stuckInASeek->transferBuffer.Size(), 0U);
+    gate.Open();
+    Inspector::SetWaits(handle, kLimit, kLimit, kLimit, kLimit);
+
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    ASSERT_EQ(Read(100, &count), VXC_STATUS_OK);
+    const Ref<SCreateFile> onADeadDisk = keep();
+    SetDiskError(L'D');
+    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_TIME_OUT);
+    EXPECT_NE(onADeadDisk->transferBuffer.Size(), 0U);
+}
+
+TEST_F(SoftFileHandleLeftBehindTest, AFileThatIsNullIsNotClosed) {
+    host.Table().pfnOpen = [](const wchar_t*, uint32, uint32*) -> void* { return nullptr; };
+    ASSERT_EQ(Open(kShared), VXC_STATUS_OK);
+    LogCapture log;
+    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_OK);
+    EXPECT_FALSE(log.Contains(L"CloseFileThread"));
+    EXPECT_EQ(log.Count(L"--delete m_pSCreateFile"), 2U);
+    EXPECT_EQ(host.Calls(HostFunction::CloseFile), 0);
+}

@@ -112,29 +112,58 @@ TEST_F(RaceTest, AnOpenIsOpenOrLateAndTheCloseClosesBoth) {
     }
 }
 
-TEST_F(RaceTest, AWriteACutASizeAndACloseInTheSameMoment) {
-    Watch({HostFunction::Write, HostFunction::SetEndofFile, HostFunction::GetFileSize,
-           HostFunction::CloseFile});
-    for (int round = 0; round < kRounds / 5; ++round) {
+TEST_F(RaceTest, AWriteIsWholeOrLate) {
+    Watch({HostFunction::Write});
+    for (int round = 0; round < kRounds; ++round) {
+        const std::vector<uint8> ten(10, static_cast<uint8>(round));
         uint32 count = 9;
         uint32 status = 1;
         ASSERT_EQ(Open(kShared, VXC_GENERIC_READ | VXC_GENERIC_WRITE), VXC_STATUS_OK);
-        Race([&] { status = handle.WriteFile(buffer.data(), 10, &count, nullptr); });
+        Race([&] { status = handle.WriteFile(ten.data(), 10, &count, nullptr); });
+        ASSERT_TRUE(status == VXC_STATUS_OK || status == VXC_STATUS_TIME_OUT);
         ASSERT_EQ(count, status == VXC_STATUS_OK ? 10U : 0U);
-        handle.CloseFileHandle();
+        ASSERT_EQ(handle.CloseFileHandle(), status);
+        const std::vector<uint8> content = host.Content(kShared); // the late one was written before the close
+        ASSERT_EQ(std::vector<uint8>(content.begin(), content.begin() + 10), ten);
+    }
+    EXPECT_EQ(host.OpenHandles(), 0);
+}
 
+TEST_F(RaceTest, ACutIsDoneOrLate) {
+    Watch({HostFunction::SetEndofFile});
+    for (int round = 0; round < kRounds; ++round) {
+        const uint32 size = kSize - static_cast<uint32>(round % 2);
         ASSERT_EQ(Open(kShared, VXC_GENERIC_READ | VXC_GENERIC_WRITE), VXC_STATUS_OK);
-        ASSERT_EQ(handle.SetFilePointer(kSize, 0), kSize);
+        ASSERT_EQ(handle.SetFilePointer(size, VXC_FILE_BEGIN), size);
         Race([&] { handle.SetEndofFile(); });
-        handle.CloseFileHandle();
+        const uint32 status = Status();
+        ASSERT_TRUE(status == VXC_STATUS_OK || status == VXC_STATUS_TIME_OUT);
+        ASSERT_EQ(Inspector::Record(handle)->qwPosition, size);
+        ASSERT_EQ(handle.CloseFileHandle(), VXC_STATUS_OK);
+        ASSERT_EQ(host.Content(kShared).size(), size);
+    }
+    EXPECT_EQ(host.OpenHandles(), 0);
+}
 
+TEST_F(RaceTest, ASizeIsToldOrLate) {
+    Watch({HostFunction::GetFileSize});
+    for (int round = 0; round < kRounds; ++round) {
         ASSERT_EQ(Open(kShared), VXC_STATUS_OK);
         uint64 size = 1;
         Race([&] { size = handle.GetFileSize(); });
-        ASSERT_EQ(size, Status() == VXC_STATUS_OK ? kSize : 0U);
-        handle.CloseFileHandle();
+        const uint32 status = Status();
+        ASSERT_TRUE(status == VXC_STATUS_OK || status == VXC_STATUS_TIME_OUT);
+        ASSERT_EQ(size, status == VXC_STATUS_OK ? kSize : 0U);
+        ASSERT_EQ(handle.CloseFileHandle(), status);
+    }
+    EXPECT_EQ(host.OpenHandles(), 0);
+}
 
+TEST_F(RaceTest, ACloseIsDoneOrLateAndTheHandleIsFree) {
+    Watch({HostFunction::CloseFile});
+    for (int round = 0; round < kRounds; ++round) {
         ASSERT_EQ(Open(kShared), VXC_STATUS_OK);
+        uint32 status = 1;
         Race([&] { status = handle.CloseFileHandle(); });
         ASSERT_TRUE(status == VXC_STATUS_OK || status == VXC_STATUS_TIME_OUT);
         ASSERT_EQ(Inspector::Record(handle), nullptr);

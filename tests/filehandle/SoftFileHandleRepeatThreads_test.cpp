@@ -82,13 +82,35 @@ TEST_F(RepeatThreadsTest, AReadThatComesLateIsTaken) {
 }
 
 TEST_F(RepeatThreadsTest, AnAnswerThatComesDuringThePauseIsTakenAtItsEnd) {
+    Gate signal;
+    FaultPlan plan;
     BeginRead();
     clock.Advance(kLimit);
     ASSERT_TRUE(clock.WaitForSleepers(1)); // in the pause
+    plan.Add(Hold(Op::VXC_SetEvent, signal));
     gate.Open();
+    ASSERT_TRUE(signal.WaitUntilReached()); // the answer is there, and about to be told
     clock.Advance(1000);
+    signal.Open();
     caller.join();
     EXPECT_EQ(status, VXC_STATUS_OK);
+    EXPECT_EQ(count, 100U);
+    EXPECT_EQ(host.Calls(HostFunction::Read), 1);
+}
+
+TEST_F(RepeatThreadsTest, AReadThatItsWorkerHasNotTakenYetIsWaitedForToo) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    handle.SetRepeat(1);
+    FaultPlan plan;
+    plan.Add(Hold(Op::VXC_WaitForSingleObject, gate).OnOtherThreads()); // before it hears of the request
+    std::thread driver([this] {
+        EXPECT_TRUE(gate.WaitUntilReached());
+        EXPECT_TRUE(clock.WaitForSleepers(1));
+        PassOneRound();
+        gate.Open();
+    });
+    EXPECT_EQ(Read(100, &count), VXC_STATUS_OK);
+    driver.join();
     EXPECT_EQ(count, 100U);
     EXPECT_EQ(host.Calls(HostFunction::Read), 1);
 }

@@ -175,6 +175,21 @@ TEST_F(SoftFileHandleThreadsTest, AFailedSeekGivesMinusOneAndAStatus) {
     EXPECT_EQ(Read(0), VXC_STATUS_OK);
 }
 
+TEST_F(SoftFileHandleThreadsTest, APositionWhoseLowHalfIsAllOnesIsNoFailure) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    EXPECT_EQ(threaded.SetFilePointer(0x1FFFFFFFFU, VXC_FILE_BEGIN), 0x1FFFFFFFF);
+    EXPECT_EQ(Record().qwPosition, 0x1FFFFFFFFU);
+    EXPECT_EQ(Read(0), VXC_STATUS_OK);
+}
+
+TEST_F(SoftFileHandleThreadsTest, AnUnknownPositionIsNeverTakenForTheOneSought) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    FaultPlan plan;
+    EXPECT_EQ(threaded.SetFilePointer(kUnknownPosition, VXC_FILE_BEGIN), -1);
+    EXPECT_EQ(plan.Calls(Op::VXC_SetFilePointer), 1);
+    EXPECT_EQ(Read(0), VXC_STATUS_READ);
+}
+
 TEST_F(SoftFileHandleThreadsTest, AFailedReadTellsItsCountKeepsThePositionKnownAndIsForgottenByTheNext) {
     ASSERT_EQ(Open(), VXC_STATUS_OK);
     threaded.SetFilePointer(100, VXC_FILE_BEGIN);

@@ -151,6 +151,16 @@ TEST_F(SoftFileHandleTest, WithoutAnOpenFileEveryOperationAnswersWithoutHarm) {
     EXPECT_TRUE(log.Lines().empty());
 }
 
+TEST_F(SoftFileHandleTest, TransfersOfNothingNeedNoOpenFile) {
+    uint32 count = 9;
+    EXPECT_EQ(handle.ReadFile(nullptr, 0, &count, nullptr), VXC_STATUS_OK);
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(handle.WriteFile(nullptr, 0, &count, nullptr), VXC_STATUS_OK);
+    Inspector::SetStatus(handle, VXC_STATUS_WRITE); // as a close that told of an earlier error
+    EXPECT_EQ(handle.ReadFile(nullptr, 0, &count, nullptr), VXC_STATUS_WRITE);
+    EXPECT_EQ(handle.WriteFile(nullptr, 0, &count, nullptr), VXC_STATUS_OK);
+}
+
 TEST_F(SoftFileHandleTest, AllWaitsBeginWithTheTimeOutOfReads) {
     const TimeOuts scope(1234, 5678);
     const CQLSoftFileHandle fresh;
