@@ -114,6 +114,22 @@ TEST_F(LackTest, ARequestThatCannotBeSignalledFailsWithoutAWait) {
     ExpectItGoesOn();
 }
 
+TEST_F(LackTest, ARepeatSendsAReadAgainThatCouldNotBeSignalled) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    TestClock clock;
+    clock.AutoAdvance(true);
+    threaded.SetRepeat(1);
+    FaultPlan plan;
+    for (int i = 2; i <= 4; ++i) { // behind the position query, the request in all its tries
+        plan.Add(Fail(Op::VXC_SetEvent).Nth(i).OnThisThread());
+    }
+    uint32 count = 0;
+    EXPECT_EQ(Read(&count), VXC_STATUS_OK);
+    EXPECT_EQ(count, 10U);
+    EXPECT_EQ(plan.Fired(), 3);
+    EXPECT_EQ(clock.Sleeps().size(), 1U);
+}
+
 TEST_F(LackTest, ASignalOrAWaitThatFailsOnceIsMadeAgain) {
     for (const Op op : {Op::VXC_SetEvent, Op::VXC_WaitForSingleObject, Op::VXC_WaitForMultipleObjects}) {
         for (int nth = 1; nth < 30; ++nth) {

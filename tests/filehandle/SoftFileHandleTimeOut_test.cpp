@@ -54,6 +54,38 @@ TEST_F(SoftFileHandleTimeOutTest, ReadTimesOutAndCallerBufferStaysUntouched) {
     EXPECT_EQ(buffer, std::vector<uint8>(kSize, 0xEE));
 }
 
+TEST_F(SoftFileHandleTimeOutTest, AnAnswerThatIsThereButNotYetToldWhenTheLimitPassesIsInTime) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    host.Hold(HostFunction::Read, gate);
+    uint32 count = 0;
+    LogCapture log;
+    FaultPlan plan;
+    Gate signal;
+    std::thread caller([&] { EXPECT_EQ(Read(100, &count), VXC_STATUS_OK); });
+    ASSERT_TRUE(gate.WaitUntilReached());
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    plan.Add(Hold(Op::VXC_SetEvent, signal));
+    gate.Open();
+    ASSERT_TRUE(signal.WaitUntilReached());
+    EXPECT_EQ(clock.Advance(kLimit), 1);
+    caller.join();
+    EXPECT_EQ(count, 100U);
+    EXPECT_FALSE(drive.IsMarked());
+    EXPECT_TRUE(log.Lines().empty());
+
+    // Its late signal is not taken for that of the next answer.
+    gate.Close();
+    host.Hold(HostFunction::Read, gate);
+    caller = std::thread([&] { EXPECT_EQ(Read(100, &count), VXC_STATUS_OK); });
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    const int begun = clock.Begun();
+    signal.Open();
+    ASSERT_TRUE(clock.WaitForBegun(begun + 1));
+    gate.Open();
+    caller.join();
+    EXPECT_EQ(count, 100U);
+}
+
 TEST_F(SoftFileHandleTimeOutTest, ReadBlockLeavesItsMemoryToTheWorker) {
     ASSERT_EQ(Open(), VXC_STATUS_OK);
     host.Hold(HostFunction::Read, gate);
