@@ -47,6 +47,7 @@ TEST_F(LackTest, OpenWithoutAThreadOrAnEvent) {
         EXPECT_EQ(Inspector::Record(threaded), nullptr);
         EXPECT_EQ(plan.Calls(Op::VXC_CloseFile), plan.Calls(Op::VXC_CreateFileW));
         EXPECT_EQ(threaded.CloseFileHandle(), VXC_STATUS_OK);
+        Inspector::SetStatus(threaded, VXC_STATUS_TIME_OUT); // of an earlier use
         plan.Add(Fail(op));
         EXPECT_EQ(Open(VXC_GENERIC_WRITE), VXC_STATUS_OPEN_WRITE);
         EXPECT_EQ(OpenRead(threaded, Clip()), VXC_STATUS_OK) << "nothing sticks";

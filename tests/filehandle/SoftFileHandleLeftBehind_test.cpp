@@ -171,6 +171,22 @@ TEST_F(SoftFileHandleLeftBehindTest, ALateCutOrSizeEndsWithTheClose) {
     EXPECT_EQ(host.OpenHandles(), 0);
 }
 
+TEST_F(SoftFileHandleLeftBehindTest, ALateSeekOrWriteThatWorkedLeavesTheTimeOutToTheClose) {
+    ASSERT_EQ(Open(kShared), VXC_STATUS_OK);
+    host.Hold(HostFunction::SetFilePointer, gate);
+    LetTimeOut([&] { handle.SetFilePointer(10, 0); });
+    gate.Open();
+    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_TIME_OUT);
+    gate.Close();
+    ASSERT_EQ(Open(kShared, VXC_GENERIC_WRITE), VXC_STATUS_OK);
+    host.Hold(HostFunction::Write, gate);
+    uint32 count = 0;
+    LetTimeOut([&] { handle.WriteFile(buffer.data(), 10, &count, nullptr); });
+    gate.Open();
+    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_TIME_OUT);
+    EXPECT_EQ(host.OpenHandles(), 0);
+}
+
 TEST_F(SoftFileHandleLeftBehindTest, ALateErrorOfAReadShowsInTheClose) {
     host.Fail(HostFunction::Read, 5);
     ASSERT_EQ(Open(kShared), VXC_STATUS_OK);
