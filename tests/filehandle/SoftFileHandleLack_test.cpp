@@ -93,6 +93,9 @@ TEST_F(LackTest, CutSizeAndCloseWithoutAThread) {
     plan.Add(Fail(Op::VXC_CreateThread));
     EXPECT_EQ(threaded.CloseFileHandle(), VXC_STATUS_OK);
     EXPECT_EQ(plan.Calls(Op::VXC_CloseFile), 1) << "by the caller itself";
+    ASSERT_EQ(OpenThreaded(threaded, folder.Wide("missing")), VXC_STATUS_OPEN_READ);
+    plan.Add(Fail(Op::VXC_CreateThread));
+    EXPECT_EQ(threaded.CloseFileHandle(), VXC_STATUS_OPEN_READ) << "as the worker would tell it";
 }
 
 TEST_F(LackTest, ARequestThatCannotBeSignalledFailsWithoutAWait) {

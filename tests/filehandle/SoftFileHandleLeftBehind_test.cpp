@@ -354,8 +354,11 @@ TEST_F(SoftFileHandleLeftBehindTest, TheTransferBufferGoesWithTheLastWorkerThatU
 TEST_F(SoftFileHandleLeftBehindTest, AFileThatIsNullIsNotClosed) {
     host.Table().pfnOpen = [](const wchar_t*, uint32, uint32*) -> void* { return nullptr; };
     ASSERT_EQ(Open(kShared), VXC_STATUS_OK);
+    host.Fail(HostFunction::Read, 5);
+    uint32 count = 0;
+    EXPECT_EQ(Read(10, &count), VXC_STATUS_READ);
     LogCapture log;
-    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_OK);
+    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_OK) << "no close worker brings the code out again";
     EXPECT_FALSE(log.Contains(L"CloseFileThread"));
     EXPECT_EQ(log.Count(L"--delete m_pSCreateFile"), 2U);
     EXPECT_EQ(host.Calls(HostFunction::CloseFile), 0);

@@ -152,6 +152,13 @@ TEST_F(SoftFileHandleThreadsTest, TheShortcutAloneStartsTheSeekWorkerToo) {
     EXPECT_EQ(plan.Calls(Op::VXC_SetEvent), 0);
 }
 
+TEST_F(SoftFileHandleThreadsTest, OnlyAnAbsoluteSeekIsShort) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    EXPECT_EQ(threaded.SetFilePointer(100, VXC_FILE_BEGIN), 100);
+    EXPECT_EQ(threaded.SetFilePointer(100, VXC_FILE_CURRENT), 200);
+    EXPECT_EQ(threaded.SetFilePointer(200, VXC_FILE_END), int64{kSize} + 200);
+}
+
 TEST_F(SoftFileHandleThreadsTest, ASeekToZeroReachesTheSystemEachTime) {
     ASSERT_EQ(Open(), VXC_STATUS_OK);
     FaultPlan plan;

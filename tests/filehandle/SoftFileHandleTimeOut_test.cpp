@@ -177,6 +177,11 @@ TEST_F(SoftFileHandleTimeOutTest, Close) {
               std::vector<std::wstring>{L"CQLSoftFileHandle::CloseFileHandle(D:\\clip.mxf)--CloseHandle() "
                                         L"Time out !!!, WaitTime:5000 ms"});
     EXPECT_TRUE(drive.IsMarked());
+    const std::vector<std::wstring> lines = log.Texts();
+    ASSERT_EQ(lines.size(), 7U);
+    EXPECT_EQ(lines[0], L"CQLSoftFileHandle::CloseFileHandle()--All Thread Quit\n");
+    EXPECT_EQ(lines[3], L"SetDiskError(D)");
+    EXPECT_EQ(lines[4], log.Texts(INFOTYPE_ERROR)[0]);
     // The record goes all the same, and the object is ready again.
     EXPECT_EQ(log.Count(L"--delete m_pSCreateFile"), 2U);
     EXPECT_EQ(Inspector::Record(handle), nullptr);
