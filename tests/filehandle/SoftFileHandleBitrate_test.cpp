@@ -71,6 +71,21 @@ TEST_F(BitrateTest, AnOpenStartsWithoutTheSumsOfTheFormerFile) {
     EXPECT_THAT(log.Texts(), ElementsAre(Line(L"Bitrate = 0.00 Mbps, AvergeBitrate = 0.02 Mbps")));
 }
 
+TEST_F(BitrateTest, AnOpenForgetsTheTimeSpentInsideReadsOfTheFormerFile) {
+    clock.AutoAdvance(true);
+    handle.SetRepeat(1);
+    FaultPlan plan;
+    plan.Add(CutShort(Op::VXC_ReadFile, 3));
+    Read(1000); // one second with its repeat: the period has not ended
+    handle.SetRepeat(0);
+    ASSERT_EQ(OpenRead(handle, Clip()), VXC_STATUS_OK);
+    log.Clear();
+    Read(1001);
+    clock.Advance(2002);
+    Read(1001);
+    EXPECT_THAT(log.Texts(), ElementsAre(Line(L"Bitrate = 0.00 Mbps, AvergeBitrate = 0.01 Mbps")));
+}
+
 TEST_F(BitrateTest, RateCountsTheTimeInsideReadsAlone) {
     Read(1000);
     clock.Advance(1500);

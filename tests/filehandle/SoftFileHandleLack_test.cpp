@@ -47,6 +47,7 @@ TEST_F(LackTest, OpenWithoutAThreadOrAnEvent) {
         EXPECT_EQ(Inspector::Record(threaded), nullptr);
         EXPECT_EQ(plan.Calls(Op::VXC_CloseFile), plan.Calls(Op::VXC_CreateFileW));
         EXPECT_EQ(threaded.CloseFileHandle(), VXC_STATUS_OK);
+        Inspector::SetStatus(threaded, VXC_STATUS_TIME_OUT); // of an earlier use
         plan.Add(Fail(op));
         EXPECT_EQ(Open(VXC_GENERIC_WRITE), VXC_STATUS_OPEN_WRITE);
         EXPECT_EQ(OpenRead(threaded, Clip()), VXC_STATUS_OK) << "nothing sticks";
@@ -92,6 +93,9 @@ TEST_F(LackTest, CutSizeAndCloseWithoutAThread) {
     plan.Add(Fail(Op::VXC_CreateThread));
     EXPECT_EQ(threaded.CloseFileHandle(), VXC_STATUS_OK);
     EXPECT_EQ(plan.Calls(Op::VXC_CloseFile), 1) << "by the caller itself";
+    ASSERT_EQ(OpenThreaded(threaded, folder.Wide("missing")), VXC_STATUS_OPEN_READ);
+    plan.Add(Fail(Op::VXC_CreateThread));
+    EXPECT_EQ(threaded.CloseFileHandle(), VXC_STATUS_OPEN_READ) << "as the worker would tell it";
 }
 
 TEST_F(LackTest, ARequestThatCannotBeSignalledFailsWithoutAWait) {
@@ -112,6 +116,22 @@ TEST_F(LackTest, ARequestThatCannotBeSignalledFailsWithoutAWait) {
         EXPECT_EQ(plan.Calls(Op::VXC_ReadFile) + plan.Calls(Op::VXC_WriteFile), 0);
     }
     ExpectItGoesOn();
+}
+
+TEST_F(LackTest, ARepeatSendsAReadAgainThatCouldNotBeSignalled) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    TestClock clock;
+    clock.AutoAdvance(true);
+    threaded.SetRepeat(1);
+    FaultPlan plan;
+    for (int i = 2; i <= 4; ++i) { // behind the position query, the request in all its tries
+        plan.Add(Fail(Op::VXC_SetEvent).Nth(i).OnThisThread());
+    }
+    uint32 count = 0;
+    EXPECT_EQ(Read(&count), VXC_STATUS_OK);
+    EXPECT_EQ(count, 10U);
+    EXPECT_EQ(plan.Fired(), 3);
+    EXPECT_EQ(clock.Sleeps().size(), 1U);
 }
 
 TEST_F(LackTest, ASignalOrAWaitThatFailsOnceIsMadeAgain) {

@@ -171,6 +171,22 @@ TEST_F(SoftFileHandleLeftBehindTest, ALateCutOrSizeEndsWithTheClose) {
     EXPECT_EQ(host.OpenHandles(), 0);
 }
 
+TEST_F(SoftFileHandleLeftBehindTest, ALateSeekOrWriteThatWorkedLeavesTheTimeOutToTheClose) {
+    ASSERT_EQ(Open(kShared), VXC_STATUS_OK);
+    host.Hold(HostFunction::SetFilePointer, gate);
+    LetTimeOut([&] { handle.SetFilePointer(10, 0); });
+    gate.Open();
+    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_TIME_OUT);
+    gate.Close();
+    ASSERT_EQ(Open(kShared, VXC_GENERIC_WRITE), VXC_STATUS_OK);
+    host.Hold(HostFunction::Write, gate);
+    uint32 count = 0;
+    LetTimeOut([&] { handle.WriteFile(buffer.data(), 10, &count, nullptr); });
+    gate.Open();
+    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_TIME_OUT);
+    EXPECT_EQ(host.OpenHandles(), 0);
+}
+
 TEST_F(SoftFileHandleLeftBehindTest, ALateErrorOfAReadShowsInTheClose) {
     host.Fail(HostFunction::Read, 5);
     ASSERT_EQ(Open(kShared), VXC_STATUS_OK);
@@ -338,8 +354,11 @@ TEST_F(SoftFileHandleLeftBehindTest, TheTransferBufferGoesWithTheLastWorkerThatU
 TEST_F(SoftFileHandleLeftBehindTest, AFileThatIsNullIsNotClosed) {
     host.Table().pfnOpen = [](const wchar_t*, uint32, uint32*) -> void* { return nullptr; };
     ASSERT_EQ(Open(kShared), VXC_STATUS_OK);
+    host.Fail(HostFunction::Read, 5);
+    uint32 count = 0;
+    EXPECT_EQ(Read(10, &count), VXC_STATUS_READ);
     LogCapture log;
-    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_OK);
+    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_OK) << "no close worker brings the code out again";
     EXPECT_FALSE(log.Contains(L"CloseFileThread"));
     EXPECT_EQ(log.Count(L"--delete m_pSCreateFile"), 2U);
     EXPECT_EQ(host.Calls(HostFunction::CloseFile), 0);

@@ -150,6 +150,42 @@ TEST_F(RepeatThreadsTest, ARepeatThatIsTurnedOffGivesTheReadUp) {
     EXPECT_EQ(Read(100, &count), VXC_STATUS_TIME_OUT) << "its late answer is nobody's";
 }
 
+TEST_F(RepeatThreadsTest, AReadThatWasGivenUpSoShowsItsLateErrorInTheClose) {
+    host.Fail(HostFunction::Read, 5);
+    ASSERT_EQ(Open(kShared), VXC_STATUS_OK);
+    handle.SetRepeat(1);
+    host.Hold(HostFunction::Read, gate);
+    caller = std::thread([this] { status = Read(100, &count); });
+    ASSERT_TRUE(gate.WaitUntilReached());
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    handle.SetRepeat(0);
+    clock.Advance(kLimit);
+    caller.join();
+    EXPECT_EQ(status, VXC_STATUS_TIME_OUT);
+    gate.Open();
+    EXPECT_EQ(handle.CloseFileHandle(), VXC_STATUS_READ);
+}
+
+TEST_F(RepeatThreadsTest, ARepeatThatHangsLeavesNoCountOfTheReadBefore) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    handle.SetRepeat(1);
+    host.ShortenReads(30);
+    host.Hold(HostFunction::Read, gate, 2);
+    caller = std::thread([this] { status = Read(100, &count); });
+    while (clock.Sleeps().empty()) {
+        std::this_thread::yield();
+    }
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    clock.Advance(1000);
+    ASSERT_TRUE(gate.WaitUntilReached());
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    handle.SetRepeat(0);
+    clock.Advance(kLimit);
+    caller.join();
+    EXPECT_EQ(status, VXC_STATUS_TIME_OUT);
+    EXPECT_EQ(count, 0U);
+}
+
 TEST_F(RepeatThreadsTest, NoReadIsSentBehindAHungPositionQuery) {
     ASSERT_EQ(Open(), VXC_STATUS_OK);
     handle.SetRepeat(1);

@@ -152,6 +152,13 @@ TEST_F(SoftFileHandleThreadsTest, TheShortcutAloneStartsTheSeekWorkerToo) {
     EXPECT_EQ(plan.Calls(Op::VXC_SetEvent), 0);
 }
 
+TEST_F(SoftFileHandleThreadsTest, OnlyAnAbsoluteSeekIsShort) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    EXPECT_EQ(threaded.SetFilePointer(100, VXC_FILE_BEGIN), 100);
+    EXPECT_EQ(threaded.SetFilePointer(100, VXC_FILE_CURRENT), 200);
+    EXPECT_EQ(threaded.SetFilePointer(200, VXC_FILE_END), int64{kSize} + 200);
+}
+
 TEST_F(SoftFileHandleThreadsTest, ASeekToZeroReachesTheSystemEachTime) {
     ASSERT_EQ(Open(), VXC_STATUS_OK);
     FaultPlan plan;
@@ -250,6 +257,42 @@ TEST_F(SoftFileHandleThreadsTest, SetEndofFileCutsAndLeavesTheKnownPosition) {
     Read(1);
     threaded.SetEndofFile();
     EXPECT_EQ(plan.Calls(Op::VXC_SetEndOfFile), 1) << "stopped by the status";
+}
+
+TEST_F(SoftFileHandleThreadsTest, ACutClearsTheCodeThatTheRecordKept) {
+    ASSERT_EQ(Open(VXC_GENERIC_READ | VXC_GENERIC_WRITE), VXC_STATUS_OK);
+    ASSERT_EQ(threaded.SetFilePointer(100, VXC_FILE_BEGIN), 100);
+    FaultPlan plan;
+    plan.Add(Fail(Op::VXC_ReadFile));
+    EXPECT_EQ(Read(10), VXC_STATUS_READ);
+    EXPECT_EQ(threaded.SetFilePointer(100, VXC_FILE_BEGIN), 100); // clears the status alone
+    threaded.SetEndofFile();
+    EXPECT_EQ(Read(0), VXC_STATUS_OK);
+    EXPECT_EQ(threaded.GetFileSize(), 100U);
+}
+
+TEST_F(SoftFileHandleThreadsTest, AnErrorThatALaterRequestClearedDoesNotComeBackWithTheClose) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    FaultPlan plan;
+    plan.Add(Fail(Op::VXC_ReadFile));
+    EXPECT_EQ(Read(10), VXC_STATUS_READ);
+    EXPECT_EQ(threaded.SetFilePointer(0, VXC_FILE_BEGIN), 0);
+    EXPECT_EQ(threaded.CloseFileHandle(), VXC_STATUS_OK);
+}
+
+TEST_F(SoftFileHandleThreadsTest, TheCloseTellsTheSeekWorkerByTheQuitEventAlone) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    threaded.SetFilePointer(100, VXC_FILE_BEGIN);
+    {
+        FaultPlan plan;
+        EXPECT_EQ(threaded.CloseFileHandle(), VXC_STATUS_OK);
+        EXPECT_EQ(plan.Calls(Op::VXC_SetEvent), 1);
+    }
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    Read(10);
+    FaultPlan plan;
+    EXPECT_EQ(threaded.CloseFileHandle(), VXC_STATUS_OK);
+    EXPECT_EQ(plan.Calls(Op::VXC_SetEvent), 2) << "a reader needs its request event too";
 }
 
 TEST_F(SoftFileHandleThreadsTest, AnAnswerJustBeforeTheLimitIsTaken) {

@@ -54,6 +54,38 @@ TEST_F(SoftFileHandleTimeOutTest, ReadTimesOutAndCallerBufferStaysUntouched) {
     EXPECT_EQ(buffer, std::vector<uint8>(kSize, 0xEE));
 }
 
+TEST_F(SoftFileHandleTimeOutTest, AnAnswerThatIsThereButNotYetToldWhenTheLimitPassesIsInTime) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    host.Hold(HostFunction::Read, gate);
+    uint32 count = 0;
+    LogCapture log;
+    FaultPlan plan;
+    Gate signal;
+    std::thread caller([&] { EXPECT_EQ(Read(100, &count), VXC_STATUS_OK); });
+    ASSERT_TRUE(gate.WaitUntilReached());
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    plan.Add(Hold(Op::VXC_SetEvent, signal));
+    gate.Open();
+    ASSERT_TRUE(signal.WaitUntilReached());
+    EXPECT_EQ(clock.Advance(kLimit), 1);
+    caller.join();
+    EXPECT_EQ(count, 100U);
+    EXPECT_FALSE(drive.IsMarked());
+    EXPECT_TRUE(log.Lines().empty());
+
+    // Its late signal is not taken for that of the next answer.
+    gate.Close();
+    host.Hold(HostFunction::Read, gate);
+    caller = std::thread([&] { EXPECT_EQ(Read(100, &count), VXC_STATUS_OK); });
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    const int begun = clock.Begun();
+    signal.Open();
+    ASSERT_TRUE(clock.WaitForBegun(begun + 1));
+    gate.Open();
+    caller.join();
+    EXPECT_EQ(count, 100U);
+}
+
 TEST_F(SoftFileHandleTimeOutTest, ReadBlockLeavesItsMemoryToTheWorker) {
     ASSERT_EQ(Open(), VXC_STATUS_OK);
     host.Hold(HostFunction::Read, gate);
@@ -145,6 +177,11 @@ TEST_F(SoftFileHandleTimeOutTest, Close) {
               std::vector<std::wstring>{L"CQLSoftFileHandle::CloseFileHandle(D:\\clip.mxf)--CloseHandle() "
                                         L"Time out !!!, WaitTime:5000 ms"});
     EXPECT_TRUE(drive.IsMarked());
+    const std::vector<std::wstring> lines = log.Texts();
+    ASSERT_EQ(lines.size(), 7U);
+    EXPECT_EQ(lines[0], L"CQLSoftFileHandle::CloseFileHandle()--All Thread Quit\n");
+    EXPECT_EQ(lines[3], L"SetDiskError(D)");
+    EXPECT_EQ(lines[4], log.Texts(INFOTYPE_ERROR)[0]);
     // The record goes all the same, and the object is ready again.
     EXPECT_EQ(log.Count(L"--delete m_pSCreateFile"), 2U);
     EXPECT_EQ(Inspector::Record(handle), nullptr);
