@@ -14,6 +14,10 @@ using Distance = uint16;
 // The largest alignment whose distances, up to alignment + 1, still fit the two bytes.
 constexpr std::size_t kMaximumAlignment = 32768;
 
+struct FreeBlock {
+    void operator()(uint8* block) const noexcept { AlignedFree(block); }
+};
+
 } // namespace
 
 uint8* AlignedAlloc(std::size_t size, std::size_t alignment) noexcept {
@@ -57,7 +61,7 @@ bool AlignedBuffer::MakeParts(AlignedBuffer* parts, std::size_t count, std::size
     }
     std::shared_ptr<uint8> whole;
     try {
-        whole.reset(AlignedAlloc(count * stride, alignment), AlignedFree);
+        whole.reset(AlignedAlloc(count * stride, alignment), FreeBlock());
     } catch (...) {
         return false; // it has been freed
     }
