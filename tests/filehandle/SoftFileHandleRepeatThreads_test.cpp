@@ -98,6 +98,21 @@ TEST_F(RepeatThreadsTest, AnAnswerThatComesDuringThePauseIsTakenAtItsEnd) {
     EXPECT_EQ(host.Calls(HostFunction::Read), 1);
 }
 
+TEST_F(RepeatThreadsTest, AnAnswerThatIsThereButNotYetToldWhenTheLimitPassesNeedsNoRepeat) {
+    Gate signal;
+    FaultPlan plan;
+    BeginRead();
+    plan.Add(Hold(Op::VXC_SetEvent, signal));
+    gate.Open();
+    ASSERT_TRUE(signal.WaitUntilReached());
+    clock.Advance(kLimit);
+    caller.join();
+    EXPECT_EQ(status, VXC_STATUS_OK);
+    EXPECT_EQ(count, 100U);
+    EXPECT_TRUE(clock.Sleeps().empty());
+    EXPECT_FALSE(drive.IsMarked());
+}
+
 TEST_F(RepeatThreadsTest, AReadThatItsWorkerHasNotTakenYetIsWaitedForToo) {
     ASSERT_EQ(Open(), VXC_STATUS_OK);
     handle.SetRepeat(1);
