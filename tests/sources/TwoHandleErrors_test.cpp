@@ -297,21 +297,6 @@ TEST_F(TwoHandleErrorsTest, ACopyThatCannotBeAskedToTakeOverGivesNothing) {
     EXPECT_EQ(Read(100), Bytes(0, 100));
 }
 
-TEST_F(TwoHandleErrorsTest, UnbufferedReadsGoToWholeSectors) {
-    ASSERT_EQ(Open(VXC_FILE_FLAG_NO_BUFFERING), VXC_STATUS_OK);
-    Inspector::SetSectorSize(source, 512);
-    struct {
-        int64 position;
-        uint32 bytes;
-        uint64 end; // of what the file was asked for
-    } const cases[] = {{700, 10, 1024}, {700, 512, 1536}, {512, 10, 1024}, {512, 512, 1024}};
-    for (const auto& entry : cases) {
-        source.Seek(entry.position, 1);
-        EXPECT_EQ(Read(entry.bytes), Bytes(static_cast<std::size_t>(entry.position), entry.bytes));
-        EXPECT_EQ(SoftFileHandleInspector::Record(*Two::File(source, 0))->qwPosition, entry.end);
-    }
-}
-
 TEST_F(TwoHandleErrorsTest, BothCopiesMayComeShortWithoutAnError) {
     ASSERT_EQ(Open(), VXC_STATUS_OK);
     std::filesystem::resize_file(folder.Path() / "copy1", 50);
