@@ -96,9 +96,16 @@ bool CopyReader::Begin(uint64 position, uint32 bytes, AlignedBuffer& block) noex
 }
 
 bool CopyReader::Wait(uint32 milliseconds, AlignedBuffer& block, uint32* count) noexcept {
-    const bool inTime = VXC_WaitForSingleObject(m_hFileDone, milliseconds) == VXC_WAIT_OBJECT_0;
     *count = 0;
-    const std::lock_guard lock(m_lock);
+    bool inTime = VXC_WaitForSingleObject(m_hFileDone, milliseconds) == VXC_WAIT_OBJECT_0;
+    std::unique_lock<std::mutex> lock(m_lock);
+    while (inTime && m_state == State::Open) {
+        // The signal of a former request that was given twice. The one of this request comes after the lock.
+        VXC_ResetEvent(m_hFileDone);
+        lock.unlock();
+        inTime = VXC_WaitForSingleObject(m_hFileDone, milliseconds) == VXC_WAIT_OBJECT_0;
+        lock.lock();
+    }
     if (m_state == State::Open) {
         // The event stays as Begin left it, so the copy is busy until its thread comes back.
         m_state = State::GivenUp;
@@ -131,18 +138,23 @@ void CopyReader::Run() noexcept {
         if (IsQuitSet()) {
             break;
         }
-        Serve();
-        SignalSurely(m_hFileDone);
+        if (Serve()) {
+            SignalSurely(m_hFileDone);
+        }
     }
     LogTrace(L"this->%x:ReadFile%dByThread() Quit", Low32(m_setup.owner), m_setup.number);
 }
 
-void CopyReader::Serve() noexcept {
+// False when there was no request: the signal of one may have been given twice.
+bool CopyReader::Serve() noexcept {
     AlignedBuffer block;
     uint64 position = 0;
     uint32 bytes = 0;
     {
         const std::lock_guard lock(m_lock);
+        if (m_state != State::Open && m_state != State::GivenUp) {
+            return false;
+        }
         position = m_qwRequestPos;
         bytes = m_dwRequestBytes;
         block = std::move(m_pRequestBuffer);
@@ -160,11 +172,12 @@ void CopyReader::Serve() noexcept {
     const std::lock_guard lock(m_lock);
     if (m_state == State::GivenUp) {
         m_state = State::Idle; // the block goes with this call
-        return;
+        return true;
     }
     m_dwFileBytes = std::min(got, bytes);
     m_pRequestBuffer = std::move(block);
     m_state = State::Done;
+    return true;
 }
 
 void CopyReader::OpenAgain() noexcept {

@@ -22,7 +22,7 @@
 namespace vxcio {
 
 // Sets the event, and tries again where the system refuses: a signal that gets lost would leave who waits for
-// it standing for ever.
+// it standing for ever. So an event may be set twice; who waits looks at the state behind it.
 bool SignalSurely(void* event) noexcept;
 
 struct CopyReaderInspector; // a door for tests
@@ -75,7 +75,7 @@ private:
     static uint32 Entry(void* reader) noexcept;
     void Run() noexcept;
     bool IsQuitSet() const noexcept;
-    void Serve() noexcept;
+    bool Serve() noexcept;
     void OpenAgain() noexcept;
 
     CopyReaderSetup m_setup = {};

@@ -81,6 +81,12 @@ private:
     bool IsFile1Free(uint32 milliseconds) const;
     bool Plan(uint8* buffer, uint32 bytes, Request& request);
     bool GrowBounceBuffer(uint64 want);
+    // Buffers grow in whole MiB, so that a stream of like requests does not allocate: one, or always more
+    // than asked for.
+    static constexpr uint64 BufferSizeFor(uint64 want) noexcept {
+        constexpr uint64 kMebibyte = 0x100000;
+        return want > kMebibyte ? (want / kMebibyte + 1) * kMebibyte : kMebibyte;
+    }
     bool CatchUpMD5(vxcio::MD5Check& check, uint64 pos);
     bool FinishMD5(vxcio::MD5Check& check, uint64 size);
     uint32 ReadFile1(uint8* buffer, uint32 bytes);

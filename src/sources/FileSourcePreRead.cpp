@@ -17,7 +17,6 @@ constexpr uint32 kFromEnd = 2;
 constexpr uint32 kFromCurrent = 3;
 
 constexpr uint32 kSizeBits = 0x7FFFFFFF; // the sign asks for the whole file in memory
-constexpr std::size_t kMebibyte = 0x100000;
 constexpr std::size_t kMemoryAlignment = 512;
 constexpr std::size_t kReadAtAlignment = 64;
 constexpr uint64 kLargestFile = uint64{1} << 62; // more is nonsense, and must not wrap when it is rounded
@@ -169,8 +168,7 @@ int CFileSource::ReadAt(uint64 position, uint8** data, int bytes) {
     const auto wanted = static_cast<std::size_t>(bytes);
     if (wanted > m_pReadAtBuffer.Size()) {
         m_pReadAtBuffer.Reset();
-        const std::size_t size = wanted > kMebibyte ? (wanted / kMebibyte + 1) * kMebibyte : kMebibyte;
-        m_pReadAtBuffer = AlignedBuffer(size, kReadAtAlignment);
+        m_pReadAtBuffer = AlignedBuffer(BufferSizeFor(wanted), kReadAtAlignment);
     }
     *data = m_pReadAtBuffer.Data();
     if (*data == nullptr && bytes > 0) {

@@ -11,7 +11,6 @@ using namespace vxcio;
 namespace {
 
 constexpr uint32 kMemoryAlignment = 512;
-constexpr uint64 kMebibyte = 0x100000;
 
 // The fast copy takes an int.
 void CopyBulk(uint8* target, uint8* source, uint32 bytes) {
@@ -42,7 +41,7 @@ bool CFileSource::GrowBounceBuffer(uint64 want) {
         return true;
     }
     m_pAlignBuffer.Reset();
-    const uint64 size = want > kMebibyte ? ((want >> 20) + 1) * kMebibyte : kMebibyte;
+    const uint64 size = BufferSizeFor(want);
     if (size > 0xFFFFFFFFu) {
         return false;
     }

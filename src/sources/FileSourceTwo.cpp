@@ -20,7 +20,6 @@ constexpr uint32 kDefaultSectorSize = 512;
 constexpr uint32 kDefaultThreshold = 2000; // milliseconds
 constexpr uint64 kSizesMayDiffer = 4096;   // bytes
 constexpr std::size_t kAlignment = 4096;   // fits unbuffered transfer of every disk
-constexpr uint64 kMebibyte = 0x100000;
 
 } // namespace
 
@@ -135,10 +134,8 @@ bool CFileSource::TakeFromCopies(uint8* buffer, uint32 bytes, uint32& count) {
         return false;
     }
     if (m_pAlignBuffer.Size() < want) {
-        // In whole MiB, and kept, so that a stream of like reads does not allocate.
-        const uint64 size = want > kMebibyte ? ((want >> 20) + 1) * kMebibyte : kMebibyte;
         m_pAlignBuffer.Reset();
-        m_pAlignBuffer = AlignedBuffer(size, kAlignment);
+        m_pAlignBuffer = AlignedBuffer(BufferSizeFor(want), kAlignment);
     }
     uint32 got = 0;
     if (!m_pTwoHandle->Read(pos - head, static_cast<uint32>(want), bytes, m_pAlignBuffer, &got)) {

@@ -162,7 +162,7 @@ void PreReadRing::ReleaseOldest() noexcept {
 }
 
 // The block from which to walk to the position: the one that holds it, if it was seen and all blocks in
-// front of it are full, else the oldest.
+// front of it are full, else the oldest. No walk begins at an empty block, which is the end.
 PreReadRing::InHand PreReadRing::Nearest(uint64 position) const noexcept {
     const uint64 blocks = OffsetIn(*m_pReadBlock, position) / m_shape.blockSize;
     const auto index = static_cast<uint32>(std::min<uint64>(blocks, m_nSeen - 1));
@@ -171,7 +171,8 @@ PreReadRing::InHand PreReadRing::Nearest(uint64 position) const noexcept {
         place -= m_nBlocks;
     }
     SReadBlock& block = m_pBlocks[place];
-    if (OffsetIn(*m_pReadBlock, block.qwPosition) == uint64{index} * m_shape.blockSize) {
+    if (block.dwFilled > 0 &&
+        OffsetIn(*m_pReadBlock, block.qwPosition) == uint64{index} * m_shape.blockSize) {
         return {&block, index};
     }
     return {m_pReadBlock, 0};
@@ -194,9 +195,6 @@ bool PreReadRing::StepInWindow(InHand& hand) noexcept {
 PreReadRing::Copied PreReadRing::CopyInWindow(uint64 position, uint8* target, uint32 bytes) noexcept {
     if (!MakeRoom(position, bytes)) {
         return {0, false};
-    }
-    if (position < m_pReadBlock->qwPosition) {
-        return {0, true};
     }
     InHand hand = Nearest(position);
     while (OffsetIn(*hand.block, position) >= hand.block->dwFilled) {

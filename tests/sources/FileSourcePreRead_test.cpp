@@ -234,6 +234,7 @@ TEST_F(FileSourcePreReadTest, CloseEndsItAndOpensAgainWithoutIt) {
 
 TEST_F(FileSourcePreReadTest, WithoutAFileItRunsAndGivesNothing) {
     const NoLeakScope leaks;
+    LogCapture log;
     {
         CFileSource closed;
         closed.EnablePreRead(1, 0);
@@ -243,8 +244,10 @@ TEST_F(FileSourcePreReadTest, WithoutAFileItRunsAndGivesNothing) {
         ASSERT_EQ(closed.OpenFile(Clip().c_str(), 0, nullptr, 0), VXC_STATUS_OK);
         EXPECT_EQ(closed.IsPreReadMode(), 0U);
         closed.CloseFile();
+        log.Clear();
         closed.EnablePreRead(1, 0); // left to the destructor
     }
+    EXPECT_EQ(log.Count(L"DisablePreRead() End"), 1U);
 }
 
 TEST_F(FileSourcePreReadTest, WhatLacksLeavesItOff) {

@@ -1,4 +1,5 @@
 // What else callers ask of a source with two copies while one of them is busy.
+#include "sources/RingFixture.h"
 #include "sources/TwoCopiesFixture.h"
 
 using namespace vxcio;
@@ -123,6 +124,21 @@ TEST_F(FileSourceTwoTest, ReadAheadReadsFromTwoCopies) {
     EXPECT_EQ(Read(2000), Bytes(1234, 2000));
     EXPECT_EQ(plan.CallsOn(Op::VXC_ReadFile, L"copy2"), 0);
     EXPECT_EQ(Two::TravellingMemory(source), nullptr); // the ring's blocks travelled themselves
+}
+
+// A copy that hangs keeps the block it was given, and no more than that.
+TEST_F(FileSourceTwoTest, TheRingOfTwoCopiesHasItsBlocksApart) {
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    for (const bool apart : {true, false}) {
+        Inspector::SetReadBlockSize(source, 4096);
+        source.EnablePreRead(8192, 0);
+        const PreReadRing& ring = *Inspector::Ring(source);
+        const uint8* const first = PreReadRingInspector::Block(ring, 0).data.Data();
+        const uint8* const second = PreReadRingInspector::Block(ring, 1).data.Data();
+        // Memory of its own has something in front of it.
+        EXPECT_EQ(second - first == 4096 || first - second == 4096, !apart);
+        ASSERT_EQ(source.OpenFile(Copy1().c_str(), 0, nullptr, 0), VXC_STATUS_OK);
+    }
 }
 
 TEST_F(FileSourceTwoTest, ReadAheadChangesOverWhenACopyIsSlow) {

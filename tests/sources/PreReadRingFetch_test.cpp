@@ -190,7 +190,38 @@ TEST_F(PreReadRingWindowTest, InRingsBeyondTwoGibibytesTheOldestBlockGoesEarly) 
         EXPECT_EQ(Fetch(41, 1), Bytes(41, 1)); // in the block in hand, but not without a look at the room
         EXPECT_EQ(Inspector::OldestPosition(*ring), blocks == 3 ? 0U : 32U);
         EXPECT_EQ(Fetch(41, 1), Bytes(41, 1));
+        ring.reset();
+        ring = PreReadRing::Start(feed, {blocks * blockSize, blockSize, kSector, true}, this);
+        ASSERT_NE(ring, nullptr);
+        EXPECT_EQ(Fetch(0, 1), Bytes(0, 1));
+        EXPECT_EQ(Fetch(40, 1), Bytes(40, 1)); // the oldest block goes, the next is walked over
+        EXPECT_EQ(Inspector::OldestPosition(*ring), blocks == 3 ? 0U : 16U);
+        EXPECT_EQ(Fetch(41, 1), Bytes(41, 1));
+        EXPECT_EQ(Inspector::OldestPosition(*ring), blocks == 3 ? 0U : 32U);
     }
+}
+
+TEST_F(PreReadRingWindowTest, AnEmptyBlockIsTheEndHoweverOftenTheReaderComesThere) {
+    feed.cuts = {{kBlock, 0}};
+    feed.jumps = {{kBlock, kBlock}}; // behind it there are bytes again
+    Start(true);
+    EXPECT_EQ(Fetch(0, 1), Bytes(0, 1));
+    ASSERT_TRUE(feed.WaitForFills(4));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(Fetch(2 * kBlock + 2, 10).empty()) << i;
+    }
+    EXPECT_EQ(Fetch(10, 10), Bytes(10, 10));
+    EXPECT_EQ(Repositions(), 1);
+}
+
+TEST_F(PreReadRingWindowTest, BlocksThatWereSeenAreNotWaitedForAgain) {
+    Start(true);
+    EXPECT_EQ(Fetch(0, 150), Bytes(0, 150));
+    FaultPlan plan;
+    for (const uint32 position : {100U, 10U, 60U, 120U, 0U}) { // most go from one block into the next
+        EXPECT_EQ(Fetch(position, 50), Bytes(position, 50));
+    }
+    EXPECT_EQ(plan.Calls(Op::VXC_WaitForSingleObject), 0);
 }
 
 TEST_P(PreReadRingRandomTest, AnySequenceDeliversTheFilesBytes) {

@@ -15,6 +15,18 @@ using PreReadRingTest = PreReadRingFixture;
 // Both kinds of reader.
 class PreReadRingReaderTest : public PreReadRingFixture, public ::testing::WithParamInterface<bool> {};
 
+// Waits for the first event that is set since the plan began.
+bool WaitForSetEvent(const FaultPlan& plan) {
+    const auto limit = std::chrono::steady_clock::now() + kHangLimit;
+    while (plan.Calls(Op::VXC_SetEvent) == 0) {
+        if (std::chrono::steady_clock::now() > limit) {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
+}
+
 std::wstring Address(const void* pointer) {
     wchar_t text[16];
     std::swprintf(text, 16, L"%x", static_cast<uint32>(reinterpret_cast<std::uintptr_t>(pointer)));
@@ -121,18 +133,20 @@ TEST_F(PreReadRingTest, TheEndWaitsForTheBlockThatIsBeingFilled) {
         feed.gate = &gate;
         gate.Close();
     }
-    std::thread reader([this] { Fetch(kBlock + 1, 1); }); // releases one block
+    Fetch(3 * kBlock + 1, 1); // releases three blocks
     ASSERT_TRUE(gate.WaitUntilReached());
-    reader.join();
+    FaultPlan plan;
     std::atomic<bool> ended{false};
     std::thread end([&] {
         ring.reset();
         ended = true;
     });
+    const bool asked = WaitForSetEvent(plan);
     EXPECT_FALSE(ended);
     gate.Open();
     end.join();
-    EXPECT_EQ(feed.calls.size(), 5U);
+    EXPECT_TRUE(asked);
+    EXPECT_EQ(feed.calls.size(), 5U); // and for no other
 }
 
 TEST_F(PreReadRingTest, AStandstillWaitsForTheBlockAndLeavesTheRingAsItIs) {
@@ -149,6 +163,32 @@ TEST_F(PreReadRingTest, AStandstillWaitsForTheBlockAndLeavesTheRingAsItIs) {
     }
     EXPECT_EQ(Fetch(0, 300), Bytes(0, 300));
     EXPECT_EQ(Repositions(), 1);
+}
+
+TEST_F(PreReadRingTest, AStandstillWaitsForNoMoreThanTheBlockThatIsBeingFilled) {
+    Gate gate;
+    gate.Open();
+    Start(false);
+    Fetch(0, 1);
+    ASSERT_TRUE(feed.WaitForFills(4));
+    {
+        const PreReadRing::Standstill standstill(*ring);
+        feed.gate = &gate;
+        gate.Close();
+    }
+    Fetch(3 * kBlock + 1, 1); // releases three blocks
+    ASSERT_TRUE(gate.WaitUntilReached());
+    FaultPlan plan;
+    int fills = 0;
+    std::thread other([&] {
+        const PreReadRing::Standstill standstill(*ring);
+        fills = feed.Fills();
+    });
+    const bool asked = WaitForSetEvent(plan);
+    gate.Open();
+    other.join();
+    EXPECT_TRUE(asked);
+    EXPECT_EQ(fills, 5);
 }
 
 TEST_F(PreReadRingTest, AFillThatHangsHoldsUpOnlyWhoNeedsIt) {
@@ -280,7 +320,9 @@ TEST_P(PreReadRingReaderTest, ARepositionThatGivesNothingIsToldOnceAndNotMadeAga
                   std::vector<std::wstring>{L"Get Zero bytes from ReadFileWithTwoHandle()"});
         EXPECT_EQ(Repositions(), 2);
         ForgetCalls();
-        EXPECT_EQ(Fetch(300, 300), Bytes(300, 300)); // and nothing stale is delivered
+        EXPECT_EQ(Fetch(290, 5), Bytes(290, 5)); // and nothing stale is delivered
+        EXPECT_EQ(Repositions(), 1);
+        EXPECT_EQ(Fetch(300, 300), Bytes(300, 300));
         EXPECT_EQ(Repositions(), 1);
     }
 }
@@ -305,6 +347,23 @@ TEST_P(PreReadRingReaderTest, ABlockThatDoesNotFollowIsNotTakenForOneThatDoes) {
             ring.reset();
         }
     }
+}
+
+TEST_P(PreReadRingReaderTest, AJumpIntoAStretchThatTheFeedPassedOverGoesThere) {
+    feed.jumps = {{kBlock, 300}}; // the third block begins at 428
+    Start(GetParam());
+    EXPECT_EQ(Fetch(0, 1), Bytes(0, 1));
+    EXPECT_EQ(Fetch(200, 10), Bytes(200, 10));
+    EXPECT_EQ(Repositions(), 2);
+}
+
+TEST_P(PreReadRingReaderTest, APlaceThatTheFeedNeverReachesGivesNothing) {
+    feed.cuts = {{496, 1}};
+    feed.jumps = {{496, 300}};
+    Start(GetParam());
+    EXPECT_TRUE(Fetch(500, 10).empty());
+    EXPECT_EQ(Repositions(), 1); // and is not tried for ever
+    EXPECT_EQ(Fetch(100, 10), Bytes(100, 10));
 }
 
 TEST_P(PreReadRingReaderTest, AskingForNothingGivesNothingButGoesThere) {

@@ -65,6 +65,9 @@ TEST_F(TwoHandleErrorsTest, AReadErrorOfTheFirstCopyGivesNothingAndOpensItAgain)
     EXPECT_TRUE(Read(100).empty());
     EXPECT_EQ(Inspector::FilePos(source), 10);
     EXPECT_THAT(OwnLines(log), ElementsAre(BeginClose(Copy1()), EndClose(Copy1()), OpenWorks(Copy1())));
+    const auto texts = log.Texts();
+    const auto begin = std::find(texts.begin(), texts.end(), BeginClose(Copy1()));
+    EXPECT_GT(std::find(begin, texts.end(), EndClose(Copy1())) - begin, 1); // the handle's own lines between
     EXPECT_EQ(plan.CallsOn(Op::VXC_CloseFile, L"copy1"), 1);
     EXPECT_EQ(plan.CallsOn(Op::VXC_CreateFileW, L"copy1"), 2);
     EXPECT_TRUE(clock.Sleeps().empty());
@@ -139,6 +142,21 @@ TEST_F(TwoHandleErrorsTest, TheCopyIsOpenedAgainAsItWasOpenedFirst) {
     Module().EnableBitrateInfo = 0;
     EXPECT_TRUE(log.Contains(L"CQLSoftFileHandle::CreateFile(FileName[" + Copy1() +
                              L"], dwFlagsAndAttributes[0x20000000], bFileHandle_Thread_Mode[1] End)"));
+}
+
+TEST_F(TwoHandleErrorsTest, ACopyThatIsBeingWrittenIsOpenedAgainAllTheSame) {
+    CQLSoftFileHandle writer;
+    ASSERT_EQ(writer.CreateFile(Copy1().c_str(), VXC_GENERIC_WRITE, VXC_FILE_SHARE_READ, nullptr,
+                                VXC_OPEN_EXISTING, 0, nullptr, 0),
+              VXC_STATUS_OK);
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    FailFirst(Op::VXC_ReadFile);
+    LogCapture log;
+    std::future<std::vector<uint8>> read = ReadLater(100);
+    EXPECT_TRUE(log.WaitFor(OpenWorks(Copy1())));
+    clock.Advance(kThreshold); // ends the read where the copy is not back
+    read.wait();
+    EXPECT_TRUE(clock.Sleeps().empty());
 }
 
 TEST_F(TwoHandleErrorsTest, AnErrorOfTheSecondCopyGivesNothingAndOpensNothing) {
@@ -262,6 +280,21 @@ TEST_F(TwoHandleErrorsTest, ASecondCopyThatTimedOutInItsHandleGivesNothingEver) 
     ASSERT_TRUE(BecomesIdle(0));
     hung.Open();
     source.CloseFile();
+}
+
+TEST_F(TwoHandleErrorsTest, ACopyThatCannotBeAskedToTakeOverGivesNothing) {
+    std::future<std::vector<uint8>> read;
+    Gate gate;
+    ASSERT_EQ(Open(VXC_FILE_FLAG_NO_BUFFERING), VXC_STATUS_OK);
+    HoldReads(gate, L"copy1");
+    plan.Add(Fail(Op::VXC_ResetEvent).OnHandle(CopyReaderInspector::DoneEvent(Reader(1))));
+    read = ReadLater(100); // would be widened and so report its full size
+    ASSERT_TRUE(gate.WaitUntilReached());
+    ASSERT_TRUE(PassWait(kThreshold));
+    EXPECT_TRUE(read.get().empty());
+    EXPECT_EQ(Inspector::FilePos(source), 0);
+    EXPECT_EQ(LastFile(), -1);
+    EXPECT_EQ(Read(100), Bytes(0, 100));
 }
 
 TEST_F(TwoHandleErrorsTest, BothCopiesMayComeShortWithoutAnError) {

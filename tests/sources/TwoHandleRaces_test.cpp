@@ -124,3 +124,89 @@ TEST_F(TwoHandleRacesTest, ACloseMeetsACopyThatComesBack) {
         plan.Remove(rule);
     }
 }
+
+TEST_F(TwoHandleRacesTest, ARequestThatIsSignalledTwiceIsServedOnce) {
+    std::future<std::vector<uint8>> read;
+    Gate again;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    void* const request = CopyReaderInspector::RequestEvent(Reader(0));
+    plan.Add(Fail(Op::VXC_SetEvent).OnHandle(request).AfterEffect());
+    plan.Add(Hold(Op::VXC_SetEvent, again).OnHandle(request).Nth(2));
+    read = ReadLater(300);
+    ASSERT_TRUE(again.WaitUntilReached());
+    // The copy has been read when the second signal comes.
+    ASSERT_EQ(VXC_WaitForSingleObject(CopyReaderInspector::DoneEvent(Reader(0)), VXC_INFINITE),
+              VXC_WAIT_OBJECT_0);
+    again.Open();
+    EXPECT_EQ(read.get(), Bytes(0, 300));
+    for (std::size_t i = 1; i < 20; ++i) {
+        ASSERT_EQ(Read(300), Bytes(i * 300, 300));
+    }
+    EXPECT_EQ(plan.CallsOn(Op::VXC_ReadFile, L"copy1"), 20);
+    EXPECT_EQ(plan.CallsOn(Op::VXC_ReadFile, L"copy2"), 0);
+    EXPECT_EQ(plan.CallsOn(Op::VXC_CreateFileW, L"copy1"), 1);
+}
+
+TEST_F(TwoHandleRacesTest, AnAnswerWhoseSignalMissesTheLimitIsTooLate) {
+    std::future<std::vector<uint8>> read;
+    Gate slow;
+    Gate signal;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    HoldReads(slow, L"copy1");
+    plan.Add(Hold(Op::VXC_SetEvent, signal).OnHandle(CopyReaderInspector::DoneEvent(Reader(1))));
+    read = ReadLater(300);
+    ASSERT_TRUE(slow.WaitUntilReached());
+    ASSERT_TRUE(PassWait(kThreshold));
+    ASSERT_TRUE(signal.WaitUntilReached()); // the second copy has its bytes
+    ASSERT_TRUE(PassWait(10000));
+    EXPECT_TRUE(read.get().empty());
+    EXPECT_TRUE(Read(300).empty()); // both still count as busy
+    signal.Open();
+    ASSERT_TRUE(BecomesIdle(1));
+    EXPECT_EQ(Read(300), Bytes(0, 300));
+}
+
+TEST_F(TwoHandleRacesTest, ACopyThatWasGivenUpIsBusyWhateverWasSignalledBefore) {
+    std::future<std::vector<uint8>> read;
+    Gate again;
+    Gate gate;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    void* const done = CopyReaderInspector::DoneEvent(Reader(0));
+    plan.Add(Fail(Op::VXC_SetEvent).OnHandle(done).AfterEffect());
+    plan.Add(Hold(Op::VXC_SetEvent, again).OnHandle(done).Nth(2));
+    ASSERT_EQ(Read(300), Bytes(0, 300));
+    ASSERT_TRUE(again.WaitUntilReached());
+    HoldReads(gate, L"copy1");
+    read = ReadLater(300);
+    ASSERT_TRUE(PassWait(kThreshold));
+    EXPECT_EQ(read.get(), Bytes(300, 300));
+    again.Open(); // the former answer is signalled again
+    ASSERT_TRUE(gate.WaitUntilReached());
+    EXPECT_EQ(Read(300), Bytes(600, 300));
+    EXPECT_EQ(LastFile(), 1);
+    EXPECT_EQ(plan.CallsOn(Op::VXC_ReadFile, L"copy2"), 2);
+}
+
+TEST_F(TwoHandleRacesTest, AnAnswerThatIsSignalledTwiceDoesNotEndTheNextWait) {
+    std::future<std::vector<uint8>> read;
+    Gate again;
+    Gate gate;
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    void* const done = CopyReaderInspector::DoneEvent(Reader(0));
+    plan.Add(Fail(Op::VXC_SetEvent).OnHandle(done).AfterEffect());
+    plan.Add(Hold(Op::VXC_SetEvent, again).OnHandle(done).Nth(2));
+    ASSERT_EQ(Read(300), Bytes(0, 300));
+    ASSERT_TRUE(again.WaitUntilReached());
+    HoldReads(gate, L"copy1");
+    read = ReadLater(300);
+    ASSERT_TRUE(clock.WaitForSleepers(1)); // the next read waits for its answer
+    again.Open();
+    ASSERT_TRUE(gate.WaitUntilReached());
+    ASSERT_TRUE(PassWait(kThreshold)); // and still does, the former one's signal given again
+    EXPECT_EQ(read.get(), Bytes(300, 300));
+    EXPECT_EQ(LastFile(), 1);
+    gate.Open();
+    ASSERT_TRUE(BecomesIdle(0));
+    EXPECT_EQ(Read(300), Bytes(600, 300));
+    EXPECT_EQ(LastFile(), 0);
+}
