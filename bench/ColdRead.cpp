@@ -1,6 +1,6 @@
-// cold_read FILE BLOCK [md5]    reads the file unbuffered through a source with read-ahead, BLOCK bytes at a
-//                               time, and digests each byte where md5 is asked for
-// cold_read - BYTES md5         digests so many bytes of memory, no file
+// cold_read FILE BLOCK RING [md5]    reads the file unbuffered through a source with read-ahead of RING MiB,
+//                                    BLOCK bytes at a time, and digests each byte where md5 is asked for
+// cold_read - BYTES - md5            digests so many bytes of memory, no file
 //
 // One process for one way of reading, so that bench/cold_read.py can measure it beside others. Prints how
 // many bytes went by and the digest.
@@ -8,6 +8,7 @@
 #include "frame/MD5.h"
 #include "module/VXCSoftCodecIO.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -15,10 +16,9 @@ namespace {
 
 constexpr std::size_t kLargestRead = std::size_t{4} << 20;
 constexpr std::size_t kMemory = std::size_t{64} << 20; // more than the processor's cache
-constexpr int kBlocksAhead = 8;
 
 int Usage() {
-    std::fputs("usage: cold_read FILE BLOCK [md5]\n       cold_read - BYTES md5\n", stderr);
+    std::fputs("usage: cold_read FILE BLOCK RING [md5]\n       cold_read - BYTES - md5\n", stderr);
     return 2;
 }
 
@@ -48,14 +48,14 @@ int DigestMemory(uint64 bytes) {
     return Report(bytes, md5, true);
 }
 
-int ReadFile(const std::string& name, uint32 block, bool isDigested) {
+int ReadFile(const std::string& name, uint32 block, int ring, bool isDigested) {
     const std::unique_ptr<CSoftDataSource> source(CSoftDataSource::Construct(IOWORKMODE_FILE));
     const std::wstring wide(name.begin(), name.end());
     if (source->OpenFile(wide.c_str(), VXC_FILE_FLAG_NO_BUFFERING, nullptr, 0) != 0) {
         std::fprintf(stderr, "cold_read: %s cannot be opened\n", name.c_str());
         return 1;
     }
-    source->EnablePreRead(kBlocksAhead * (1 << 20), static_cast<int>(block));
+    source->EnablePreRead(ring * (1 << 20), static_cast<int>(block));
     if (source->IsPreReadMode() == 0) {
         std::fputs("cold_read: no read-ahead\n", stderr);
         return 1;
@@ -76,16 +76,17 @@ int ReadFile(const std::string& name, uint32 block, bool isDigested) {
 } // namespace
 
 int main(int count, char** arguments) {
-    const bool isDigested = count == 4 && std::strcmp(arguments[3], "md5") == 0;
-    if (count < 3 || count > 4 || (count == 4 && !isDigested)) {
+    const bool isDigested = count == 5 && std::strcmp(arguments[4], "md5") == 0;
+    if (count < 4 || count > 5 || (count == 5 && !isDigested)) {
         return Usage();
     }
     const uint64 number = std::strtoull(arguments[2], nullptr, 10);
     if (std::strcmp(arguments[1], "-") == 0) {
         return isDigested ? DigestMemory(number) : Usage();
     }
-    if (number == 0 || number > kLargestRead) {
+    const int ring = std::atoi(arguments[3]);
+    if (number == 0 || number > kLargestRead || ring < 1 || ring > 1024) {
         return Usage();
     }
-    return ReadFile(arguments[1], static_cast<uint32>(number), isDigested);
+    return ReadFile(arguments[1], static_cast<uint32>(number), ring, isDigested);
 }

@@ -59,8 +59,8 @@ def by_fio(name):
     return SIZE / read["bw_bytes"]
 
 
-def by_library(program, name, digest=None):
-    seconds, out = run([program, name, str(BLOCK)] + ([] if digest is None else ["md5"]))
+def by_library(program, name, ring, digest=None):
+    seconds, out = run([program, name, str(BLOCK), str(ring)] + ([] if digest is None else ["md5"]))
     expected = f"{SIZE} bytes" + ("" if digest is None else f" {digest}")
     if out.strip() != expected:
         raise SystemExit(f"the library gave '{out.strip()}' and not '{expected}'")
@@ -75,10 +75,11 @@ def line(work, own, who, peer):
 def measure(program, name):
     digest = make_file(name)
     ways = {
-        "library": lambda: by_library(program, name),
+        "library": lambda: by_library(program, name, 2),
+        "library, 8 MiB": lambda: by_library(program, name, 8),
         "dd": lambda: run(["dd", f"if={name}", "of=/dev/null", "iflag=direct", f"bs={BLOCK}"])[0],
-        "library with MD5": lambda: by_library(program, name, digest),
-        "MD5 of memory": lambda: run([program, "-", str(SIZE), "md5"])[0],
+        "library with MD5": lambda: by_library(program, name, 2, digest),
+        "MD5 of memory": lambda: run([program, "-", str(SIZE), "-", "md5"])[0],
     }
     if shutil.which("fio"):
         ways["fio"] = lambda: by_fio(name)
@@ -90,7 +91,8 @@ def measure(program, name):
     work = f"Cold O_DIRECT read of {SIZE >> 30} GiB"
     for who in ("dd", "fio"):
         if who in times:
-            line(work, times["library"], who, times[who])
+            line(work + ", ring of 2 MiB", times["library"], who, times[who])
+            line(work + ", ring of 8 MiB", times["library, 8 MiB"], who, times[who])
     longer = max(("library", "MD5 of memory"), key=lambda who: statistics.median(times[who]))
     for who in ("library", "MD5 of memory"):
         name_of_peer = "reading alone" if who == "library" else who

@@ -4,12 +4,9 @@
 #include "frame/VXCString.h"
 #include "paths/PathTests.h"
 #include "platform/DiskQueries.h"
+#include "sources/SourceDefaults.h"
 
 using namespace vxcio;
-
-namespace {
-constexpr uint32 kDefaultSectorSize = 512;
-}
 
 uint32 GetDiskSectorSize(const wchar_t* path) {
     const CVXCString name(path);

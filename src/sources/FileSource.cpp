@@ -7,6 +7,7 @@
 #include "frame/Status.h"
 #include "platform/DiskQueries.h"
 #include "sources/DiskProbes.h"
+#include "sources/SourceDefaults.h"
 
 #include <new>
 
@@ -14,7 +15,6 @@ using namespace vxcio;
 
 namespace {
 
-constexpr uint32 kDefaultSectorSize = 512;
 constexpr uint32 kDefaultReadBlockSize = 0x100000;
 constexpr uint32 kFirstDoubleRdThreshold = 200; // milliseconds, until an open with two copies sets it
 constexpr int kReadBlockShift = 20;             // the setting counts MiB

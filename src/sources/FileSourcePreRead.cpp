@@ -2,6 +2,7 @@
 #include "sources/FileSource.h"
 
 #include "frame/Log.h"
+#include "sources/SourceDefaults.h"
 
 #include <algorithm>
 #include <optional>
@@ -10,11 +11,6 @@
 using namespace vxcio;
 
 namespace {
-
-// Origins of Seek.
-constexpr uint32 kFromStart = 1;
-constexpr uint32 kFromEnd = 2;
-constexpr uint32 kFromCurrent = 3;
 
 constexpr uint32 kSizeBits = 0x7FFFFFFF; // the sign asks for the whole file in memory
 constexpr std::size_t kMemoryAlignment = 512;
@@ -41,7 +37,7 @@ uint32 CFileSource::Fill(AlignedBuffer& block, uint32 bytes) noexcept {
             return ReadTwoFilesInto(block, bytes); // makes the block large enough by itself
         }
         if (block.Size() < bytes) {
-            block = AlignedBuffer(bytes, kRingAlignment);
+            block = AlignedBuffer(bytes, kTransferAlignment);
         }
         return block ? ReadFileWithTwoHandle(block.Data(), bytes) : 0;
     } catch (...) {

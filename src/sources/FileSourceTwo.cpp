@@ -7,6 +7,7 @@
 #include "frame/Status.h"
 #include "sources/DiskProbes.h"
 #include "sources/DroppedHandles.h"
+#include "sources/SourceDefaults.h"
 
 #include <algorithm>
 #include <cstring>
@@ -16,10 +17,8 @@ using namespace vxcio;
 
 namespace {
 
-constexpr uint32 kDefaultSectorSize = 512;
 constexpr uint32 kDefaultThreshold = 2000; // milliseconds
 constexpr uint64 kSizesMayDiffer = 4096;   // bytes
-constexpr std::size_t kAlignment = 4096;   // fits unbuffered transfer of every disk
 
 } // namespace
 
@@ -135,7 +134,7 @@ bool CFileSource::TakeFromCopies(uint8* buffer, uint32 bytes, uint32& count) {
     }
     if (m_pAlignBuffer.Size() < want) {
         m_pAlignBuffer.Reset();
-        m_pAlignBuffer = AlignedBuffer(BufferSizeFor(want), kAlignment);
+        m_pAlignBuffer = AlignedBuffer(BufferSizeFor(want), kTransferAlignment);
     }
     uint32 got = 0;
     if (!m_pTwoHandle->Read(pos - head, static_cast<uint32>(want), bytes, m_pAlignBuffer, &got)) {
@@ -169,7 +168,7 @@ uint32 CFileSource::ReadTwoFilesInto(AlignedBuffer& block, uint32 bytes) {
     uint32 count = 0;
     if (!IsAligned(bytes)) {
         if (block.Size() < bytes) {
-            block = AlignedBuffer(bytes, kAlignment);
+            block = AlignedBuffer(bytes, kTransferAlignment);
         }
         if (block.Size() >= bytes) {
             TakeFromCopies(block.Data(), bytes, count);

@@ -2,6 +2,7 @@
 #include "sources/PreReadRing.h"
 
 #include "frame/Log.h"
+#include "sources/SourceDefaults.h"
 
 #include <algorithm>
 #include <new>
@@ -53,14 +54,15 @@ bool PreReadRing::MakeBlocks() noexcept {
 // One block of memory for the whole ring, unless the feed keeps some of it for as long as it likes.
 bool PreReadRing::MakeMemory() noexcept {
     const std::unique_ptr<AlignedBuffer[]> parts(new (std::nothrow) AlignedBuffer[m_nBlocks]);
-    if (!parts || (!m_shape.feedKeepsMemory &&
-                   !AlignedBuffer::MakeParts(parts.get(), m_nBlocks, m_shape.blockSize, kRingAlignment))) {
+    if (!parts ||
+        (!m_shape.feedKeepsMemory &&
+         !AlignedBuffer::MakeParts(parts.get(), m_nBlocks, m_shape.blockSize, kTransferAlignment))) {
         return false;
     }
     for (uint32 i = 0; i < m_nBlocks; ++i) {
         SReadBlock& block = m_pBlocks[i];
-        block.data =
-            m_shape.feedKeepsMemory ? AlignedBuffer(m_shape.blockSize, kRingAlignment) : std::move(parts[i]);
+        block.data = m_shape.feedKeepsMemory ? AlignedBuffer(m_shape.blockSize, kTransferAlignment)
+                                             : std::move(parts[i]);
         if (!block.data) {
             return false;
         }

@@ -55,9 +55,6 @@ protected:
 
 struct PreReadRingInspector; // a door for tests
 
-// Alignment of a block's memory; every disk takes unbuffered transfer into it.
-inline constexpr std::size_t kRingAlignment = 4096;
-
 struct RingShape {
     uint32 preReadSize; // bytes of all blocks, a multiple of blockSize, at least two blocks
     uint32 blockSize;

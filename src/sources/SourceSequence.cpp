@@ -4,6 +4,7 @@
 #include "sources/DiskProbes.h"
 #include "sources/GrowingArrayRule.h"
 #include "sources/HeapText.h"
+#include "sources/SourceDefaults.h"
 
 #include <algorithm>
 #include <limits>
@@ -13,8 +14,6 @@
 namespace vxcio {
 
 namespace {
-
-constexpr uint32 kDefaultSectorSize = 512;
 
 struct CloseAndDelete {
     void operator()(CSoftDataSource* source) const {

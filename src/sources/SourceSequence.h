@@ -81,11 +81,6 @@ public:
 private:
     friend struct SourceSequenceInspector;
 
-    // The origins of a seek, the sequence's own and those of its sources.
-    static constexpr uint32 kFromStart = 1;
-    static constexpr uint32 kFromEnd = 2;
-    static constexpr uint32 kFromCurrent = 3;
-
     struct Element {
         CSoftDataSource* pSource = nullptr; // owned
         CVXCString strFile1;

@@ -1,6 +1,8 @@
 // The reads of SourceSequence: inside one element, and over the boundaries between them.
 #include "sources/SourceSequence.h"
 
+#include "sources/SourceDefaults.h"
+
 #include <cstring>
 #include <limits>
 

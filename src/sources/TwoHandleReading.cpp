@@ -1,6 +1,7 @@
 #include "sources/TwoHandleReading.h"
 
 #include "frame/Log.h"
+#include "sources/SourceDefaults.h"
 
 #include <algorithm>
 #include <new>
@@ -9,16 +10,15 @@ namespace vxcio {
 
 namespace {
 
-constexpr uint32 kFirstWait = 1000;      // milliseconds, while no speed is known
-constexpr uint32 kOtherWait = 10000;     // milliseconds, for the copy that takes over
-constexpr std::size_t kAlignment = 4096; // fits unbuffered transfer of every disk
+constexpr uint32 kFirstWait = 1000;  // milliseconds, while no speed is known
+constexpr uint32 kOtherWait = 10000; // milliseconds, for the copy that takes over
 
 bool MakeLargeEnough(AlignedBuffer& block, std::size_t bytes) noexcept {
     if (block.Size() >= bytes) {
         return true;
     }
     block.Reset(); // first, so that both are never there at once
-    block = AlignedBuffer(bytes, kAlignment);
+    block = AlignedBuffer(bytes, kTransferAlignment);
     return static_cast<bool>(block);
 }
 

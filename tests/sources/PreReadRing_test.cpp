@@ -1,5 +1,6 @@
 // The ring's start and end, its thread and the hand-shake that stops it.
 #include "sources/RingFixture.h"
+#include "sources/SourceDefaults.h"
 
 #include "support/MemoryLack.h"
 
@@ -49,7 +50,7 @@ TEST_F(PreReadRingTest, BlocksFormARingInAlignedMemoryOfTheirOwn) {
         const SReadBlock& block = Inspector::Block(*ring, i);
         EXPECT_EQ(block.pNext, &Inspector::Block(*ring, (i + 1) % 3));
         EXPECT_EQ(block.data.Size(), kBlock);
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block.data.Data()) % kRingAlignment, 0U);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block.data.Data()) % kTransferAlignment, 0U);
     }
 }
 
