@@ -68,6 +68,27 @@ void ReadInDirectMode(benchmark::State& state) {
     ReadByHandle(state, 0);
 }
 
+// The way of those who read for a ring: the memory itself goes to the worker and comes back.
+void ReadBlocksInThreadMode(benchmark::State& state) {
+    CQLSoftFileHandle handle;
+    vxcio::AlignedBuffer block(kLargestRead, 4096);
+    if (!block || !Open(handle, 1)) {
+        state.SkipWithError("open failed");
+        return;
+    }
+    uint64 position = 0;
+    Measure(state, [&](uint32 bytes) {
+        if (position + bytes > kFileSize) {
+            position = 0;
+            handle.SetFilePointer(0, VXC_FILE_BEGIN);
+        }
+        uint32 got = 0;
+        handle.ReadBlock(block, bytes, &got);
+        position += got;
+        return got == bytes;
+    });
+}
+
 void ReadByAPartner(benchmark::State& state) {
     CQLSoftFileHandle handle;
     if (!Open(handle, 0)) {
@@ -103,5 +124,7 @@ void ReadByAPartner(benchmark::State& state) {
 } // namespace
 
 BENCHMARK(ReadInThreadMode)->Name("ThreadModeRead/library")->Arg(4 << 10)->Arg(1 << 20)->UseRealTime();
+BENCHMARK(ReadBlocksInThreadMode)->Name("ThreadModeReadBlock/library")->Arg(1 << 20)->UseRealTime();
+BENCHMARK(ReadInDirectMode)->Name("ThreadModeReadBlock/direct_mode")->Arg(1 << 20)->UseRealTime();
 BENCHMARK(ReadInDirectMode)->Name("ThreadModeRead/direct_mode")->Arg(4 << 10)->Arg(1 << 20)->UseRealTime();
 BENCHMARK(ReadByAPartner)->Name("ThreadModeRead/direct_by_futex")->Arg(4 << 10)->Arg(1 << 20)->UseRealTime();

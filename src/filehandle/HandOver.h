@@ -30,6 +30,7 @@ public:
     // By the caller. False when the answer came first; then it is there to be accepted.
     bool Abandon() noexcept { return Change(kPending, kAbandoned) || Change(kWorking, kAbandoned); }
 
+    bool IsAnswered() const noexcept { return m_state.load(std::memory_order_relaxed) == kDone; }
     bool IsUnderWay() const noexcept {
         const uint32 state = m_state.load(std::memory_order_relaxed);
         return state == kPending || state == kWorking || state == kDone;

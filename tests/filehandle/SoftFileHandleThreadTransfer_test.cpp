@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 using namespace vxcio;
@@ -183,4 +184,27 @@ TEST_F(ThreadHostTest, AHostThatThrowsFailsTheOperationAlone) {
     handle.CloseFileHandle();
     host.Table().pfnOpen = [](const wchar_t*, uint32, uint32*) -> void* { throw std::runtime_error("no"); };
     EXPECT_EQ(Open(kShared), VXC_STATUS_OPEN_READ);
+}
+
+TEST_F(ThreadHostTest, LargeReadsFollowEachOtherAndTheLimitCountsAsForOthers) {
+    constexpr uint32 kLarge = 0x10000;
+    constexpr int kReads = 500;
+    constexpr const wchar_t* kLargeName = L"\\\\server\\large.mxf";
+    const std::vector<uint8> content = Pattern(4 * kLarge, 9);
+    host.AddFile(kLargeName, content);
+    ASSERT_EQ(Open(kLargeName), VXC_STATUS_OK);
+    std::vector<uint8> large(kLarge);
+    uint32 count = 0;
+    const auto read = [&] { return handle.ReadFile(large.data(), kLarge, &count, nullptr); };
+    for (int i = 0; i < kReads; ++i) {
+        const auto part = static_cast<std::ptrdiff_t>(kLarge) * (i % 4);
+        handle.SetFilePointer(static_cast<uint64>(part), VXC_FILE_BEGIN);
+        ASSERT_EQ(read(), VXC_STATUS_OK);
+        ASSERT_EQ(count, kLarge);
+        ASSERT_TRUE(std::equal(large.begin(), large.end(), content.begin() + part)) << i;
+    }
+    handle.SetFilePointer(kLarge, VXC_FILE_BEGIN);
+    host.Hold(HostFunction::Read, gate);
+    LetTimeOut([&] { EXPECT_EQ(read(), VXC_STATUS_TIME_OUT); });
+    EXPECT_EQ(count, 0U);
 }
