@@ -155,8 +155,7 @@ TEST_F(FileSourceTwoTest, ReadAheadChangesOverWhenACopyIsSlow) {
     EXPECT_EQ(read.get(), content);
     EXPECT_GT(plan.CallsOn(Op::VXC_ReadFile, L"copy2"), 0);
     gate.Open();
-    ASSERT_TRUE(BecomesIdle(0));
-    source.Seek(0, 1);
+    source.Seek(0, 1); // whichever copy serves
     EXPECT_EQ(Read(kSize), content);
 }
 

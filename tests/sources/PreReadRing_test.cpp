@@ -131,7 +131,7 @@ TEST_F(PreReadRingTest, TheEndWaitsForTheBlockThatIsBeingFilled) {
     ASSERT_TRUE(feed.WaitForFills(4));
     {
         const PreReadRing::Standstill standstill(*ring);
-        feed.gate = &gate;
+        feed.gate = gate.Share();
         gate.Close();
     }
     Fetch(3 * kBlock + 1, 1); // releases three blocks
@@ -152,7 +152,7 @@ TEST_F(PreReadRingTest, TheEndWaitsForTheBlockThatIsBeingFilled) {
 
 TEST_F(PreReadRingTest, AStandstillWaitsForTheBlockAndLeavesTheRingAsItIs) {
     Gate gate;
-    feed.gate = &gate;
+    feed.gate = gate.Share();
     gate.Open();
     Start(false);
     EXPECT_EQ(Fetch(0, 10), Bytes(0, 10));
@@ -174,7 +174,7 @@ TEST_F(PreReadRingTest, AStandstillWaitsForNoMoreThanTheBlockThatIsBeingFilled) 
     ASSERT_TRUE(feed.WaitForFills(4));
     {
         const PreReadRing::Standstill standstill(*ring);
-        feed.gate = &gate;
+        feed.gate = gate.Share();
         gate.Close();
     }
     Fetch(3 * kBlock + 1, 1); // releases three blocks
@@ -195,7 +195,7 @@ TEST_F(PreReadRingTest, AStandstillWaitsForNoMoreThanTheBlockThatIsBeingFilled) 
 TEST_F(PreReadRingTest, AFillThatHangsHoldsUpOnlyWhoNeedsIt) {
     Gate gate;
     gate.Open();
-    feed.gate = &gate;
+    feed.gate = gate.Share();
     Start(false);
     EXPECT_EQ(Fetch(0, 10), Bytes(0, 10));
     ASSERT_TRUE(feed.WaitForFills(4));

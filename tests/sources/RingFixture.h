@@ -51,7 +51,7 @@ public:
     void SetFeedPosition(int64 position) noexcept override { m_position = position; }
     uint32 Fill(AlignedBuffer& block, uint32 bytes) noexcept override {
         if (gate != nullptr) {
-            gate->Pass();
+            Gate::Pass(*gate);
         }
         const auto from = static_cast<uint64>(m_position);
         const uint64 size = content.size();
@@ -98,8 +98,9 @@ public:
     uint32 claimMore = 0;         // added to the count that is told
     std::map<int64, uint32> cuts; // a fill at this position gives no more than so much
     std::map<int64, int64> jumps; // after a fill at this position the file stands so much further
-    Gate* gate = nullptr;         // where each fill stops
     std::vector<Call> calls;      // look at it at a standstill
+    // Where each fill stops. Shared, as a fill may still come to it when the test's own gate has gone.
+    std::shared_ptr<Gate::State> gate;
 
 private:
     int64 m_position = 0;

@@ -200,9 +200,11 @@ TEST_F(TwoHandleRacesTest, AnAnswerThatIsSignalledTwiceDoesNotEndTheNextWait) {
     HoldReads(gate, L"copy1");
     read = ReadLater(300);
     ASSERT_TRUE(clock.WaitForSleepers(1)); // the next read waits for its answer
+    const int begun = clock.Begun();
     again.Open();
     ASSERT_TRUE(gate.WaitUntilReached());
-    ASSERT_TRUE(PassWait(kThreshold)); // and still does, the former one's signal given again
+    ASSERT_TRUE(clock.WaitForBegun(begun + 1)); // and again, the former one's signal given a second time
+    ASSERT_TRUE(PassWait(kThreshold));
     EXPECT_EQ(read.get(), Bytes(300, 300));
     EXPECT_EQ(LastFile(), 1);
     gate.Open();
