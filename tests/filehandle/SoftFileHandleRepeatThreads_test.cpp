@@ -30,6 +30,23 @@ protected:
         EXPECT_EQ(clock.Advance(1000), 1);
         EXPECT_TRUE(clock.WaitForSleepers(1));
     }
+    // Ends the pause that is the nth of the test, once it stands.
+    void EndPause(std::size_t nth) {
+        EXPECT_TRUE(clock.WaitForSleeps(nth));
+        EXPECT_TRUE(clock.WaitForSleepers(1));
+        EXPECT_EQ(clock.Advance(1000), 1);
+    }
+    // The first answer is short; what the repeat calls second then hangs.
+    void BeginReadThatHangsInItsRepeat(HostFunction function) {
+        ASSERT_EQ(Open(), VXC_STATUS_OK);
+        handle.SetRepeat(1);
+        host.ShortenReads(30);
+        host.Hold(function, gate, 2);
+        caller = std::thread([this] { status = Read(100, &count); });
+        EndPause(1);
+        ASSERT_TRUE(gate.WaitUntilReached());
+        ASSERT_TRUE(clock.WaitForSleepers(1));
+    }
 
     std::thread caller;
     uint32 status = 1;
@@ -136,11 +153,7 @@ TEST_F(RepeatThreadsTest, ALateAnswerThatIsShortIsRepeatedFromItsPlace) {
     PassOneRound();
     gate.Open();
     for (int i = 0; i < 9; ++i) { // each short again
-        ASSERT_TRUE(clock.WaitForSleepers(1));
-        while (clock.Sleeps().size() < static_cast<std::size_t>(i) + 2) {
-            std::this_thread::yield();
-        }
-        clock.Advance(1000);
+        EndPause(static_cast<std::size_t>(i) + 2);
     }
     caller.join();
     EXPECT_EQ(status, VXC_STATUS_OK);
@@ -182,18 +195,7 @@ TEST_F(RepeatThreadsTest, AReadThatWasGivenUpSoShowsItsLateErrorInTheClose) {
 }
 
 TEST_F(RepeatThreadsTest, ARepeatThatHangsLeavesNoCountOfTheReadBefore) {
-    ASSERT_EQ(Open(), VXC_STATUS_OK);
-    handle.SetRepeat(1);
-    host.ShortenReads(30);
-    host.Hold(HostFunction::Read, gate, 2);
-    caller = std::thread([this] { status = Read(100, &count); });
-    while (clock.Sleeps().empty()) {
-        std::this_thread::yield();
-    }
-    ASSERT_TRUE(clock.WaitForSleepers(1));
-    clock.Advance(1000);
-    ASSERT_TRUE(gate.WaitUntilReached());
-    ASSERT_TRUE(clock.WaitForSleepers(1));
+    BeginReadThatHangsInItsRepeat(HostFunction::Read);
     handle.SetRepeat(0);
     clock.Advance(kLimit);
     caller.join();
@@ -212,18 +214,7 @@ TEST_F(RepeatThreadsTest, NoReadIsSentBehindAHungPositionQuery) {
 }
 
 TEST_F(RepeatThreadsTest, NoReadIsSentBehindASeekThatHangsInTheLoop) {
-    ASSERT_EQ(Open(), VXC_STATUS_OK);
-    handle.SetRepeat(1);
-    host.ShortenReads(30);
-    host.Hold(HostFunction::SetFilePointer, gate, 2);
-    caller = std::thread([this] { status = Read(100, &count); });
-    while (clock.Sleeps().empty()) {
-        std::this_thread::yield();
-    }
-    ASSERT_TRUE(clock.WaitForSleepers(1));
-    clock.Advance(1000);
-    ASSERT_TRUE(gate.WaitUntilReached());
-    ASSERT_TRUE(clock.WaitForSleepers(1));
+    BeginReadThatHangsInItsRepeat(HostFunction::SetFilePointer);
     clock.Advance(kLimit);
     caller.join();
     EXPECT_EQ(status, VXC_STATUS_TIME_OUT);
@@ -240,11 +231,7 @@ TEST_F(RepeatThreadsTest, ABlockIsRepeatedInItsOwnMemory) {
     const uint8* const memory = block.Data();
     caller = std::thread([&] { status = handle.ReadBlock(block, 100, &count); });
     for (std::size_t i = 1; i <= 10; ++i) {
-        while (clock.Sleeps().size() < i) {
-            std::this_thread::yield();
-        }
-        ASSERT_TRUE(clock.WaitForSleepers(1));
-        clock.Advance(1000);
+        EndPause(i);
     }
     caller.join();
     EXPECT_EQ(count, 30U);

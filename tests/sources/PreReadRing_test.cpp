@@ -11,7 +11,23 @@ using Inspector = PreReadRingInspector;
 
 namespace {
 
-using PreReadRingTest = PreReadRingFixture;
+class PreReadRingTest : public PreReadRingFixture {
+protected:
+    // The ring is full, three of its blocks have become free, and the fill of the first hangs at the gate.
+    void HangInFifthFill(Gate& gate) {
+        gate.Open();
+        Start(false);
+        Fetch(0, 1);
+        ASSERT_TRUE(feed.WaitForFills(4));
+        {
+            const PreReadRing::Standstill standstill(*ring);
+            feed.gate = gate.Share();
+            gate.Close();
+        }
+        Fetch(3 * kBlock + 1, 1);
+        ASSERT_TRUE(gate.WaitUntilReached());
+    }
+};
 
 // Both kinds of reader.
 class PreReadRingReaderTest : public PreReadRingFixture, public ::testing::WithParamInterface<bool> {};
@@ -125,17 +141,7 @@ TEST_F(PreReadRingTest, WhatLacksAtTheStartLeavesNothingBehind) {
 
 TEST_F(PreReadRingTest, TheEndWaitsForTheBlockThatIsBeingFilled) {
     Gate gate;
-    gate.Open();
-    Start(false);
-    Fetch(0, 1);
-    ASSERT_TRUE(feed.WaitForFills(4));
-    {
-        const PreReadRing::Standstill standstill(*ring);
-        feed.gate = gate.Share();
-        gate.Close();
-    }
-    Fetch(3 * kBlock + 1, 1); // releases three blocks
-    ASSERT_TRUE(gate.WaitUntilReached());
+    ASSERT_NO_FATAL_FAILURE(HangInFifthFill(gate));
     FaultPlan plan;
     std::atomic<bool> ended{false};
     std::thread end([&] {
@@ -168,17 +174,7 @@ TEST_F(PreReadRingTest, AStandstillWaitsForTheBlockAndLeavesTheRingAsItIs) {
 
 TEST_F(PreReadRingTest, AStandstillWaitsForNoMoreThanTheBlockThatIsBeingFilled) {
     Gate gate;
-    gate.Open();
-    Start(false);
-    Fetch(0, 1);
-    ASSERT_TRUE(feed.WaitForFills(4));
-    {
-        const PreReadRing::Standstill standstill(*ring);
-        feed.gate = gate.Share();
-        gate.Close();
-    }
-    Fetch(3 * kBlock + 1, 1); // releases three blocks
-    ASSERT_TRUE(gate.WaitUntilReached());
+    ASSERT_NO_FATAL_FAILURE(HangInFifthFill(gate));
     FaultPlan plan;
     int fills = 0;
     std::thread other([&] {

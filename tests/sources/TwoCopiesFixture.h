@@ -157,19 +157,19 @@ protected:
         clock.Advance(milliseconds);
         return ::testing::AssertionSuccess();
     }
-    // Waits until so many pauses have begun since the clock was made.
-    bool WaitForPauses(std::size_t n) {
-        const auto end = std::chrono::steady_clock::now() + kHangLimit;
-        while (clock.Sleeps().size() < n) {
-            if (std::chrono::steady_clock::now() > end) {
-                return false;
-            }
-            std::this_thread::yield();
-        }
-        return true;
-    }
     FaultPlan::RuleId HoldReads(const Gate& gate, const wchar_t* name) {
         return plan.Add(Hold(Op::VXC_ReadFile, gate).OnFile(name));
+    }
+    // Keeps the first copy busy until the gate opens. What the read delivers that it loses to the second.
+    std::vector<uint8> MakeFirstBusy(Gate& gate, uint32 bytes = 100) {
+        HoldReads(gate, L"copy1");
+        std::future<std::vector<uint8>> read = ReadLater(bytes);
+        const bool isLost = gate.WaitUntilReached() && PassWait(kThreshold);
+        EXPECT_TRUE(isLost);
+        if (!isLost) {
+            gate.Open(); // or the read would never end
+        }
+        return read.get();
     }
 
     TestClock clock;

@@ -44,15 +44,6 @@ protected:
             FailFirst(Op::VXC_CreateFileW, i);
         }
     }
-    // Keeps the first copy busy until the gate opens; the read that it loses is made on the second.
-    void MakeFirstBusy(Gate& gate) {
-        std::future<std::vector<uint8>> read;
-        HoldReads(gate, L"copy1");
-        read = ReadLater(100);
-        ASSERT_TRUE(gate.WaitUntilReached());
-        ASSERT_TRUE(PassWait(kThreshold));
-        ASSERT_EQ(read.get().size(), 100U);
-    }
 };
 
 } // namespace
@@ -103,11 +94,11 @@ TEST_F(TwoHandleErrorsTest, ACopyThatCannotBeOpenedIsTriedOnceASecond) {
     LogCapture log;
     read = ReadLater(100);
     // The read waits two seconds for a copy that begins to be opened again meanwhile.
-    ASSERT_TRUE(WaitForPauses(1));
+    ASSERT_TRUE(clock.WaitForSleeps(1));
     ASSERT_TRUE(clock.WaitForSleepers(2));
     clock.Advance(1000);
     ASSERT_TRUE(log.WaitFor(OpenFails(Copy1()), 1));
-    ASSERT_TRUE(WaitForPauses(2));
+    ASSERT_TRUE(clock.WaitForSleeps(2));
     clock.Advance(1000);
     EXPECT_EQ(read.get(), Bytes(0, 100));
     EXPECT_TRUE(log.Contains(L"Begin Change to File2"));
@@ -116,7 +107,7 @@ TEST_F(TwoHandleErrorsTest, ACopyThatCannotBeOpenedIsTriedOnceASecond) {
     for (std::size_t i = 2; i < 5; ++i) {
         ASSERT_TRUE(log.WaitFor(OpenFails(Copy1()), i));
         EXPECT_EQ(Read(100), Bytes((i - 1) * 100, 100));
-        ASSERT_TRUE(WaitForPauses(i + 1));
+        ASSERT_TRUE(clock.WaitForSleeps(i + 1));
         EXPECT_EQ(clock.Sleepers(), 1);
         clock.Advance(1000);
     }
@@ -162,7 +153,7 @@ TEST_F(TwoHandleErrorsTest, ACopyThatIsBeingWrittenIsOpenedAgainAllTheSame) {
 TEST_F(TwoHandleErrorsTest, AnErrorOfTheSecondCopyGivesNothingAndOpensNothing) {
     Gate gate;
     ASSERT_EQ(Open(), VXC_STATUS_OK);
-    MakeFirstBusy(gate);
+    ASSERT_EQ(MakeFirstBusy(gate).size(), 100U);
     LogCapture log;
     plan.Add(Fail(Op::VXC_ReadFile).OnFile(L"copy2"));
     EXPECT_TRUE(Read(100).empty());
@@ -179,7 +170,7 @@ TEST_F(TwoHandleErrorsTest, AnErrorOfTheSecondCopyGivesNothingAndOpensNothing) {
 TEST_F(TwoHandleErrorsTest, AfterAnErrorOfTheSecondTheFirstServesWhenIdle) {
     Gate gate;
     ASSERT_EQ(Open(), VXC_STATUS_OK);
-    MakeFirstBusy(gate);
+    ASSERT_EQ(MakeFirstBusy(gate).size(), 100U);
     plan.Add(Fail(Op::VXC_ReadFile).OnFile(L"copy2"));
     EXPECT_TRUE(Read(100).empty());
     gate.Open();
@@ -200,7 +191,7 @@ TEST_F(TwoHandleErrorsTest, AMissingFileEndsTheOpeningOnlyAtTheClose) {
     clock.Advance(kThreshold); // of the sleep, too
     EXPECT_EQ(read.get(), Bytes(0, 100));
     ASSERT_TRUE(log.WaitFor(OpenFails(Copy1())));
-    ASSERT_TRUE(WaitForPauses(2)); // asleep again
+    ASSERT_TRUE(clock.WaitForSleeps(2)); // asleep again
     log.Clear();
     close = std::async(std::launch::async, [&] { return source.CloseFile(); });
     ASSERT_TRUE(log.WaitFor(L"-- Begin"));
@@ -233,10 +224,10 @@ TEST_F(TwoHandleErrorsTest, ACopyThatTimesOutInItsHandleIsTriedUntilTheClose) {
     // The new open fails at once on a marked letter, with a pause of a second after each attempt.
     ASSERT_TRUE(
         log.WaitFor(L"CQLSoftFileHandle::CreateFileThread() of K:\\copy1 , Find Disk Time out error"));
-    ASSERT_TRUE(WaitForPauses(1));
+    ASSERT_TRUE(clock.WaitForSleeps(1));
     clock.Advance(1000);
     ASSERT_TRUE(log.WaitFor(OpenFails(first)));
-    ASSERT_TRUE(WaitForPauses(2));
+    ASSERT_TRUE(clock.WaitForSleeps(2));
     clock.Advance(500); // two seconds since the read began
     EXPECT_EQ(read.get(), Bytes(0, 100));
     EXPECT_EQ(Read(100), Bytes(100, 100));

@@ -82,16 +82,11 @@ TEST_F(TwoHandleReadingTest, EachOpenTellsItsFirstCopyAnew) {
 }
 
 TEST_F(TwoHandleReadingTest, ASlowFirstCopyLosesTheReadToTheSecond) {
-    std::future<std::vector<uint8>> read;
     Gate gate;
     ASSERT_EQ(Open(), VXC_STATUS_OK);
-    HoldReads(gate, L"copy1");
     source.Seek(500, 1);
     LogCapture log;
-    read = ReadLater(300);
-    ASSERT_TRUE(gate.WaitUntilReached());
-    ASSERT_TRUE(PassWait(kThreshold));
-    EXPECT_EQ(read.get(), Bytes(500, 300));
+    EXPECT_EQ(MakeFirstBusy(gate, 300), Bytes(500, 300));
     EXPECT_THAT(OwnLines(log), ElementsAre(ChangeTo(1), TimeOut(1, Copy1(), kThreshold), BeginChange(Copy2()),
                                            EndChange(Copy2())));
     EXPECT_EQ(Inspector::FilePos(source), 800);
@@ -119,11 +114,7 @@ TEST_F(TwoHandleReadingTest, WhileACopyIsBusyTheOtherServesWithoutALimit) {
     Gate slow;
     Gate second;
     ASSERT_EQ(Open(), VXC_STATUS_OK);
-    HoldReads(slow, L"copy1");
-    read = ReadLater(300);
-    ASSERT_TRUE(slow.WaitUntilReached());
-    ASSERT_TRUE(PassWait(kThreshold));
-    EXPECT_EQ(read.get(), Bytes(0, 300));
+    EXPECT_EQ(MakeFirstBusy(slow, 300), Bytes(0, 300));
 
     LogCapture log;
     EXPECT_EQ(Read(300), Bytes(300, 300));
@@ -139,14 +130,9 @@ TEST_F(TwoHandleReadingTest, WhileACopyIsBusyTheOtherServesWithoutALimit) {
 }
 
 TEST_F(TwoHandleReadingTest, TheFirstCopyServesAgainOnceItIsBack) {
-    std::future<std::vector<uint8>> read;
     Gate gate;
     ASSERT_EQ(Open(), VXC_STATUS_OK);
-    HoldReads(gate, L"copy1");
-    read = ReadLater(300);
-    ASSERT_TRUE(gate.WaitUntilReached());
-    ASSERT_TRUE(PassWait(kThreshold));
-    EXPECT_EQ(read.get(), Bytes(0, 300));
+    EXPECT_EQ(MakeFirstBusy(gate, 300), Bytes(0, 300));
     LogCapture log;
     EXPECT_EQ(Read(300), Bytes(300, 300));
     gate.Open();

@@ -124,4 +124,8 @@ std::vector<uint32> TestClock::Waits() const {
     return m_state->Waits();
 }
 
+bool TestClock::WaitForSleeps(std::size_t n) {
+    return m_state->WaitForSleeps(n);
+}
+
 } // namespace vxcio::test

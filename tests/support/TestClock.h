@@ -8,6 +8,7 @@
 
 #include "support/ForwardingLayer.h"
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -59,6 +60,8 @@ public:
     // that found nothing signalled.
     std::vector<uint32> Sleeps() const;
     std::vector<uint32> Waits() const;
+    // Blocks until so many of those sleeps have begun.
+    [[nodiscard]] bool WaitForSleeps(std::size_t n);
 
 private:
     std::shared_ptr<forwarding::ClockState> m_state; // calls in flight hold it too

@@ -57,6 +57,7 @@ bool ClockState::IsDue(const Sleeper& sleeper) const {
 void ClockState::Sleep(uint32 milliseconds) {
     std::unique_lock lock(m_mutex);
     m_sleeps.push_back(milliseconds);
+    m_changed.notify_all();
     if (m_ended || milliseconds == 0) {
         lock.unlock();
         real::VXC_Sleep(0);
@@ -174,6 +175,11 @@ std::vector<uint32> ClockState::Sleeps() const {
 std::vector<uint32> ClockState::Waits() const {
     const std::lock_guard lock(m_mutex);
     return m_waits;
+}
+
+bool ClockState::WaitForSleeps(std::size_t n) {
+    std::unique_lock lock(m_mutex);
+    return WaitBounded(m_changed, lock, [&] { return m_sleeps.size() >= n; });
 }
 
 void ClockState::End() {

@@ -42,6 +42,7 @@ public:
     void AutoAdvance(bool on);
     std::vector<uint32> Sleeps() const;
     std::vector<uint32> Waits() const;
+    bool WaitForSleeps(std::size_t n);
     // Everything that stands goes, and nothing stands again.
     void End();
 

@@ -250,6 +250,23 @@ TEST(TestClockTest, ALoopOfSleepsMovesTheClockItself) {
     EXPECT_EQ(VXC_GetTickCount(), 10'500u);
 }
 
+TEST(TestClockTest, SleepsAreWaitedForByTheirNumber) {
+    TestClock clock(0);
+    std::thread sleeper([] {
+        VXC_Sleep(0); // stands never, and counts
+        VXC_Sleep(700);
+    });
+    ASSERT_TRUE(clock.WaitForSleeps(2));
+    EXPECT_EQ(clock.Sleeps(), (std::vector<uint32>{0, 700}));
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    clock.Advance(700);
+    sleeper.join();
+    std::thread late([&] { EXPECT_TRUE(clock.WaitForSleeps(3)); });
+    clock.AutoAdvance(true);
+    VXC_Sleep(1);
+    late.join();
+}
+
 TEST(TestClockTest, AClockThatMovesItselfWakesWhatStood) {
     TestClock clock(0);
     std::thread sleeper([] { VXC_Sleep(800); });

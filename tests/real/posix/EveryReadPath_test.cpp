@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <fcntl.h>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <unistd.h>
@@ -134,16 +133,9 @@ TEST_F(EveryReadPathTest, BytesAreRightPastTheCacheOfARealDisk) {
 
 TEST_F(EveryReadPathTest, BytesAreRightFromADiskWithSectorsOf4096Bytes) {
     const TempFolder folder;
-    folder.Write("image", "");
-    std::filesystem::resize_file(folder.Name("image"), 48 << 20);
-    std::filesystem::create_directory(folder.Name("mounted"));
-    const LoopDisk disk(folder.Name("image"), 4096);
-    if (disk.Name().empty() || !RunQuietly({"/sbin/mkfs.ext4", "-q", "-b", "4096", disk.Name()})) {
-        GTEST_SKIP() << "a disk with sectors of 4096 bytes cannot be made here";
-    }
-    const MountScope mount(disk.Name(), folder.Name("mounted"), "ext4", "");
-    if (!mount.IsMounted()) {
-        GTEST_SKIP() << "a disk with sectors of 4096 bytes cannot be mounted here";
+    const LargeSectorDisk disk(folder);
+    if (disk.Lack() != nullptr) {
+        GTEST_SKIP() << "this machine lacks " << disk.Lack();
     }
     folder.WritePattern("mounted/clip", kSize, 3);
     folder.WritePattern("mounted/copy", kSize, 3);

@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 
 using namespace vxcio;
@@ -19,16 +18,9 @@ using namespace vxcio::test;
 TEST(LargeSectorsTest, ASourceReadsAnyRangeUnbufferedFromADiskWithSectorsOf4096Bytes) {
     constexpr uint32 kSize = 100'000;
     const TempFolder folder;
-    folder.Write("image", "");
-    std::filesystem::resize_file(folder.Name("image"), 32 << 20);
-    std::filesystem::create_directory(folder.Name("mounted"));
-    const LoopDisk disk(folder.Name("image"), 4096);
-    if (disk.Name().empty() || !RunQuietly({"/sbin/mkfs.ext4", "-q", "-b", "4096", disk.Name()})) {
-        GTEST_SKIP() << "a disk with sectors of 4096 bytes cannot be made here";
-    }
-    const MountScope mount(disk.Name(), folder.Name("mounted"), "ext4", "");
-    if (!mount.IsMounted()) {
-        GTEST_SKIP() << "a disk with sectors of 4096 bytes cannot be mounted here";
+    const LargeSectorDisk disk(folder);
+    if (disk.Lack() != nullptr) {
+        GTEST_SKIP() << "this machine lacks " << disk.Lack();
     }
     folder.WritePattern("mounted/clip", kSize, 1);
     const std::wstring name = folder.Wide("mounted/clip");

@@ -88,4 +88,20 @@ LoopDisk::~LoopDisk() {
     }
 }
 
+LargeSectorDisk::LargeSectorDisk(const TempFolder& folder) {
+    constexpr unsigned kSectorSize = 4096;
+    constexpr std::uintmax_t kDiskSize = 48 << 20;
+    const std::string image = folder.Write("image", "");
+    std::filesystem::resize_file(image, kDiskSize);
+    std::filesystem::create_directory(folder.Name("mounted"));
+    m_disk.emplace(image, kSectorSize);
+    if (m_disk->Name().empty()) {
+        m_lack = "a disk in a file";
+    } else if (!RunQuietly({"/sbin/mkfs.ext4", "-q", "-b", std::to_string(kSectorSize), m_disk->Name()})) {
+        m_lack = "an ext4 file system on a disk in a file";
+    } else if (!m_mount.emplace(m_disk->Name(), folder.Name("mounted"), "ext4", "").IsMounted()) {
+        m_lack = "the right to mount";
+    }
+}
+
 } // namespace vxcio::test

@@ -1,7 +1,10 @@
 // SystemTesting.h - Linux surroundings for tests: children, mounts, disks, descriptors.
 #pragma once
 
+#include "support/TempFolder.h"
+
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -48,6 +51,24 @@ public:
 private:
     std::string m_name;
     int m_descriptor = -1;
+};
+
+// A disk with sectors of 4096 bytes that lies in the file "image" of a folder, with an ext4 file system that
+// is mounted on "mounted" beside it.
+class LargeSectorDisk {
+public:
+    explicit LargeSectorDisk(const TempFolder& folder);
+
+    // Why it is not there: what this machine lacks. Null when it is.
+    const char* Lack() const { return m_lack; }
+    // The disk itself, "/dev/loop0".
+    const std::string& Name() const { return m_disk->Name(); }
+
+private:
+    // In the order of their making; taken down from the last.
+    std::optional<LoopDisk> m_disk;
+    std::optional<MountScope> m_mount;
+    const char* m_lack = nullptr;
 };
 
 } // namespace vxcio::test
