@@ -5,16 +5,11 @@
 #include "frame/SystemLayer.h"
 
 #include <algorithm>
-#include <chrono>
 #include <new>
 
 namespace vxcio {
 
 namespace {
-
-// Longer than 1 MiB takes from the system's cache, far shorter than it takes from a disk that turns.
-constexpr std::chrono::microseconds kLook{200};
-constexpr uint32 kMostVainLooks = 8;
 
 using Entry = uint32 (*)(void*);
 
@@ -62,26 +57,9 @@ bool FileWorker::Send() noexcept {
     return m_link->request->Signal() || !m_link->handOver.Withdraw();
 }
 
-// Costs a processor for at most kLook, and after each vain look twice as many waits go without one.
-bool FileWorker::LookForAnswer() noexcept {
-    if (m_nLooksToSkip > 0) {
-        --m_nLooksToSkip;
-        return false;
-    }
-    const auto end = std::chrono::steady_clock::now() + kLook;
-    do {
-        if (m_link->handOver.IsAnswered()) {
-            m_nVainLooks = 0;
-            return m_link->handOver.Accept();
-        }
-    } while (std::chrono::steady_clock::now() < end);
-    m_nVainLooks = std::min(m_nVainLooks + 1, kMostVainLooks);
-    m_nLooksToSkip = 1u << m_nVainLooks;
-    return false;
-}
-
 bool FileWorker::Await(uint32 milliseconds, Waiting waiting) noexcept {
-    if (waiting == Waiting::LookFirst && milliseconds > 0 && LookForAnswer()) {
+    if (waiting == Waiting::LookFirst && milliseconds > 0 &&
+        m_look.Succeeds([this] { return m_link->handOver.IsAnswered(); }) && m_link->handOver.Accept()) {
         return true;
     }
     // A signal of an earlier answer may still come: the wait took its answer before the worker told of it.

@@ -10,6 +10,7 @@
 // read or write worker looks at it when its request event is set, a seek worker waits for both.
 #pragma once
 
+#include "filehandle/AnswerLook.h"
 #include "filehandle/Counted.h"
 #include "filehandle/FileRecord.h"
 #include "filehandle/HandOver.h"
@@ -55,9 +56,7 @@ public:
     bool Send() noexcept;
     // From Send to the answer, or to Abandon.
     bool IsUnderWay() const noexcept { return m_link && m_link->handOver.IsUnderWay(); }
-    // How to wait for an answer. A large transfer from the system's cache takes about as long as it takes to
-    // wake a thread, and longer than an event is looked at before the caller sleeps; so its answer is looked
-    // for a little longer, as long as that pays off.
+    // How to wait for an answer; that of a large transfer is looked for first (AnswerLook.h).
     enum class Waiting { Plain, LookFirst };
     // Waits for the answer. False when it did not come within the limit; the request stays under way.
     bool Await(uint32 milliseconds, Waiting waiting = Waiting::Plain) noexcept;
@@ -72,14 +71,12 @@ public:
     void LeaveBehind() noexcept;
 
 private:
-    bool LookForAnswer() noexcept;
     void Forget() noexcept;
 
     const Kind m_kind;
     void* m_hThread = nullptr;
     Ref<WorkerLink> m_link;
-    uint32 m_nVainLooks = 0; // in a row
-    uint32 m_nLooksToSkip = 0;
+    AnswerLook m_look;
 };
 
 } // namespace vxcio

@@ -21,9 +21,6 @@ constexpr uint64 TransferSize(uint32 bytes) {
     return ((uint64{bytes} >> 20) + 1) << 20;
 }
 
-// From here on a read from the system's cache takes longer than a hand-over.
-constexpr uint32 kLargeTransfer = 0x10000;
-
 // False when memory lacks; there is no buffer then.
 bool GrowTransferBuffer(AlignedBuffer& buffer, uint32 bytes) noexcept {
     if (bytes > buffer.Size()) {
@@ -113,7 +110,8 @@ void CQLSoftFileHandle::ReadByWorker(const ReadTarget& target, uint32 bytes, boo
         TakeStatus(VXC_STATUS_READ);
         return;
     }
-    const auto waiting = bytes < kLargeTransfer ? FileWorker::Waiting::Plain : FileWorker::Waiting::LookFirst;
+    const auto waiting =
+        bytes < AnswerLook::kLargeTransfer ? FileWorker::Waiting::Plain : FileWorker::Waiting::LookFirst;
     if (!m_readWorker.Await(m_dwReadWait, waiting) && (!isLast || m_readWorker.Abandon())) {
         LogError(L"CQLSoftFileHandle::ReadFile(%s) Time out, WaitTime is %d ms !!!",
                  record.szFileName.c_str(), m_dwReadWait);
