@@ -1,6 +1,7 @@
 // The ring, its thread and how it is stopped. What the reader does stands in PreReadRingFetch.cpp.
 #include "sources/PreReadRing.h"
 
+#include "frame/LargeMemory.h"
 #include "frame/Log.h"
 #include "sources/SourceDefaults.h"
 
@@ -51,21 +52,21 @@ bool PreReadRing::MakeBlocks() noexcept {
     return true;
 }
 
-// One block of memory for the whole ring, unless the feed keeps some of it for as long as it likes.
+// One piece of memory for the whole ring. Where the feed keeps a block for as long as it likes, little more
+// than that block is to stay with it, so there it is one piece for as many blocks as a large page holds.
 bool PreReadRing::MakeMemory() noexcept {
     const std::unique_ptr<AlignedBuffer[]> parts(new (std::nothrow) AlignedBuffer[m_nBlocks]);
-    if (!parts ||
-        (!m_shape.feedKeepsMemory &&
-         !AlignedBuffer::MakeParts(parts.get(), m_nBlocks, m_shape.blockSize, kTransferAlignment))) {
+    const auto fitLargePage = std::max(static_cast<uint32>(kLargeMemory / m_shape.blockSize), 1u);
+    const uint32 together = m_shape.feedKeepsMemory ? fitLargePage : m_nBlocks;
+    if (!parts) {
         return false;
     }
     for (uint32 i = 0; i < m_nBlocks; ++i) {
-        SReadBlock& block = m_pBlocks[i];
-        block.data = m_shape.feedKeepsMemory ? AlignedBuffer(m_shape.blockSize, kTransferAlignment)
-                                             : std::move(parts[i]);
-        if (!block.data) {
+        if (i % together == 0 && !AlignedBuffer::MakeParts(&parts[i], std::min(together, m_nBlocks - i),
+                                                           m_shape.blockSize, kTransferAlignment)) {
             return false;
         }
+        m_pBlocks[i].data = std::move(parts[i]);
     }
     return true;
 }

@@ -60,7 +60,7 @@ struct RingShape {
     uint32 blockSize;
     uint32 sectorSize; // what positions of the file are rounded down to
     bool keepWindow;   // the reader may go back inside the ring
-    // A fill may keep the memory of a block and give other memory for it, so each block has its own.
+    // A fill may keep the memory of a block and give other memory for it, so few blocks lie together.
     bool feedKeepsMemory = false;
 };
 

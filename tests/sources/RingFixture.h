@@ -25,6 +25,12 @@
 
 namespace vxcio {
 
+struct AlignedBufferInspector {
+    static bool AreTogether(const AlignedBuffer& one, const AlignedBuffer& other) {
+        return one.m_whole && one.m_whole == other.m_whole;
+    }
+};
+
 struct PreReadRingInspector {
     static uint64 OldestPosition(const PreReadRing& ring) { return ring.m_pReadBlock->qwPosition; }
     static uint32 Blocks(const PreReadRing& ring) { return ring.m_nBlocks; }

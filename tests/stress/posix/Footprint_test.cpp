@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstddef>
+#include <fstream>
 #include <malloc.h>
 #include <memory>
 #include <string>
@@ -27,13 +28,32 @@ constexpr std::size_t kSpare = 256 << 10;
 #endif
 constexpr int kSources = 8;
 
+// Bytes of all mappings that may have large pages, which are none of the heap's.
+std::size_t LargeBytes() {
+    std::ifstream maps("/proc/self/smaps");
+    std::size_t size = 0;
+    std::size_t all = 0;
+    for (std::string line; std::getline(maps, line);) {
+        if (line.starts_with("Size:")) {
+            size = std::stoul(line.substr(5)) << 10;
+        } else if (line.starts_with("VmFlags:") && line.find(" hg") != std::string::npos) {
+            all += size;
+        }
+    }
+    return all;
+}
+
 // Bytes of the heap that are in use, by all threads.
-std::size_t BytesInUse() {
+std::size_t HeapBytes() {
     if (&__sanitizer_get_current_allocated_bytes != nullptr) {
         return __sanitizer_get_current_allocated_bytes();
     }
     const struct mallinfo2 facts = mallinfo2();
     return facts.uordblks + facts.hblkhd;
+}
+
+std::size_t BytesInUse() {
+    return HeapBytes() + LargeBytes();
 }
 
 struct Shape {
