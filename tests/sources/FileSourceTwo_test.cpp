@@ -119,10 +119,10 @@ TEST_F(FileSourceTwoTest, ReadAheadReadsFromTwoCopies) {
 // A copy that hangs keeps the block it was given, and no more than that.
 TEST_F(FileSourceTwoTest, TheRingOfTwoCopiesKeepsNoMoreBlocksTogetherThanALargePageHolds) {
     ASSERT_EQ(Open(), VXC_STATUS_OK);
-    constexpr uint32 kBlock = 1 << 20;
+    constexpr uint32 kMebibyte = 1 << 20;
     for (const bool two : {true, false}) {
-        Inspector::SetReadBlockSize(source, kBlock);
-        source.EnablePreRead(5 * kBlock, 0);
+        Inspector::SetReadBlockSize(source, kMebibyte);
+        source.EnablePreRead(5 * kMebibyte, 0);
         for (uint32 i = 0; i < 5; ++i) {
             for (uint32 j = 0; j < i; ++j) {
                 const PreReadRing& ring = *Inspector::Ring(source);
