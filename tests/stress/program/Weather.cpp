@@ -75,6 +75,12 @@ void Weather::Remove(std::size_t rule) {
     }
 }
 
+void Weather::PassAllLimits() {
+    if (m_clock) {
+        m_clock->Advance(VXC_INFINITE); // more than the longest limit
+    }
+}
+
 void Weather::OpenGates(const std::wstring& nameEnd) {
     if (!m_plan) {
         return;

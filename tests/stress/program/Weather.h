@@ -35,6 +35,8 @@ public:
     void Hold(test::Op op, const std::wstring& nameEnd, int nth, bool fromThenOn, bool afterEffect,
               int ticks);
     void Remove(std::size_t rule);
+    // Moves the clock so far that every limit which runs is over.
+    void PassAllLimits();
     // Opens the gates of this name now.
     void OpenGates(const std::wstring& nameEnd);
 
