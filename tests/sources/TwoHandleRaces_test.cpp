@@ -38,7 +38,18 @@ void Race(int round, First first, Second second) {
     other.join();
 }
 
-class TwoHandleRacesTest : public TwoCopiesClockFixture {};
+class TwoHandleRacesTest : public TwoCopiesClockFixture {
+protected:
+    // Opens, and reads 300 bytes whose signal the reader of the first copy is about to give once more.
+    void ReadWithASignalGivenTwice(Gate& again) {
+        ASSERT_EQ(Open(), VXC_STATUS_OK);
+        void* const done = CopyReaderInspector::DoneEvent(Reader(0));
+        plan.Add(Fail(Op::VXC_SetEvent).OnHandle(done).AfterEffect());
+        plan.Add(Hold(Op::VXC_SetEvent, again).OnHandle(done).Nth(2));
+        ASSERT_EQ(Read(300), Bytes(0, 300));
+        ASSERT_TRUE(again.WaitUntilReached());
+    }
+};
 
 } // namespace
 
@@ -170,12 +181,7 @@ TEST_F(TwoHandleRacesTest, ACopyThatWasGivenUpIsBusyWhateverWasSignalledBefore) 
     std::future<std::vector<uint8>> read;
     Gate again;
     Gate gate;
-    ASSERT_EQ(Open(), VXC_STATUS_OK);
-    void* const done = CopyReaderInspector::DoneEvent(Reader(0));
-    plan.Add(Fail(Op::VXC_SetEvent).OnHandle(done).AfterEffect());
-    plan.Add(Hold(Op::VXC_SetEvent, again).OnHandle(done).Nth(2));
-    ASSERT_EQ(Read(300), Bytes(0, 300));
-    ASSERT_TRUE(again.WaitUntilReached());
+    ASSERT_NO_FATAL_FAILURE(ReadWithASignalGivenTwice(again));
     HoldReads(gate, L"copy1");
     read = ReadLater(300);
     ASSERT_TRUE(PassWait(kThreshold));
@@ -191,12 +197,7 @@ TEST_F(TwoHandleRacesTest, AnAnswerThatIsSignalledTwiceDoesNotEndTheNextWait) {
     std::future<std::vector<uint8>> read;
     Gate again;
     Gate gate;
-    ASSERT_EQ(Open(), VXC_STATUS_OK);
-    void* const done = CopyReaderInspector::DoneEvent(Reader(0));
-    plan.Add(Fail(Op::VXC_SetEvent).OnHandle(done).AfterEffect());
-    plan.Add(Hold(Op::VXC_SetEvent, again).OnHandle(done).Nth(2));
-    ASSERT_EQ(Read(300), Bytes(0, 300));
-    ASSERT_TRUE(again.WaitUntilReached());
+    ASSERT_NO_FATAL_FAILURE(ReadWithASignalGivenTwice(again));
     HoldReads(gate, L"copy1");
     read = ReadLater(300);
     ASSERT_TRUE(clock.WaitForSleepers(1)); // the next read waits for its answer
