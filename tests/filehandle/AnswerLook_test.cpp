@@ -57,7 +57,7 @@ TEST(AnswerLookTest, ALookThatPaysOffForgetsTheVainOnes) {
     AnswerLook look;
     ASSERT_TRUE(LooksInVain(look));
     EXPECT_EQ(WaitsWithoutALook(look), 2);
-    for (int i = 0; i < 4; ++i) { // sleeps, as told by the second vain look
+    for (int i = 0; i < 4; ++i) { // the waits that the second vain look costs
         EXPECT_FALSE(look.Succeeds([] { return true; }));
     }
     EXPECT_TRUE(look.Succeeds([] { return true; }));
