@@ -43,6 +43,7 @@ public:
 private:
     // Longer than 1 MiB takes from the system's cache, far shorter than it takes from a disk that turns.
     static constexpr std::chrono::microseconds kLook{200};
+
     uint32 m_nVainLooks = 0; // in a row
     uint32 m_nLooksToSkip = 0;
 };

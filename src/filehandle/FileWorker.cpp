@@ -4,8 +4,8 @@
 #include "frame/Status.h"
 #include "frame/SystemLayer.h"
 
-#include <algorithm>
 #include <new>
+#include <utility>
 
 namespace vxcio {
 

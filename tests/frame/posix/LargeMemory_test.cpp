@@ -2,13 +2,16 @@
 #include "frame/LargeMemory.h"
 
 #include "frame/AlignedBlock.h"
+#include "support/posix/SystemTesting.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <utility>
 #include <vector>
 
@@ -71,6 +74,30 @@ TEST(LargeMemoryTest, BuffersOfItsSizeLieInIt) {
     EXPECT_FALSE(IsAtLargePage(below[0].Data()) && IsAtLargePage(below[1].Data()));
     EXPECT_FALSE(AlignedBuffer(kLargeMemory, 3));
     EXPECT_FALSE(AlignedBuffer(kLargeMemory, 65536));
+}
+
+TEST(LargeMemoryTest, WhereItLacksABufferLiesInOrdinaryMemory) {
+    constexpr std::size_t kSize = 4 * kLargeMemory;
+    const int result = test::RunInChild([] {
+        // Enough for the buffer, but not for what a large beginning takes besides while it is looked for.
+        std::size_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        const rlim_t limit = pages * kPage + kSize + kLargeMemory * 3 / 4;
+        const rlimit most = {limit, limit};
+        if (pages == 0 || ::setrlimit(RLIMIT_AS, &most) != 0) {
+            return 1;
+        }
+        if (LargeAlloc(kSize) != nullptr) {
+            return 2;
+        }
+        const AlignedBuffer buffer(kSize, 4096);
+        if (buffer.Size() != kSize) {
+            return 3;
+        }
+        std::memset(buffer.Data(), 0xA5, kSize);
+        return 0;
+    });
+    EXPECT_EQ(result, 0);
 }
 
 TEST(LargeMemoryTest, ABufferInItMovesAndGoes) {
