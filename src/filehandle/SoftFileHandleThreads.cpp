@@ -4,6 +4,7 @@
 #include "filehandle/DiskFaultTable.h"
 #include "frame/Log.h"
 #include "frame/Status.h"
+#include "frame/TransferDefaults.h"
 
 #include <cstring>
 #include <utility>
@@ -11,9 +12,6 @@
 using namespace vxcio;
 
 namespace {
-
-// Unbuffered reads want memory at a multiple of this.
-constexpr std::size_t kTransferAlignment = 4096;
 
 // The size of a transfer buffer that `bytes` fit into: the next whole MiB, one more when that is what they
 // are.

@@ -46,6 +46,11 @@ std::shared_ptr<vxcio::MD5Check> CInnerSoftDataIO::RunningMD5State() noexcept {
     return m_bMD5Running.load(std::memory_order_relaxed) != 0 ? m_pMD5 : nullptr;
 }
 
+void CInnerSoftDataIO::DropMD5() noexcept {
+    ReleaseMD5();
+    StopMD5_Check(1);
+}
+
 int CInnerSoftDataIO::EnableMD5_Check(uint32 /*reserved*/) {
     ReleaseMD5();
     auto check = vxcio::MD5Check::Make();

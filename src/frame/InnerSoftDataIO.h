@@ -53,6 +53,8 @@ public:
     std::shared_ptr<vxcio::MD5Check> MD5State() noexcept;
     // The MD5 state if it is to be fed now, else null. Costs one load while no check runs.
     std::shared_ptr<vxcio::MD5Check> RunningMD5State() noexcept;
+    // Ends a check that has become worthless: there is no state any more, and none runs.
+    void DropMD5() noexcept;
 
     uint64 m_qwFileSize = 0;  // the size that GetFileSize reports
     CVXCString m_strFileName; // name of the open file

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "frame/SystemLayer.h"
+#include "frame/VXCString.h"
 
 #include <cstdint>
 #include <type_traits>
@@ -31,6 +32,15 @@ void LogTrace(const wchar_t* format, Arguments... arguments) noexcept {
 template <class... Arguments>
 void LogError(const wchar_t* format, Arguments... arguments) noexcept {
     Log(INFOTYPE_ERROR, format, arguments...);
+}
+
+// A formatted text through VXCMSGW.
+template <class... Arguments>
+void LogMessage(const wchar_t* format, Arguments... arguments) noexcept {
+    static_assert((std::is_trivially_copyable_v<Arguments> && ...), "only plain values can be logged");
+    CVXCString text;
+    text.Format(format, arguments...);
+    VXCMSGW(kModuleName, text);
 }
 
 } // namespace vxcio

@@ -9,6 +9,8 @@
 
 namespace vxcio {
 
+inline constexpr int kDigestSize = 16;
+
 // The state of one check. Shared: the object that is read and whoever reads for it hold it, so an owner that
 // starts a new check or closes never frees what a read still feeds. Fed by one thread at a time.
 class MD5Check {

@@ -1,5 +1,7 @@
 // The factories of the public family, which know every kind of source and sink.
 #include "frame/SoftDataIO.h"
+#include "sinks/WriteFile.h"
+#include "sinks/WriteFileEx1.h"
 #include "sources/DataSourceArray.h"
 #include "sources/PullDataSource.h"
 
@@ -25,14 +27,14 @@ CSoftDataSource* CSoftDataSource::Construct(IOWordkMode mode) {
     return mode == IOWORKMODE_FTP ? nullptr : Make<CPullDataSource>();
 }
 
-// The sinks are not part of this version.
+// The FTP sinks are not part of this version.
 
-CQLSoftDataSink* CQLSoftDataSink::Construct(IOWordkMode /*mode*/) {
-    return nullptr;
+CQLSoftDataSink* CQLSoftDataSink::Construct(IOWordkMode mode) {
+    return mode == IOWORKMODE_FILE ? Make<CWriteFile>() : nullptr;
 }
 
-CQLSoftDataSinkEx1* CQLSoftDataSinkEx1::Construct(IOWordkMode /*mode*/) {
-    return nullptr;
+CQLSoftDataSinkEx1* CQLSoftDataSinkEx1::Construct(IOWordkMode mode) {
+    return mode == IOWORKMODE_FILE ? Make<CWriteFileEx1>() : nullptr;
 }
 
 CQLSoftDataSourceArray* ConstructDataSourceArray() {

@@ -1,10 +1,10 @@
 #include "sources/DiskProbes.h"
 
 #include "frame/Log.h"
+#include "frame/TransferDefaults.h"
 #include "frame/VXCString.h"
 #include "paths/PathTests.h"
 #include "platform/DiskQueries.h"
-#include "sources/SourceDefaults.h"
 
 using namespace vxcio;
 

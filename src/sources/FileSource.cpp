@@ -5,9 +5,9 @@
 #include "frame/Log.h"
 #include "frame/ReadSetting.h"
 #include "frame/Status.h"
+#include "frame/TransferDefaults.h"
 #include "platform/DiskQueries.h"
 #include "sources/DiskProbes.h"
-#include "sources/SourceDefaults.h"
 
 #include <new>
 

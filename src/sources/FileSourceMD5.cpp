@@ -13,8 +13,6 @@ using namespace vxcio;
 
 namespace {
 
-constexpr int kDigestSize = 16;
-
 // So many pieces of nothing in a row mean that the caller jumped far beyond the file's end, or that a host
 // told too large a size; neither may read for years.
 constexpr int kEmptyPieces = 1024;

@@ -2,7 +2,7 @@
 #include "sources/FileSource.h"
 
 #include "frame/Log.h"
-#include "sources/SourceDefaults.h"
+#include "frame/TransferDefaults.h"
 
 #include <algorithm>
 #include <optional>

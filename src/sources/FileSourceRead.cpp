@@ -1,6 +1,7 @@
 // The plain read path of CFileSource: from the caller's read down to the file handle.
 #include "sources/FileSource.h"
 
+#include "frame/BulkCopy.h"
 #include "frame/InnerSoftDataIO.h"
 #include "frame/Log.h"
 
@@ -11,18 +12,6 @@ using namespace vxcio;
 namespace {
 
 constexpr uint32 kMemoryAlignment = 512;
-
-// The fast copy takes an int.
-void CopyBulk(uint8* target, uint8* source, uint32 bytes) {
-    constexpr uint32 kLargestCopy = 0x40000000;
-    while (bytes > 0) {
-        const uint32 piece = std::min(bytes, kLargestCopy);
-        VXCSoftMemCopy(target, source, static_cast<int>(piece));
-        target += piece;
-        source += piece;
-        bytes -= piece;
-    }
-}
 
 } // namespace
 

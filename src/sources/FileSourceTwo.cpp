@@ -5,9 +5,9 @@
 #include "frame/Log.h"
 #include "frame/ReadSetting.h"
 #include "frame/Status.h"
+#include "frame/TransferDefaults.h"
 #include "sources/DiskProbes.h"
 #include "sources/DroppedHandles.h"
-#include "sources/SourceDefaults.h"
 
 #include <algorithm>
 #include <cstring>

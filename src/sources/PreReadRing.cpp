@@ -3,7 +3,7 @@
 
 #include "frame/LargeMemory.h"
 #include "frame/Log.h"
-#include "sources/SourceDefaults.h"
+#include "frame/TransferDefaults.h"
 
 #include <algorithm>
 #include <new>

@@ -29,8 +29,8 @@
 #pragma once
 
 #include "frame/AlignedBlock.h"
+#include "frame/RingEvent.h"
 #include "frame/Types.h"
-#include "sources/RingEvent.h"
 
 #include <cstddef>
 #include <cstring>

@@ -1,10 +1,10 @@
 #include "sources/SourceSequence.h"
 
 #include "frame/Status.h"
+#include "frame/TransferDefaults.h"
 #include "sources/DiskProbes.h"
 #include "sources/GrowingArrayRule.h"
 #include "sources/HeapText.h"
-#include "sources/SourceDefaults.h"
 
 #include <algorithm>
 #include <limits>

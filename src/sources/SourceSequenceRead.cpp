@@ -1,7 +1,7 @@
 // The reads of SourceSequence: inside one element, and over the boundaries between them.
 #include "sources/SourceSequence.h"
 
-#include "sources/SourceDefaults.h"
+#include "frame/TransferDefaults.h"
 
 #include <cstring>
 #include <limits>

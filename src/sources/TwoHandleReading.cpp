@@ -1,7 +1,7 @@
 #include "sources/TwoHandleReading.h"
 
 #include "frame/Log.h"
-#include "sources/SourceDefaults.h"
+#include "frame/TransferDefaults.h"
 
 #include <algorithm>
 #include <new>
@@ -80,9 +80,7 @@ bool TwoHandleReading::WaitForIdle(int copy, uint32 milliseconds) const noexcept
 
 template <class... Arguments>
 void TwoHandleReading::Message(const wchar_t* format, Arguments... arguments) const noexcept {
-    CVXCString text;
-    text.Format(format, Low32(m_copies.owner), arguments...);
-    VXCMSGW(kModuleName, text);
+    LogMessage(format, Low32(m_copies.owner), arguments...);
 }
 
 // How long the chosen copy may take: twice what the speed of File1 lets expect, but never less than the

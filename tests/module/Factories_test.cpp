@@ -1,4 +1,6 @@
 #include "frame/SoftDataIO.h"
+#include "sinks/WriteFile.h"
+#include "sinks/WriteFileEx1.h"
 #include "sources/DataSourceArray.h"
 #include "sources/PullDataSource.h"
 #include "support/MemoryLack.h"
@@ -24,10 +26,27 @@ TEST(FactoriesTest, SinkFactoriesRefuseUnknownModes) {
     EXPECT_EQ(CQLSoftDataSinkEx1::Construct(static_cast<IOWordkMode>(2)), nullptr);
 }
 
-TEST(FactoriesTest, TheSinksAreNotThere) {
-    for (const IOWordkMode mode : {IOWORKMODE_FILE, IOWORKMODE_FTP}) {
-        EXPECT_EQ(CQLSoftDataSink::Construct(mode), nullptr);
-        EXPECT_EQ(CQLSoftDataSinkEx1::Construct(mode), nullptr);
+TEST(FactoriesTest, TheFileSinksAreThereAndTheFtpSinksAreNot) {
+    const std::unique_ptr<CQLSoftDataSink> sink(CQLSoftDataSink::Construct(IOWORKMODE_FILE));
+    EXPECT_NE(dynamic_cast<CWriteFile*>(sink.get()), nullptr);
+    const std::unique_ptr<CQLSoftDataSinkEx1> sinkEx1(CQLSoftDataSinkEx1::Construct(IOWORKMODE_FILE));
+    EXPECT_NE(dynamic_cast<CWriteFileEx1*>(sinkEx1.get()), nullptr);
+    EXPECT_EQ(CQLSoftDataSink::Construct(IOWORKMODE_FTP), nullptr);
+    EXPECT_EQ(CQLSoftDataSinkEx1::Construct(IOWORKMODE_FTP), nullptr);
+}
+
+TEST(FactoriesTest, WhereMemoryLacksThereIsNoSink) {
+    for (const int nth : {1, 2, 4, 5}) { // the facade, its inner object; the sink, its inner object
+        const vxcio::test::MemoryLack lack(nth);
+        const std::unique_ptr<CQLSoftDataSink> sink(CQLSoftDataSink::Construct(IOWORKMODE_FILE));
+        EXPECT_TRUE(lack.Came());
+        EXPECT_EQ(sink, nullptr) << nth;
+    }
+    for (const int nth : {1, 2}) {
+        const vxcio::test::MemoryLack lack(nth);
+        const std::unique_ptr<CQLSoftDataSinkEx1> sink(CQLSoftDataSinkEx1::Construct(IOWORKMODE_FILE));
+        EXPECT_TRUE(lack.Came());
+        EXPECT_EQ(sink, nullptr) << nth;
     }
 }
 

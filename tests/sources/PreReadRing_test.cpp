@@ -1,6 +1,6 @@
 // The ring's start and end, its thread and the hand-shake that stops it.
+#include "frame/TransferDefaults.h"
 #include "sources/RingFixture.h"
-#include "sources/SourceDefaults.h"
 
 #include "support/MemoryLack.h"
 

@@ -1,4 +1,4 @@
-// SourceDefaults.h - what all sources agree on.
+// TransferDefaults.h - what all sources and sinks agree on.
 #pragma once
 
 #include "frame/Types.h"
