@@ -1,5 +1,7 @@
 #include "DigestSource.h"
 
+#include "Text.h"
+
 #include "filehandle/CallerFileFunctions.h"
 
 #include <algorithm>
@@ -111,6 +113,14 @@ std::unique_ptr<Reading> OpenDigestSource(Readable& stream) {
         return nullptr;
     }
     return std::make_unique<SourceReading>(std::move(source), PreRead{});
+}
+
+std::string TakeDigest(CSoftDataIO& from) {
+    unsigned char* digest = nullptr;
+    int length = 0;
+    from.GetMD5_check(0, digest, length);
+    const std::unique_ptr<unsigned char[]> owned(digest);
+    return digest == nullptr ? std::string() : Hex(digest, length);
 }
 
 } // namespace vxcio::tool

@@ -5,6 +5,7 @@
 #include "Reading.h"
 
 #include <memory>
+#include <string>
 
 namespace vxcio::tool {
 
@@ -13,5 +14,8 @@ namespace vxcio::tool {
 // these reads: the digest of the bytes as they came, whichever copy they came from. The stream outlives it.
 // Null when it cannot be opened.
 std::unique_ptr<Reading> OpenDigestSource(Readable& stream);
+
+// The digest that the library has made, as digits; empty where it has none.
+std::string TakeDigest(CSoftDataIO& from);
 
 } // namespace vxcio::tool

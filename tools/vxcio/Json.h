@@ -15,4 +15,9 @@ inline void PrintJson(const Json& value) {
     Print(value.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
+// As one line.
+inline void PrintJsonLine(const Json& value) {
+    Print(value.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+}
+
 } // namespace vxcio::tool

@@ -5,9 +5,11 @@
 
 #include "sysu/HostControl.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -17,6 +19,15 @@ namespace {
 
 // At the end of a file this line comes too, so it tells nothing by itself.
 constexpr std::string_view kNothingRead = "ReadFileWithTwoHandle()";
+
+// How lines begin that tell of a failed write.
+constexpr std::string_view kWriteFailures[] = {"WriteFile(nNumberOfBytesToWrite[",
+                                               "CQLSoftFileHandle::WriteFile("};
+
+bool IsWriteFailure(std::string_view text) {
+    return std::any_of(std::begin(kWriteFailures), std::end(kWriteFailures),
+                       [text](std::string_view start) { return text.starts_with(start); });
+}
 
 } // namespace
 
@@ -56,6 +67,12 @@ LogView::~LogView() {
 void LogView::Clear() {
     const std::lock_guard lock(m_Mutex);
     m_strFailure.clear();
+    m_strWriteFailure.clear();
+}
+
+std::string LogView::WriteFailure() {
+    const std::lock_guard lock(m_Mutex);
+    return m_strWriteFailure;
 }
 
 std::string LogView::LastFailure() {
@@ -76,6 +93,9 @@ void LogView::Take(INFOTYPE level, const std::string& module, const std::string&
     const std::lock_guard lock(m_Mutex);
     if (level <= INFOTYPE_ERROR && !text.starts_with(kNothingRead)) {
         m_strFailure = text;
+        if (m_strWriteFailure.empty() && IsWriteFailure(text)) {
+            m_strWriteFailure = text;
+        }
     }
     if (m_Listener) {
         m_Listener(level, text);

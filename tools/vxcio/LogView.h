@@ -32,11 +32,15 @@ public:
     using Listener = std::function<void(INFOTYPE level, std::string_view text)>;
     void Listen(Listener listener);
 
-    // Forgets the failure so far.
+    // Forgets the failures so far.
     void Clear();
 
     // The last error line since Clear that tells more than that a read gave nothing; empty without one.
     std::string LastFailure();
+
+    // The first error line since Clear that tells of a write; empty without one. The library itself tells a
+    // write of its writer thread late, and the last ones never.
+    std::string WriteFailure();
 
 private:
     static void Receive(void* context, INFOTYPE level, const wchar_t* module, const wchar_t* text);
@@ -50,9 +54,10 @@ private:
     const std::string m_strFile;
     const std::chrono::steady_clock::time_point m_tStart;
     std::mutex m_Mutex;
-    std::FILE* m_pFile;       // guarded by m_Mutex; null when there is none
-    std::string m_strFailure; // guarded by m_Mutex
-    Listener m_Listener;      // guarded by m_Mutex
+    std::FILE* m_pFile;            // guarded by m_Mutex; null when there is none
+    std::string m_strFailure;      // guarded by m_Mutex
+    std::string m_strWriteFailure; // guarded by m_Mutex
+    Listener m_Listener;           // guarded by m_Mutex
 };
 
 } // namespace vxcio::tool

@@ -16,6 +16,7 @@ namespace {
 constexpr uint64 kMostBlock = 0x7FFFFFFF; // a read counts its bytes in an int
 
 constexpr uint64 kMostPreRead = 0x7FFFFFFF;
+constexpr uint32 kCopyPreRead = 8u << 20;
 constexpr uint64 kLeastTimeOut = 1000; // the library takes less for a mistake
 
 constexpr const char* kCommonFooter =
@@ -32,8 +33,9 @@ constexpr const char* kNamesFooter =
 
 constexpr const char* kMainFooter =
     "Exit codes: 0 all is well; 1 something could not be opened, read or written; 2 wrong usage;\n"
-    "3 md5 -c found a digest that differs; 130 interrupted by Ctrl-C or SIGTERM (a second one ends the\n"
-    "tool at once); 141 the reader of standard output went away.\n"
+    "3 md5 -c or copy --verify found a digest that differs; 4 copy could not write its target;\n"
+    "130 interrupted by Ctrl-C or SIGTERM (a second one ends the tool at once); 141 the reader of\n"
+    "standard output went away.\n"
     "Results go to standard output, all else to standard error.";
 
 // What CLI11 asks for: an empty text for a good value, else the complaint.
@@ -178,6 +180,49 @@ void AddMd5(CLI::App& app, Options& options) {
     });
 }
 
+// What the copy's own help tells besides.
+constexpr const char* kCopyFooter =
+    "TO is one file, or a folder that is there, which gets each FROM under its own name. TO is taken as it\n"
+    "stands, but for a drive letter of the drive map. The copy is written beside it as TO.vxcio-part (with "
+    "a\n"
+    "number behind it where that name is taken) and gets its name when it is whole: until then a TO that is\n"
+    "there stays as it was. What a failed or interrupted copy leaves is told with its name and size. The md5 "
+    "of\n"
+    "each copy goes to standard output, for md5sum -c.\n"
+    "The copy ends with exit code 4 where TO could not be written.\n";
+
+void AddCopy(CLI::App& app, Options& options) {
+    CLI::App* const verb = AddVerb(app, "copy", "Copy through the library, with the digest made on the way");
+    verb->add_flag("--unbuffered", options.targetUnbuffered, "Write past the system's cache");
+    AddSize(*verb, "--buffer", "Bytes of the ring in front of the writer thread, 0 for no thread (8M)", 0,
+            kMostBlock, [&options](uint64 size) { options.targetBuffer = static_cast<uint32>(size); });
+    AddSize(*verb, "--block", "Bytes of one write; with a ring of 1M or less it is 512K (1M)", 1, kMostBlock,
+            [&options](uint64 size) { options.targetBlock = static_cast<uint32>(size); });
+    verb->add_flag("--append", options.append,
+                   "Write at the end of TO; after a failure TO is cut back to what it was");
+    verb->add_flag("--verify", options.verify,
+                   "Force the copy to the disk, read it back from there, and compare (exit code 3)");
+    verb->add_flag("--sync", options.sync, "Force the copy and its name to the disk");
+    verb->add_flag("--discard", options.discard, "Remove what a failed or interrupted copy has written");
+    verb->add_flag("--read-unbuffered", options.unbuffered, "Read past the system's cache");
+    verb->add_flag("--json", options.json,
+                   "Print one JSON object a line: progress, and what became of each file");
+    AddSize(*verb, "--pre-read", "Keep a ring of at least so many bytes read ahead, 0 for none (8M)", 0,
+            kMostPreRead, [&options](uint64 size) { options.preRead = static_cast<uint32>(size); });
+    verb->add_flag("--join", options.join, "All FROMs are one stream, in their order");
+    AddNames(*verb, options, "FROM... TO. FROM: file, FIRST*SECOND or @FILE");
+    verb->footer(std::string(kCopyFooter) + kNamesFooter + kCommonFooter);
+    verb->callback([&options] {
+        options.verb = Verb::Copy;
+        if (options.names.size() < 2) {
+            throw CLI::ValidationError("copy", "takes at least two names, the last of which is the target");
+        }
+        if (!options.preRead) {
+            options.preRead = kCopyPreRead;
+        }
+    });
+}
+
 void AddSettings(CLI::App& app, Options& options) {
     CLI::App* const verb = AddVerb(app, "settings", "List, read and change the settings of the library");
     verb->require_subcommand(1);
@@ -230,7 +275,7 @@ void AddCommon(CLI::App& app, Options& options) {
 } // namespace
 
 std::optional<int> ParseOptions(int argc, char** argv, Options& options) {
-    CLI::App app("vxcio - look at, read and check media files through VXCSoftCodecIO", "vxcio");
+    CLI::App app("vxcio - look at, read, copy and check media files through VXCSoftCodecIO", "vxcio");
     app.set_version_flag("--version", "vxcio " VXCIO_VERSION);
     app.require_subcommand(1);
     app.footer(kMainFooter);
@@ -238,6 +283,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options& options) {
     AddInfo(app, options);
     AddCat(app, options);
     AddMd5(app, options);
+    AddCopy(app, options);
     AddSettings(app, options);
     try {
         app.parse(Guarded(argc, argv));

@@ -9,7 +9,7 @@
 
 namespace vxcio::tool {
 
-enum class Verb { Info, Cat, Md5, SettingsList, SettingsGet, SettingsSet, SettingsUnset };
+enum class Verb { Info, Cat, Md5, Copy, SettingsList, SettingsGet, SettingsSet, SettingsUnset };
 
 struct Options {
     Verb verb = Verb::Info;
@@ -22,7 +22,7 @@ struct Options {
     bool json = false;
     std::optional<uint32> timeOut; // of file handles, milliseconds
 
-    // Of info, cat and md5.
+    // Of info, cat, md5 and copy, whose last name is the target.
     std::vector<std::string> names;
     bool unbuffered = false;
     uint64 offset = 0;
@@ -31,6 +31,15 @@ struct Options {
     bool check = false;
     std::optional<uint32> preRead; // bytes of read-ahead
     bool join = false;             // all names are one stream
+
+    // Of copy; `unbuffered`, `block` and `preRead` are those of its reading.
+    bool targetUnbuffered = false;
+    uint32 targetBuffer = 8u << 20; // bytes of the ring in front of the writer thread; 0 for none
+    uint32 targetBlock = 1u << 20;
+    bool append = false;
+    bool verify = false;
+    bool sync = false;
+    bool discard = false;
 
     // Of settings.
     std::string setting;

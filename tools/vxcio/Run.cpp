@@ -21,6 +21,8 @@ int Run(const Options& options) {
         return RunCat(options, log);
     case Verb::Md5:
         return RunMd5(options, log);
+    case Verb::Copy:
+        return RunCopy(options, log);
     default:
         return RunSettings(options);
     }

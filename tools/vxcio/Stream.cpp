@@ -30,7 +30,7 @@ PreRead PreReadOf(const Options& options, bool isNeeded) {
     constexpr uint32 kMost = 0x7FFFFFFF;
     PreRead preRead;
     preRead.longestRead = static_cast<int>(std::min(options.block, kMost));
-    preRead.bytes = static_cast<int>(options.preRead.value_or(isNeeded ? 1 : 0));
+    preRead.bytes = static_cast<int>(std::max(options.preRead.value_or(0), isNeeded ? 1u : 0u));
     return preRead;
 }
 

@@ -9,6 +9,7 @@ namespace vxcio::tool {
 int RunInfo(const Options& options, LogView& log);
 int RunCat(const Options& options, LogView& log);
 int RunMd5(const Options& options, LogView& log);
+int RunCopy(const Options& options, LogView& log);
 int RunSettings(const Options& options);
 
 } // namespace vxcio::tool

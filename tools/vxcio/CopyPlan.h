@@ -1,0 +1,36 @@
+// CopyPlan.h - which file a copy reads and which it makes, settled before anything is touched.
+#pragma once
+
+#include "Names.h"
+#include "Options.h"
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace vxcio::tool {
+
+struct CopyJob {
+    Input input;
+    std::string target;  // as it was given, or in the folder that was given
+    std::string place;   // the file that is to be there in the end, behind all links; never a bare name
+    bool exists = false; // there is a file already
+};
+
+struct CopyPlan {
+    std::vector<CopyJob> jobs;
+    int exitCode = 0;   // not 0: nothing is to be done, and
+    std::string reason; // that is why
+};
+
+// The names of the command line, the last of which is the target.
+CopyPlan MakeCopyPlan(const Options& options);
+
+// How long one question about a target may take.
+std::chrono::milliseconds TargetLimit(const Options& options);
+
+// "D:\clips\a.mxf" in the folder that the settings give to that letter; any other name as it is. Nothing with
+// a reason where it names a drive without a folder, or a share.
+bool ToPlace(const std::string& target, std::string& place, std::string& reason);
+
+} // namespace vxcio::tool
