@@ -54,7 +54,8 @@ NameFacts FactsOf(const struct stat& status) {
 // "folder/name.vxcio-part" or "folder/name.vxcio-part.1"; a long name gives way to what stands behind it,
 // without a character being cut in two.
 std::string PartName(const std::string& target, int number) {
-    const std::string suffix = kPartSuffix + (number == 0 ? std::string() : "." + std::to_string(number));
+    const std::string suffix =
+        kPartSuffix + (number == 0 ? std::string() : std::string(".").append(std::to_string(number)));
     const std::size_t start = target.rfind('/') + 1; // 0 without one
     std::size_t length = std::min(target.size() - start, kLongestName - suffix.size());
     while (length > 0 && start + length < target.size() &&
