@@ -141,3 +141,22 @@ TEST_F(FileFlagsTest, NothingStaysOpenAfterAFailure) {
     EXPECT_FALSE(OpenFile(m_folder.Wide("sub")).IsOpen());
     EXPECT_EQ(DescriptorOf(m_folder.Name("sub")), -1);
 }
+
+// A file system may bring a file that was cut to the disk when it is closed, which the maker of a new one
+// would wait for.
+TEST_F(FileFlagsTest, AnEmptyFileIsNotCut) {
+    m_folder.Write("empty", "");
+    CallHooks hooks;
+    int cuts = 0;
+    hooks.ftruncate = [&](int descriptor, off_t size) {
+        ++cuts;
+        return ::ftruncate(descriptor, size);
+    };
+    const HookScope scope(hooks);
+    for (const uint32 disposition : {VXC_CREATE_ALWAYS, VXC_TRUNCATE_EXISTING}) {
+        EXPECT_TRUE(OpenFile(m_folder.Wide("empty"), VXC_GENERIC_WRITE, kShareAll, disposition).IsOpen());
+        EXPECT_EQ(cuts, 0);
+    }
+    EXPECT_TRUE(OpenFile(m_clip, VXC_GENERIC_WRITE, kShareAll, VXC_CREATE_ALWAYS).IsOpen());
+    EXPECT_EQ(cuts, 1);
+}
