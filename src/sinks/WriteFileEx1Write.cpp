@@ -148,7 +148,7 @@ bool CWriteFileEx1::PadStage(uint32 rem) {
     const bool isRead = ReadSector(*m_pMediaFile, m_pSectorBuffer.Data(), s);
     CopyBulk(m_pStageBuffer.Data() + m_dwStageFill, m_pSectorBuffer.Data() + rem, s - rem);
     m_dwStageFill += s - rem;
-    return MoveTo(*m_pMediaFile, static_cast<uint64>(tail)) && isRead;
+    return tail >= 0 && MoveTo(*m_pMediaFile, static_cast<uint64>(tail)) && isRead;
 }
 
 uint32 CWriteFileEx1::WriteThreaded(const uint8* buffer, uint32 bytes, uint32& wentOut, bool resync) {
