@@ -139,8 +139,8 @@ void CWriteFileEx1::FlushStage() {
     m_dwStageFill = 0;
 }
 
-// Fills the staged bytes up to whole sectors; the last one holds `rem`. False when it could not be read, or
-// the file not moved back to where the bytes belong.
+// Fills the staged bytes up to whole sectors; the last one holds `rem`. False when the file could not be
+// moved back to where they belong, or when zeros would go over bytes that could not be read.
 bool CWriteFileEx1::PadStage(uint32 rem) {
     const uint32 s = m_dwSectorSize;
     m_pMediaFile->SetFilePointer(0, VXC_FILE_CURRENT);
@@ -148,7 +148,14 @@ bool CWriteFileEx1::PadStage(uint32 rem) {
     const bool isRead = ReadSector(*m_pMediaFile, m_pSectorBuffer.Data(), s);
     CopyBulk(m_pStageBuffer.Data() + m_dwStageFill, m_pSectorBuffer.Data() + rem, s - rem);
     m_dwStageFill += s - rem;
-    return tail >= 0 && MoveTo(*m_pMediaFile, static_cast<uint64>(tail)) && isRead;
+    if (tail < 0 || !MoveTo(*m_pMediaFile, static_cast<uint64>(tail))) {
+        return false;
+    }
+    if (!isRead) {
+        m_bStatusOK = 0;
+    }
+    const bool isAtTheEnd = static_cast<uint64>(tail) + rem >= m_pInner->m_qwFileSize;
+    return isRead || isAtTheEnd;
 }
 
 uint32 CWriteFileEx1::WriteThreaded(const uint8* buffer, uint32 bytes, uint32& wentOut, bool resync) {

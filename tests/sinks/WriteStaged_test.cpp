@@ -231,6 +231,19 @@ TEST_F(WriteStagedTest, AFlushThatCannotPadWritesNothing) {
     }
 }
 
+TEST_F(WriteStagedTest, AtTheEndOfTheFileNothingIsSpoiledByAFlushThatCannotRead) {
+    Start();
+    sink.Seek(0, 2);
+    EXPECT_EQ(Write(Pattern(10, 2)), 10);
+    Patch(kSize, Pattern(10, 2));
+    host.Fail(HostFunction::Read, 5);
+    EXPECT_EQ(sink.CloseFile(), VXC_STATUS_OK);
+    EXPECT_FALSE(Inspector::IsGood(sink));
+    auto padded = content;
+    padded.resize(10'240, 0);
+    EXPECT_EQ(Content(), padded);
+}
+
 TEST_F(WriteStagedTest, AFlushWhoseWriteFailsEndsTheWriting) {
     Start();
     EXPECT_EQ(Write(Pattern(10, 2)), 10);
