@@ -2,7 +2,8 @@
 """cold_read.py PROGRAM FOLDER: reading a large file from the disk, past the page cache, whole processes.
 
 Alternates the ways of reading, each after the file was dropped from the cache, and prints medians and ratios
-in the form of ratios.py. FOLDER lies on the disk to be measured.
+in the form of ratios.py, behind them the lowest and highest ratio of a single round. FOLDER lies on the disk to be
+measured.
 
 What fio tells is its own time of reading alone, as its start takes longer than that of all others; everybody
 else's is that of the whole process.
@@ -13,10 +14,10 @@ import os
 import random
 import shutil
 import statistics
-import subprocess
 import sys
 import tempfile
-import time
+
+from processes import alternate, line, run
 
 SIZE = 1 << 30
 BLOCK = 1 << 20
@@ -44,12 +45,6 @@ def drop(name):
         os.close(descriptor)
 
 
-def run(command):
-    start = time.monotonic()
-    done = subprocess.run(command, check=True, capture_output=True, text=True)
-    return time.monotonic() - start, done.stdout
-
-
 def by_fio(name):
     _, out = run(["fio", "--name=cold", f"--filename={name}", "--readonly", "--rw=read", "--direct=1",
                   f"--bs={BLOCK}", f"--size={SIZE}", "--ioengine=psync", "--output-format=json"])
@@ -67,11 +62,6 @@ def by_library(program, name, ring, digest=None):
     return seconds
 
 
-def line(work, own, who, peer):
-    mine, other = statistics.median(own), statistics.median(peer)
-    print(f"| {work} | {mine * 1e3:,.0f} ms | {who} | {other * 1e3:,.0f} ms | {other / mine:.3f} |")
-
-
 def measure(program, name):
     digest = make_file(name)
     ways = {
@@ -83,11 +73,7 @@ def measure(program, name):
     }
     if shutil.which("fio"):
         ways["fio"] = lambda: by_fio(name)
-    times = {who: [] for who in ways}
-    for _ in range(ROUNDS):
-        for who in random.sample(list(ways), len(ways)):
-            drop(name)
-            times[who].append(ways[who]())
+    times = alternate(ways, ROUNDS, lambda: drop(name))
     work = f"Cold O_DIRECT read of {SIZE >> 30} GiB"
     for who in ("dd", "fio"):
         if who in times:

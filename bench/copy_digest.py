@@ -2,7 +2,7 @@
 """copy_digest.py TOOL FOLDER [OPTION...]: copying a large cached file with its digest, whole processes.
 
 Alternates `TOOL copy OPTION...` with `cp` followed by `md5sum`, each to a new file on a quiet disk, and prints
-medians and ratios in the form of ratios.py, behind them the middle half of the ratios of single rounds. FOLDER
+medians and ratios in the form of ratios.py, behind them the lowest and highest ratio of a single round. FOLDER
 lies on the disk to be measured.
 """
 import hashlib

@@ -2,7 +2,7 @@
 """disk_write.py PROGRAM FOLDER: writing a new file to the disk, whole processes, the closing counted.
 
 Alternates the ways of writing, each to a new file on a quiet disk, and prints medians and ratios in the form of
-ratios.py, behind them the middle half of the ratios of single rounds. FOLDER lies on the disk to be measured.
+ratios.py, behind them the lowest and highest ratio of a single round. FOLDER lies on the disk to be measured.
 Amount and content are alike for all.
 """
 import os
@@ -64,7 +64,7 @@ def measure_pieces(writing, way, peers, label):
         for peer in peers:
             line(f"{SIZE >> 20} MiB in writes of {piece}, {label}", times[piece], peer, times[peer])
     for peer in peers:
-        line(f"the same, 64 KiB, ring of 1 MiB", times["least"], peer, times[peer])
+        line("the same, 64 KiB, ring of 1 MiB", times["least"], peer, times[peer])
     return times
 
 

@@ -36,8 +36,8 @@ def alternate(ways, rounds, before):
 
 
 def line(work, own, who, peer):
-    """A row of the table: medians, their ratio, and the ratios of the quarter and three quarters of rounds."""
+    """A row of the table: medians, their ratio, and the lowest and highest ratio of a single round."""
     mine, other = statistics.median(own), statistics.median(peer)
-    low, _, high = statistics.quantiles([p / o for o, p in zip(own, peer)], n=4)
+    ratios = [p / o for o, p in zip(own, peer)]
     print(f"| {work} | {mine * 1e3:,.0f} ms | {who} | {other * 1e3:,.0f} ms | {other / mine:.3f} "
-          f"({low:.2f} to {high:.2f}) |", flush=True)
+          f"({min(ratios):.2f} to {max(ratios):.2f}) |", flush=True)
