@@ -139,7 +139,7 @@ std::string CopyTarget::WriteFailure() const {
 std::string CopyTarget::Finish() {
     std::string failure = WriteFailure();
     if (failure.empty()) {
-        m_Log.Clear(); // what reading has said by now is no failure of the target
+        m_Log.ClearButWrites(); // what reading has said by now is no failure of the target
         bool isGood = true;
         if (m_qwWritten > 0) {
             // A move brings out what the ring holds; a file that has failed gives nothing back, and behind
