@@ -21,6 +21,12 @@ std::optional<Operation> OperationOf(const std::string& word) {
     if (word == "read") {
         return Operation::Read;
     }
+    if (word == "write") {
+        return Operation::Write;
+    }
+    if (word == "sync") {
+        return Operation::Sync;
+    }
     if (word == "close") {
         return Operation::Close;
     }
@@ -30,14 +36,36 @@ std::optional<Operation> OperationOf(const std::string& word) {
 } // namespace
 
 bool StallRules::Rule::Takes(Operation what, const std::string& which, std::uint64_t end) const {
-    return operation == what && (name == "*" || name == which) && (what != Operation::Read || end > after);
+    const bool hasPlace = what == Operation::Read || what == Operation::Write;
+    return operation == what && (name == "*" || name == which) && (!hasPlace || end > after);
 }
 
 const StallRules::Rule* StallRules::Find(Operation operation, const std::string& name,
                                          std::uint64_t end) const {
-    const auto found = std::find_if(m_rules.begin(), m_rules.end(),
-                                    [&](const Rule& rule) { return rule.Takes(operation, name, end); });
+    const auto found = std::find_if(m_rules.begin(), m_rules.end(), [&](const Rule& rule) {
+        return rule.deed != Deed::Spoil && rule.Takes(operation, name, end);
+    });
     return found == m_rules.end() ? nullptr : &*found;
+}
+
+// Under the mutex.
+std::string StallRules::AddRule(const std::string& verb, std::istream& words) {
+    std::string operation;
+    std::string name;
+    std::uint64_t after = 0;
+    words >> operation >> name;
+    if (!words || !OperationOf(operation)) {
+        return "error: " + verb + " wants stat, open, read, write, sync or close, and a name";
+    }
+    if (!(words >> after)) {
+        after = 0;
+    }
+    const Deed deed = verb == "stall"  ? Deed::Stall
+                      : verb == "fail" ? Deed::Fail
+                      : verb == "fill" ? Deed::Fill
+                                       : Deed::Spoil;
+    m_rules.push_back({*OperationOf(operation), name, after, deed});
+    return "ok";
 }
 
 std::string StallRules::Order(const std::string& line) {
@@ -45,19 +73,8 @@ std::string StallRules::Order(const std::string& line) {
     std::string verb;
     words >> verb;
     std::unique_lock lock(m_mutex);
-    if (verb == "stall" || verb == "fail") {
-        std::string operation;
-        std::string name;
-        std::uint64_t after = 0;
-        words >> operation >> name;
-        if (!words || !OperationOf(operation)) {
-            return "error: " + verb + " wants stat, open, read or close, and a name";
-        }
-        if (!(words >> after)) {
-            after = 0;
-        }
-        m_rules.push_back({*OperationOf(operation), name, after, verb == "fail"});
-        return "ok";
+    if (verb == "stall" || verb == "fail" || verb == "fill" || verb == "spoil") {
+        return AddRule(verb, words);
     }
     if (verb == "release") {
         m_rules.clear();
@@ -92,8 +109,8 @@ StallRules::Passed StallRules::Pass(Operation operation, const std::string& name
     if (rule == nullptr) {
         return Passed::Goes;
     }
-    if (rule->fails) {
-        return Passed::Fails;
+    if (rule->deed != Deed::Stall) {
+        return rule->deed == Deed::Fill ? Passed::Full : Passed::Fails;
     }
     // Who waits goes on at the next release, also where a new rule follows at once.
     const std::uint64_t releases = m_releases;
@@ -105,6 +122,17 @@ StallRules::Passed StallRules::Pass(Operation operation, const std::string& name
     }
     --m_standing;
     return released() ? Passed::Goes : Passed::Interrupted;
+}
+
+void StallRules::Spoil(const std::string& name, std::uint64_t from, std::vector<char>& data) {
+    const std::lock_guard lock(m_mutex);
+    for (const Rule& rule : m_rules) {
+        if (rule.deed == Deed::Spoil && (rule.name == "*" || rule.name == name) && rule.after >= from &&
+            rule.after - from < data.size()) {
+            char& byte = data[static_cast<std::size_t>(rule.after - from)];
+            byte = static_cast<char>(byte ^ 1);
+        }
+    }
 }
 
 void StallRules::CountRead(const std::string& name, std::uint64_t bytes) {

@@ -139,7 +139,7 @@ std::string CopyTarget::WriteFailure() const {
 std::string CopyTarget::Finish() {
     std::string failure = WriteFailure();
     if (failure.empty()) {
-        m_Log.Clear(); // what reading has said by now is no failure of the target
+        m_Log.ClearButWrites(); // what reading has said by now is no failure of the target
         bool isGood = true;
         if (m_qwWritten > 0) {
             // A move brings out what the ring holds; a file that has failed gives nothing back, and behind
@@ -161,13 +161,23 @@ std::string CopyTarget::Finish() {
     return failure.empty() ? CheckFile() : failure;
 }
 
+// As a person would write it.
+std::string CopyTarget::ShownName() const {
+    if (m_bInPlace) {
+        return m_strTarget;
+    }
+    static constexpr std::string_view kHere = "./";
+    return m_strTarget.starts_with(kHere) || !Name().starts_with(kHere) ? Name()
+                                                                        : Name().substr(kHere.size());
+}
+
 std::string CopyTarget::CheckFile() const {
     const auto standing = Ask<TargetFile::Standing>([](const TargetFile& file) { return file.Look(); });
     if (!standing || !standing->isKnown) {
         return standing ? "the disk does not tell what became of it" : NoAnswer(m_Limit);
     }
     if (!standing->isThere) {
-        return "somebody removed, renamed or replaced " + InQuotes(Name()) + " while it was written";
+        return "somebody removed, renamed or replaced " + InQuotes(ShownName()) + " while it was written";
     }
     if (standing->bytes != m_qwStart + m_qwWritten) {
         return "the disk holds " + WithCommas(standing->bytes) + " bytes instead of " +
@@ -209,9 +219,9 @@ Leftover CopyTarget::Abandon() {
     }
     Leftover left;
     const auto standing = Ask<TargetFile::Standing>([](const TargetFile& file) { return file.Look(); });
-    const std::string name = InQuotes(m_bInPlace ? m_strTarget : Name());
+    const std::string name = InQuotes(ShownName());
     if (!standing || !standing->isKnown) {
-        left.name = Name();
+        left.name = ShownName();
         left.words = "what stands at " + name + " cannot be told, as the disk does not answer";
         return left;
     }
@@ -219,7 +229,7 @@ Leftover CopyTarget::Abandon() {
         left.words = m_bInPlace ? name + " is not there any more" : "nothing is left of it";
         return left;
     }
-    left.name = Name();
+    left.name = ShownName();
     left.bytes = standing->bytes;
     left.words = name + " holds " + WithCommas(left.bytes) + (left.bytes == 1 ? " byte" : " bytes");
     if (m_bInPlace) {

@@ -62,6 +62,7 @@ private:
 
     std::string OpenSink(const Options& options);
     std::string CheckFile() const;
+    std::string ShownName() const;
     template <class Result, class Function>
     std::optional<Result> Ask(Function function) const;
 

@@ -105,6 +105,7 @@ Checked VerifyTarget(const CopyJob& job, const CopyTarget& target, uint64 bytes,
         return Checked::Failed;
     }
     Rest rest(*stream, target.Start());
+    rest.Seek(0);
     const std::unique_ptr<Reading> whole = OpenDigestSource(rest);
     if (!whole) {
         reason = "memory lacks";

@@ -70,6 +70,11 @@ void LogView::Clear() {
     m_strWriteFailure.clear();
 }
 
+void LogView::ClearButWrites() {
+    const std::lock_guard lock(m_Mutex);
+    m_strFailure.clear();
+}
+
 std::string LogView::WriteFailure() {
     const std::lock_guard lock(m_Mutex);
     return m_strWriteFailure;

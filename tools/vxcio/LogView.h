@@ -34,6 +34,8 @@ public:
 
     // Forgets the failures so far.
     void Clear();
+    // Forgets the last one, but keeps that of a write, which a thread may log at this very moment.
+    void ClearButWrites();
 
     // The last error line since Clear that tells more than that a read gave nothing; empty without one.
     std::string LastFailure();

@@ -266,7 +266,8 @@ void AddCommon(CLI::App& app, Options& options) {
            [&options](const std::string& text) {
                options.timeOut = static_cast<uint32>(ParseSize(text).value_or(0));
            },
-           "How long one operation on one of two copies may take in this run, whatever the settings say "
+           "How long one operation on one of two copies, or on a target, may take in this run, whatever the "
+           "settings say "
            "(HandleTimeOut, WriteHandleTimeOut); 10000 where they say nothing")
         ->check(Milliseconds())
         ->type_name("MS");

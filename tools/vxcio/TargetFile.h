@@ -16,7 +16,7 @@ enum class NameKind { Missing, File, Folder, Other, Unknown };
 struct NameFacts {
     NameKind kind = NameKind::Unknown;
     std::string reason; // of Unknown
-    std::string place;  // the name behind all links, for what is there
+    std::string place;  // for what is there: its name, that behind all links where it is one
     uint64 device = 0;  // with `number` the identity of what is there
     uint64 number = 0;
     bool leadsNowhere = false; // a link to what is not there

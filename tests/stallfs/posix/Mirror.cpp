@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
 #include <fuse.h>
@@ -12,6 +13,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace stallfs {
 
@@ -22,6 +24,7 @@ constexpr unsigned kMostThreads = 256; // each operation that waits holds one
 struct Served {
     std::string backing;
     StallRules* rules = nullptr;
+    bool isWritable = false;
 };
 
 Served& It() {
@@ -49,6 +52,8 @@ int Pass(Operation operation, const char* path, std::uint64_t end = 0) {
         return 0;
     case StallRules::Passed::Fails:
         return -EIO;
+    case StallRules::Passed::Full:
+        return -ENOSPC;
     case StallRules::Passed::Interrupted:
         break;
     }
@@ -92,15 +97,13 @@ int ReadFolder(const char* path, void* buffer, fuse_fill_dir_t fill, off_t, fuse
     return 0;
 }
 
-int Open(const char* path, fuse_file_info* info) {
-    if ((info->flags & O_ACCMODE) != O_RDONLY) {
-        return -EROFS;
-    }
+int OpenReal(const char* path, int more, mode_t mode, fuse_file_info* info) {
     if (const int error = Pass(Operation::Open, path)) {
         return error;
     }
     // Direct opens are served through the cache: what counts here is only that they are.
-    const int descriptor = ::open(Real(path).c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor =
+        ::open(Real(path).c_str(), (info->flags & (O_ACCMODE | O_EXCL)) | more | O_CLOEXEC, mode);
     if (descriptor < 0) {
         return -errno;
     }
@@ -108,6 +111,17 @@ int Open(const char* path, fuse_file_info* info) {
     // Past the page cache, so that each read of the caller comes here and nothing is read ahead.
     info->direct_io = 1;
     return 0;
+}
+
+int Open(const char* path, fuse_file_info* info) {
+    if ((info->flags & O_ACCMODE) != O_RDONLY && !It().isWritable) {
+        return -EROFS;
+    }
+    return OpenReal(path, 0, 0, info);
+}
+
+int Create(const char* path, mode_t mode, fuse_file_info* info) {
+    return OpenReal(path, O_CREAT, mode, info);
 }
 
 int Read(const char* path, char* buffer, std::size_t bytes, off_t position, fuse_file_info* info) {
@@ -119,6 +133,39 @@ int Read(const char* path, char* buffer, std::size_t bytes, off_t position, fuse
         It().rules->CountRead(Name(path), static_cast<std::uint64_t>(got));
     }
     return Result(got);
+}
+
+int Write(const char* path, const char* buffer, std::size_t bytes, off_t position, fuse_file_info* info) {
+    const auto from = static_cast<std::uint64_t>(position);
+    if (const int error = Pass(Operation::Write, path, from + bytes)) {
+        return error;
+    }
+    std::vector<char> data(buffer, buffer + bytes);
+    It().rules->Spoil(Name(path), from, data);
+    return Result(::pwrite(static_cast<int>(info->fh), data.data(), bytes, position));
+}
+
+int Truncate(const char* path, off_t size, fuse_file_info*) {
+    return Result(::truncate(Real(path).c_str(), size));
+}
+
+int Sync(const char* path, int, fuse_file_info* info) {
+    if (const int error = Pass(Operation::Sync, path)) {
+        return error;
+    }
+    return Result(::fsync(static_cast<int>(info->fh)));
+}
+
+int Remove(const char* path) {
+    return Result(::unlink(Real(path).c_str()));
+}
+
+int Rename(const char* from, const char* to, unsigned flags) {
+    return Result(::renameat2(AT_FDCWD, Real(from).c_str(), AT_FDCWD, Real(to).c_str(), flags));
+}
+
+int ChangeMode(const char* path, mode_t mode, fuse_file_info*) {
+    return Result(::chmod(Real(path).c_str(), mode));
 }
 
 // A close of the caller waits for this one; Release comes later, when nobody waits any more.
@@ -133,9 +180,10 @@ int Release(const char*, fuse_file_info* info) {
 
 } // namespace
 
-bool ServeMirror(const std::string& backing, const std::string& mountPoint, StallRules& rules,
+bool ServeMirror(const std::string& backing, const std::string& mountPoint, Access access, StallRules& rules,
                  void (*ready)()) {
     It().backing = backing;
+    It().isWritable = access == Access::Writable;
     It().rules = &rules;
     fuse_operations operations{};
     operations.init = Initialise;
@@ -145,9 +193,19 @@ bool ServeMirror(const std::string& backing, const std::string& mountPoint, Stal
     operations.read = Read;
     operations.flush = Flush;
     operations.release = Release;
+    if (access == Access::Writable) {
+        operations.create = Create;
+        operations.write = Write;
+        operations.truncate = Truncate;
+        operations.fsync = Sync;
+        operations.unlink = Remove;
+        operations.rename = Rename;
+        operations.chmod = ChangeMode;
+    }
     char program[] = "vxc-stallfs";
     char option[] = "-oro,fsname=vxc-stallfs,subtype=stallfs";
-    char* words[] = {program, option, nullptr};
+    char writable[] = "-ofsname=vxc-stallfs,subtype=stallfs";
+    char* words[] = {program, access == Access::Writable ? writable : option, nullptr};
     fuse_args arguments{2, words, 0};
     fuse* const served = fuse_new(&arguments, &operations, sizeof operations, nullptr);
     fuse_opt_free_args(&arguments);

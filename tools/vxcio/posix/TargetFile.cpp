@@ -54,8 +54,11 @@ NameFacts FactsOf(const struct stat& status) {
 // "folder/name.vxcio-part" or "folder/name.vxcio-part.1"; a long name gives way to what stands behind it,
 // without a character being cut in two.
 std::string PartName(const std::string& target, int number) {
-    const std::string suffix =
-        kPartSuffix + (number == 0 ? std::string() : std::string(".").append(std::to_string(number)));
+    std::string suffix = kPartSuffix;
+    if (number > 0) {
+        suffix += '.';
+        suffix += std::to_string(number);
+    }
     const std::size_t start = target.rfind('/') + 1; // 0 without one
     std::size_t length = std::min(target.size() - start, kLongestName - suffix.size());
     while (length > 0 && start + length < target.size() &&
@@ -72,7 +75,9 @@ NameFacts LookAt(const std::string& name) {
     NameFacts facts;
     if (::stat(name.c_str(), &status) == 0) {
         facts = FactsOf(status);
-        facts.place = RealPlace(name);
+        struct stat named {};
+        const bool isLink = ::lstat(name.c_str(), &named) == 0 && S_ISLNK(named.st_mode);
+        facts.place = isLink ? RealPlace(name) : name;
         return facts;
     }
     const int error = errno;
