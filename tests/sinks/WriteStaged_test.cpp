@@ -204,6 +204,8 @@ TEST_F(WriteStagedTest, AFailedWriteIsToldByTheNextOne) {
     News();
     sink.Seek(3, 1); // nothing is flushed any more
     EXPECT_TRUE(News().empty());
+    EXPECT_EQ(sink.CloseFile(), VXC_STATUS_OK);
+    EXPECT_EQ(Inspector::StageFill(sink), 0U); // what was staged is dropped
 }
 
 // A flush that cannot pad must not put zeros over what stands behind the staged bytes.
