@@ -72,13 +72,19 @@ uint32 CWriteFileEx1::OpenFile(const wchar_t* fileName, uint32 bufferBytes, uint
         m_nCurPos = 0;
         m_dwSectorSize = kDefaultSectorSize;
         FixFlags(flagsAndAttributes);
-        uint32 status = OpenHandle();
-        if (status == VXC_STATUS_OK) {
-            status = Prepare(bufferBytes);
+        m_bStatusOK = 0;
+        if (const uint32 status = OpenHandle(); status != VXC_STATUS_OK) {
+            return status;
         }
-        m_bStatusOK = status == VXC_STATUS_OK ? 1 : 0;
+        if (!Prepare(bufferBytes)) {
+            LogError(L"CWriteFileEx1::OpenFile(%s): no memory or thread for a ring of %lld bytes",
+                     m_pInner->m_strFileName.c_str(), int64{bufferBytes});
+            Release();
+            return VXC_STATUS_OPEN_WRITE;
+        }
         m_nLastOperation = kNone;
-        return status;
+        m_bStatusOK = 1;
+        return VXC_STATUS_OK;
     } catch (...) {
         m_bStatusOK = 0;
         Release();
@@ -104,7 +110,10 @@ void CWriteFileEx1::FixFlags(uint32 flagsAndAttributes) {
 }
 
 uint32 CWriteFileEx1::OpenHandle() {
-    m_pMediaFile.reset(new CQLSoftFileHandle);
+    m_pMediaFile.reset(new (std::nothrow) CQLSoftFileHandle);
+    if (!m_pMediaFile) {
+        return VXC_STATUS_OPEN_WRITE;
+    }
     if (m_nOpenMode > kModeUpdate) {
         return VXC_STATUS_OK; // the handle stays without a file
     }
@@ -123,27 +132,20 @@ uint32 CWriteFileEx1::OpenHandle() {
     return VXC_STATUS_OK;
 }
 
-// What lies between the caller and the open file. A status; after a failure nothing is left of it.
-uint32 CWriteFileEx1::Prepare(uint32 bufferBytes) {
+// What lies between the caller and the open file. False when something lacks; Release undoes the rest.
+bool CWriteFileEx1::Prepare(uint32 bufferBytes) {
     m_dwWriteMode = (bufferBytes != 0 ? kThreaded : 0u) |
                     ((m_dwFlagsAndAttributes & VXC_FILE_FLAG_NO_BUFFERING) != 0 ? kUnbuffered : 0u) |
                     (m_nOpenMode == kModeAppend ? kAppend : 0u);
     m_dwSectorSize = GetDiskSectorSize(m_pInner->m_strFileName);
     if (IsThreaded() && !FixSizes(bufferBytes)) {
-        Release();
-        return VXC_STATUS_OPEN_WRITE;
+        return false;
     }
     if ((m_dwWriteMode & kAppend) != 0) {
         m_pInner->m_qwFileSize = m_pMediaFile->GetFileSize();
         m_nCurPos = m_pInner->m_qwFileSize;
     }
-    if (!MakeBuffers()) {
-        LogError(L"CWriteFileEx1::OpenFile(%s): no memory or thread for a ring of %d bytes",
-                 m_pInner->m_strFileName.c_str(), bufferBytes);
-        Release();
-        return VXC_STATUS_OPEN_WRITE;
-    }
-    return VXC_STATUS_OK;
+    return MakeBuffers();
 }
 
 // False when the sizes do not fit 32 bits once they are rounded.
@@ -237,8 +239,8 @@ void CWriteFileEx1::CutToSize() {
         m_bStatusOK = 0;
     }
     LogTrace(L"CWriteFileEx1::CloseFile()--VXC_CloseHandle(%s) End", name);
-    if (m_bStatusOK == 0) {
-        return;
+    if (m_bStatusOK == 0 || m_nOpenMode > kModeUpdate) {
+        return; // of a mode that opened no file there is none to cut
     }
     LogTrace(L"CWriteFileEx1::CloseFile(%s) Modify NoBuffer Mode FileSize - 1", name);
     // Cut only where the move succeeded: a file cut at the wrong place would lose what was written.

@@ -61,7 +61,7 @@ private:
 
     void FixFlags(uint32 flagsAndAttributes);
     uint32 OpenHandle();
-    uint32 Prepare(uint32 bufferBytes);
+    bool Prepare(uint32 bufferBytes);
     bool FixSizes(uint32 bufferBytes);
     bool MakeBuffers();
     void Release();
@@ -80,6 +80,7 @@ private:
     void SwitchReadCache(uint32 command);
     void ReadUnbuffered(uint8* buffer, uint32 bytes);
     void ReadOrdinary(uint8* buffer, uint32 bytes);
+    bool IsForReadCache(uint32 offset, uint32 bytes) const;
     void FillReadCache(uint64 position);
     uint32 ReadInto(uint8* target, uint32 bytes);
 
