@@ -7,6 +7,7 @@
 #include "frame/PlatformTypes.h"
 #include "frame/Status.h"
 #include "frame/TransferDefaults.h"
+#include "platform/SafeCopy.h"
 #include "sinks/EthernetDisks.h"
 #include "sinks/HandleMoves.h"
 #include "sources/DiskProbes.h"
@@ -71,8 +72,11 @@ uint32 CWriteFileEx1::OpenFile(const wchar_t* fileName, uint32 bufferBytes, uint
         m_pInner->m_qwFileSize = 0;
         m_nCurPos = 0;
         m_dwSectorSize = kDefaultSectorSize;
-        FixFlags(flagsAndAttributes);
         m_bStatusOK = 0;
+        if (!TakeCallbacks()) {
+            return VXC_STATUS_OPEN_WRITE;
+        }
+        FixFlags(flagsAndAttributes);
         if (const uint32 status = OpenHandle(); status != VXC_STATUS_OK) {
             return status;
         }
@@ -92,11 +96,24 @@ uint32 CWriteFileEx1::OpenFile(const wchar_t* fileName, uint32 bufferBytes, uint
     }
 }
 
+// A host may free its table once the file is open, but the close may open the file again: it does so with a
+// copy of the table. False when memory lacks.
+bool CWriteFileEx1::TakeCallbacks() {
+    const CVXCString& name = m_pInner->m_strFileName;
+    m_pIOCallbackSet = nullptr;
+    m_strReopenName = name;
+    const CVXCString plainName = DELVXCIOID(name, &m_pIOCallbackSet);
+    if (m_pIOCallbackSet != nullptr) {
+        // Where nothing readable lies at that address the open tells.
+        CopyFromAnywhere(&m_callbacks, m_pIOCallbackSet, sizeof m_callbacks);
+        m_strReopenName = ADDVXCIOID(plainName, &m_callbacks);
+    }
+    return name.IsEmpty() || (!plainName.IsEmpty() && !m_strReopenName.IsEmpty());
+}
+
 void CWriteFileEx1::FixFlags(uint32 flagsAndAttributes) {
     const wchar_t* const name = m_pInner->m_strFileName;
     m_dwFlagsAndAttributes = flagsAndAttributes;
-    m_pIOCallbackSet = nullptr;
-    DELVXCIOID(name, &m_pIOCallbackSet);
     if (m_pIOCallbackSet != nullptr) {
         return; // a host knows its own files
     }
@@ -244,8 +261,8 @@ void CWriteFileEx1::CutToSize() {
     }
     LogTrace(L"CWriteFileEx1::CloseFile(%s) Modify NoBuffer Mode FileSize - 1", name);
     // Cut only where the move succeeded: a file cut at the wrong place would lose what was written.
-    if (m_pMediaFile->CreateFile(name, VXC_GENERIC_WRITE, VXC_FILE_SHARE_READ, nullptr, VXC_OPEN_ALWAYS,
-                                 kAttributeNormal, nullptr, 0) == VXC_STATUS_OK &&
+    if (m_pMediaFile->CreateFile(m_strReopenName, VXC_GENERIC_WRITE, VXC_FILE_SHARE_READ, nullptr,
+                                 VXC_OPEN_ALWAYS, kAttributeNormal, nullptr, 0) == VXC_STATUS_OK &&
         MoveTo(*m_pMediaFile, m_pInner->m_qwFileSize)) {
         m_pMediaFile->SetEndofFile();
     }

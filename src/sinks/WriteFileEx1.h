@@ -59,6 +59,7 @@ private:
     bool IsThreaded() const noexcept { return (m_dwWriteMode & kThreaded) != 0; }
     bool IsUnbuffered() const noexcept { return (m_dwWriteMode & kUnbuffered) != 0; }
 
+    bool TakeCallbacks();
     void FixFlags(uint32 flagsAndAttributes);
     uint32 OpenHandle();
     bool Prepare(uint32 bufferBytes);
@@ -101,6 +102,8 @@ private:
     uint32 m_bStatusOK = 1; // cleared by the first failure, set by an open
     uint32 m_nOpenMode = 0;
     void* m_pIOCallbackSet = nullptr;  // a host's functions found in the name
+    IOCallbackSet m_callbacks = {};    // a copy of them
+    CVXCString m_strReopenName;        // the file's name, with the copy instead of the host's table
     vxcio::AlignedBuffer m_pReadCache; // empty unless it is switched on
     uint64 m_nReadCachePos = 0;        // of its first byte
     uint32 m_dwReadCacheFill = 0;      // bytes of its last fill

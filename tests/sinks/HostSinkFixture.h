@@ -25,6 +25,7 @@ protected:
     HostSinkFixture() : content(Pattern(kSize, 4)), host(L"host.mxf", content) {
         SetSectorSize<512>(platform);
     }
+    void TearDown() override { sink.CloseFile(); } // while the host is there
 
     uint32 OpenHost(uint32 bufferBytes, uint32 flags = 0, uint32 mode = kUpdate,
                     uint32 blockBytes = 1048576) {
