@@ -184,7 +184,7 @@ TEST_P(WriteFileSeekPathsTest, InThreadModeWritesGoWhereTheSinkStands) {
     folder.WritePattern("target", 5000, 3);
     std::vector<uint8> expected = Pattern(5000, 3);
     ASSERT_EQ(Open(GetParam(), kUpdate), VXC_STATUS_OK);
-    for (const std::size_t at : {500, 500, 512, 512, 1024, 1030, 1024}) {
+    for (const std::size_t at : {500U, 500U, 512U, 512U, 1024U, 1030U, 1024U}) {
         const std::vector<uint8> bytes = Pattern(4, static_cast<uint32>(at));
         sink.Seek(1, 1); // leaves the place, whatever it was
         EXPECT_EQ(sink.Seek(static_cast<int64>(at), 1), static_cast<int64>(at));
