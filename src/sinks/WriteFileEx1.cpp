@@ -174,7 +174,7 @@ bool CWriteFileEx1::FixSizes(uint32 bufferBytes) {
     }
     const uint64 block = RoundUp(wanted, m_dwSectorSize);
     const uint64 buffer = RoundUp(bufferBytes, block);
-    if (block > 0xFFFFFFFFu || buffer > 0xFFFFFFFFu) {
+    if (buffer > 0xFFFFFFFFu) { // which is never less than the block
         return false;
     }
     m_dwBlockSize = static_cast<uint32>(block);

@@ -2,16 +2,18 @@
 #include "sinks/HostSinkFixture.h"
 #include "support/posix/SystemTesting.h"
 
+#include <cstdlib>
 #include <fstream>
 #include <sys/resource.h>
 
-// With a sanitizer built in memory that lacks would end the program.
-extern "C" const char* __asan_default_options();
-extern "C" const char* __tsan_default_options();
-extern "C" const char* __asan_default_options() {
+// With a sanitizer built in memory that lacks would end the program; its runtime asks these.
+#define VXC_ASKED_BY_THE_RUNTIME extern "C" __attribute__((visibility("default"), used))
+VXC_ASKED_BY_THE_RUNTIME const char* __asan_default_options();
+VXC_ASKED_BY_THE_RUNTIME const char* __tsan_default_options();
+const char* __asan_default_options() {
     return "allocator_may_return_null=1";
 }
-extern "C" const char* __tsan_default_options() {
+const char* __tsan_default_options() {
     return "allocator_may_return_null=1";
 }
 
@@ -32,11 +34,31 @@ protected:
         const rlimit most = {pages * kPage + bytes, pages * kPage + bytes};
         return pages != 0 && ::setrlimit(RLIMIT_AS, &most) == 0;
     }
+    // Takes all memory that is there in pieces of this size, so that only smaller ones are left; and frees
+    // it.
+    struct Piece {
+        Piece* next;
+    };
+    static Piece* TakePieces(std::size_t bytes) {
+        Piece* first = nullptr;
+        while (auto* const piece = static_cast<Piece*>(std::malloc(bytes))) {
+            piece->next = first;
+            first = piece;
+        }
+        return first;
+    }
+    static void FreePieces(Piece* piece) {
+        while (piece != nullptr) {
+            Piece* const next = piece->next;
+            std::free(piece);
+            piece = next;
+        }
+    }
     // 0 when the open failed and nothing is left of it.
     int ExpectRefused(uint32 bufferBytes, uint32 flags) {
-        if (OpenHost(bufferBytes, flags) != VXC_STATUS_OPEN_WRITE) {
-            return 2;
-        }
+        return OpenHost(bufferBytes, flags) == VXC_STATUS_OPEN_WRITE ? ExpectNothingLeft() : 2;
+    }
+    int ExpectNothingLeft() {
         if (Inspector::IsOpen(sink) || Inspector::IsGood(sink) || Inspector::Ring(sink) != nullptr ||
             Inspector::StageCapacity(sink) != 0 || Inspector::HasSectorBuffer(sink)) {
             return 3;
@@ -56,6 +78,24 @@ TEST_F(BuffersLackTest, ARingWithoutItsBuffersIsNone) {
 
 TEST_F(BuffersLackTest, WithoutAStagingAreaThereIsNoUnbufferedSink) {
     SetSectorSize<0x40000000>(platform);
+    EXPECT_EQ(RunInChild([this] { return Limit(200 * kMiB) ? ExpectRefused(0, kDirect) : 1; }), 0);
+}
+
+TEST_F(BuffersLackTest, WithASectorButNoStagingAreaNeither) {
+    const auto open = [this] {
+        if (!Limit(8 * kMiB)) {
+            return 1;
+        }
+        Piece* const taken = TakePieces(kMiB / 2);
+        const uint32 status = OpenHost(0, kDirect);
+        FreePieces(taken);
+        return status == VXC_STATUS_OPEN_WRITE ? ExpectNothingLeft() : 2;
+    };
+    EXPECT_EQ(RunInChild(open), 0);
+}
+
+TEST_F(BuffersLackTest, WithAStagingAreaButNoSectorNeither) {
+    SetSectorSize<128 * kMiB>(platform);
     EXPECT_EQ(RunInChild([this] { return Limit(200 * kMiB) ? ExpectRefused(0, kDirect) : 1; }), 0);
 }
 
