@@ -77,11 +77,15 @@ TEST_F(EthernetDisksTest, OnlyTheFirstEntryMeetsOrdinaryNames) {
     EXPECT_FALSE(IsOnEthernetDisk(L"E:\\clip"));
 }
 
-TEST_F(EthernetDisksTest, ALaterEntryIsLookedAtToo) {
+TEST_F(EthernetDisksTest, NamesOfALaterEntryBeginWithTheFirst) {
     SetDisks(L"q*aEnd");
     EXPECT_TRUE(IsOnEthernetDisk(L"qaEnd of it"));
+    EXPECT_FALSE(IsOnEthernetDisk(L"aEnd of it"));
+}
+
+TEST_F(EthernetDisksTest, AnEmptyEntryIsTheStartOfEveryName) {
     SetDisks(L"*/mnt");
-    EXPECT_TRUE(IsOnEthernetDisk(L"anything")); // an empty entry is the start of every name
+    EXPECT_TRUE(IsOnEthernetDisk(L"anything"));
     EXPECT_TRUE(IsOnEthernetDisk(L""));
 }
 
