@@ -1,7 +1,7 @@
 // Disks on which files are never written past the cache.
 #include "sinks/EthernetDisks.h"
 
-#include "sinks/HostSinkFixture.h"
+#include "sinks/SinkOverHost.h"
 #include "support/SettingsScope.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr const wchar_t* kSection = L"Software\\Norvex\\EthernetDiskInfo";
 
-class EthernetDisksTest : public HostSinkFixture {
+class EthernetDisksTest : public SinkOverHost {
 protected:
     void SetDisks(const std::wstring& disks) { settings.Set(kSection, L"DiskArray", disks); }
 

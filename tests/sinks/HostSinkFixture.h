@@ -1,64 +1,109 @@
-// HostSinkFixture.h - a file sink over a host's functions, which tell of each move and transfer; and disks
-// with any sector size.
+// HostSinkFixture.h - a file sink over a host's functions, which tell what they were asked, and by whom.
 #pragma once
 
 #include "sinks/SinkFixture.h"
 #include "support/HostTable.h"
 
+#include <string>
+#include <thread>
+#include <vector>
+
 namespace vxcio::test {
 
-// Every disk has this sector size while the scope lives.
-template <uint32 size>
-void SetSectorSize(const PlatformScope& platform) {
-    platform.Disks().getDiskFreeSpace = [](const wchar_t*, uint32* bytes) {
-        *bytes = size;
-        return 1;
-    };
+// What a host was asked, in order: "open", "seek 512", "step 0" for a move from where the file stands,
+// "read 512", "write 100", "cut", "close"; behind "writer " what other threads than this asked.
+inline std::vector<std::string> Asked(const HostTable& host) {
+    std::vector<std::string> asked;
+    for (const HostCall& call : host.Log()) {
+        std::string text = call.thread == std::this_thread::get_id() ? "" : "writer ";
+        switch (call.function) {
+        case HostFunction::Open:
+            text += "open";
+            break;
+        case HostFunction::Read:
+            text += "read " + std::to_string(call.bytes);
+            break;
+        case HostFunction::SetFilePointer:
+            text += (call.method == VXC_FILE_BEGIN ? "seek " : "step ") + std::to_string(call.distance);
+            break;
+        case HostFunction::GetFileSize:
+            text += "size";
+            break;
+        case HostFunction::Write:
+            text += "write " + std::to_string(call.bytes);
+            break;
+        case HostFunction::SetEndofFile:
+            text += "cut";
+            break;
+        case HostFunction::CloseFile:
+            text += "close";
+            break;
+        case HostFunction::ErrorText:
+            continue;
+        }
+        asked.push_back(text);
+    }
+    return asked;
 }
 
-// The host's file lies in memory, takes transfers of any size at any place and begins with kSize patterned
-// bytes. The sector size is 512.
-class HostSinkFixture : public SinkFixture {
-protected:
-    static constexpr uint32 kSize = 100'000;
+// Without worker threads a move that the host fails is noticed only where the thread has a last error.
+class StandingError {
+public:
+    StandingError() { m_plan.Add(Answer(Op::VXC_GetLastError, VXC_ERROR_IO_DEVICE).FromThenOn()); }
 
-    HostSinkFixture() : content(Pattern(kSize, 4)), host(L"host.mxf", content) {
-        SetSectorSize<512>(platform);
+private:
+    FaultPlan m_plan;
+};
+
+// Sectors of 512 bytes, whatever lies under the test.
+class SmallSectors {
+public:
+    SmallSectors() {
+        m_platform.Disks().getDiskFreeSpace = [](const wchar_t*, uint32* size) {
+            *size = 512;
+            return 1;
+        };
     }
-    void TearDown() override { sink.CloseFile(); } // while the host is there
 
-    uint32 OpenHost(uint32 bufferBytes, uint32 flags = 0, uint32 mode = kUpdate,
-                    uint32 blockBytes = 1048576) {
+private:
+    PlatformScope m_platform;
+};
+
+class HostSinkFixture : public ::testing::Test {
+protected:
+    using Inspector = WriteFileInspector;
+    static constexpr uint32 kCreate = 0;
+    static constexpr uint32 kAppend = 1;
+    static constexpr uint32 kUpdate = 2;
+    static constexpr uint32 kSector = 512;
+    static constexpr uint32 kNode = 524288; // two of them in the smallest ring
+
+    uint32 Open(const WritePath& path, uint32 mode = kCreate) {
+        return Open(path.bufferBytes, path.flags, mode);
+    }
+    uint32 Open(uint32 bufferBytes, uint32 flags, uint32 mode = kCreate, uint32 blockBytes = kNode) {
         return sink.OpenFile(host.Tagged().c_str(), bufferBytes, blockBytes, mode, flags, 0, 0, 0, 0,
                              nullptr);
     }
-    std::vector<uint8> Bytes(std::size_t position, std::size_t count) const {
-        return Slice(content, position, count);
+    int Write(const std::vector<uint8>& bytes, uint32* wentOut = nullptr) {
+        return sink.Write(bytes.data(), static_cast<uint32>(bytes.size()), wentOut);
     }
-
-    // What the host was asked for since the last time, without its texts of errors: "seek 512 from 0",
-    // "read 512", "write 512".
-    std::vector<std::string> Asked() {
-        std::vector<std::string> asked;
-        for (const HostCall& call : host.Log()) {
-            if (call.function == HostFunction::SetFilePointer) {
-                asked.push_back("seek " + std::to_string(call.distance) + " from " +
-                                std::to_string(call.method));
-            } else if (call.function == HostFunction::Read) {
-                asked.push_back("read " + std::to_string(call.bytes));
-            } else if (call.function == HostFunction::Write) {
-                asked.push_back("write " + std::to_string(call.bytes));
-            } else if (call.function != HostFunction::ErrorText) {
-                asked.emplace_back(HostFunctionName(call.function));
-            }
-        }
+    // What the host was asked since the last time.
+    std::vector<std::string> News() {
+        const auto asked = Asked(host);
         host.ClearLog();
         return asked;
     }
 
-    const PlatformScope platform;
-    const std::vector<uint8> content;
-    HostTable host;
+    const SmallSectors sectors;
+    HostTable host{L"host.mxf"};
+    CWriteFileEx1 sink;
 };
+
+// The four ways, by the order of kWritePaths.
+inline constexpr const WritePath& kThrough = kWritePaths[0];
+inline constexpr const WritePath& kStaged = kWritePaths[1];
+inline constexpr const WritePath& kThreadedPath = kWritePaths[2];
+inline constexpr const WritePath& kThreadedUnbuffered = kWritePaths[3];
 
 } // namespace vxcio::test

@@ -1,6 +1,6 @@
 // Opening a file sink that fails, that follows another open, and what a host must keep for it.
 #include "filehandle/ThreadFixture.h"
-#include "sinks/HostSinkFixture.h"
+#include "sinks/SinkOverHost.h"
 #include "support/LeakChecks.h"
 #include "support/SettingsScope.h"
 
@@ -9,7 +9,7 @@ using namespace vxcio::test;
 
 namespace {
 
-class WriteFileOpenAgainTest : public HostSinkFixture {
+class WriteFileOpenAgainTest : public SinkOverHost {
 protected:
     std::vector<uint8> Old() const { return Pattern(kOldSize, 3); }
 

@@ -1,5 +1,5 @@
 // Opening a file sink where memory, events or a thread lack.
-#include "sinks/HostSinkFixture.h"
+#include "sinks/SinkOverHost.h"
 #include "sinks/WriteFile.h"
 #include "support/LeakChecks.h"
 #include "support/MemoryLack.h"

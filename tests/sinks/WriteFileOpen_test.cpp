@@ -1,6 +1,6 @@
 // Opening a file sink: modes, flags, sizes and log lines.
 #include "filehandle/HandleFixture.h"
-#include "sinks/HostSinkFixture.h"
+#include "sinks/SinkOverHost.h"
 #include "support/LeakChecks.h"
 #include "support/SettingsScope.h"
 
@@ -17,7 +17,7 @@ namespace {
 // Modes that open no file.
 constexpr uint32 kOddModes[] = {3, 4, 0x80000000u, 0xFFFFFFFFu};
 
-class WriteFileOpenTest : public HostSinkFixture {
+class WriteFileOpenTest : public SinkOverHost {
 protected:
     const SCreateFile* Record() const { return SoftFileHandleInspector::Record(Inspector::File(sink)); }
     std::vector<uint8> Old() const { return Pattern(kOldSize, 3); }

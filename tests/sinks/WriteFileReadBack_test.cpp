@@ -1,6 +1,6 @@
 // Reading back what a sink wrote, without its cache.
 #include "filehandle/ThreadFixture.h"
-#include "sinks/HostSinkFixture.h"
+#include "sinks/SinkOverHost.h"
 #include "support/SettingsScope.h"
 
 #include <gmock/gmock.h>
@@ -14,10 +14,10 @@ namespace {
 
 constexpr uint32 kMiB = 1048576;
 
-class WriteFileReadBackTest : public HostSinkFixture {
+class WriteFileReadBackTest : public SinkOverHost {
 protected:
     uint32 OpenHost(uint32 bufferBytes, uint32 flags = 0) {
-        const uint32 status = HostSinkFixture::OpenHost(bufferBytes, flags);
+        const uint32 status = SinkOverHost::OpenHost(bufferBytes, flags);
         host.ClearLog();
         return status;
     }

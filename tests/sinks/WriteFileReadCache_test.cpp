@@ -1,5 +1,5 @@
 // The cache of what a sink reads back.
-#include "sinks/HostSinkFixture.h"
+#include "sinks/SinkOverHost.h"
 #include "support/SettingsScope.h"
 
 #include <gmock/gmock.h>
@@ -16,7 +16,7 @@ constexpr uint32 kOn = 0xFFFFFFFF;
 constexpr uint32 kOff = 0xFFFFFFFE;
 
 // Over a host's file of 2 MiB.
-class WriteFileReadCacheTest : public HostSinkFixture {
+class WriteFileReadCacheTest : public SinkOverHost {
 protected:
     static constexpr uint32 kLength = 2'000'000;
 

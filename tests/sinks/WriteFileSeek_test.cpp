@@ -1,6 +1,6 @@
 // Seeking in a file sink: what moves, what is flushed, and what positions far away do to the file.
 #include "filehandle/ThreadFixture.h"
-#include "sinks/HostSinkFixture.h"
+#include "sinks/SinkOverHost.h"
 #include "support/SettingsScope.h"
 
 #include <gmock/gmock.h>
@@ -14,10 +14,10 @@ using ::testing::IsEmpty;
 
 namespace {
 
-class WriteFileSeekTest : public HostSinkFixture {
+class WriteFileSeekTest : public SinkOverHost {
 protected:
     uint32 OpenHost(const WritePath& path, uint32 mode = kUpdate) {
-        const uint32 status = HostSinkFixture::OpenHost(path.bufferBytes, path.flags, mode);
+        const uint32 status = SinkOverHost::OpenHost(path.bufferBytes, path.flags, mode);
         host.ClearLog();
         return status;
     }
@@ -198,14 +198,14 @@ TEST_P(WriteFileSeekPathsTest, InThreadModeWritesGoWhereTheSinkStands) {
 }
 
 TEST_F(WriteFileSeekTest, OnlyInThreadModeIsTheFileAskedWhereItStands) {
-    ASSERT_EQ(HostSinkFixture::OpenHost(0), VXC_STATUS_OK);
+    ASSERT_EQ(SinkOverHost::OpenHost(0), VXC_STATUS_OK);
     sink.Seek(500, 1);
     Asked();
     EXPECT_EQ(Write(Pattern(4, 1)), 4);
     EXPECT_THAT(Asked(), ElementsAre("seek 500 from 0", "write 4"));
     sink.CloseFile();
     const TimeOuts limits(VXC_INFINITE, 5000);
-    ASSERT_EQ(HostSinkFixture::OpenHost(0), VXC_STATUS_OK);
+    ASSERT_EQ(SinkOverHost::OpenHost(0), VXC_STATUS_OK);
     sink.Seek(500, 1);
     Asked();
     EXPECT_EQ(Write(Pattern(4, 1)), 4);

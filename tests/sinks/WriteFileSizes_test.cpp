@@ -1,5 +1,5 @@
 // Block and buffer of a sink with a writer thread.
-#include "sinks/HostSinkFixture.h"
+#include "sinks/SinkOverHost.h"
 #include "support/LeakChecks.h"
 #include "support/SettingsScope.h"
 
@@ -17,7 +17,7 @@ struct Sizes {
     uint32 block;
 };
 
-class WriteFileSizesTest : public HostSinkFixture {
+class WriteFileSizesTest : public SinkOverHost {
 protected:
     void Expect(const Sizes& sizes) {
         LogCapture log;

@@ -1,7 +1,7 @@
 // The sink whose block size is a setting.
 #include "sinks/WriteFile.h"
 
-#include "sinks/HostSinkFixture.h"
+#include "sinks/SinkOverHost.h"
 #include "support/SettingsScope.h"
 
 #include <gmock/gmock.h>
@@ -14,14 +14,14 @@ namespace {
 
 constexpr uint32 kMiB = 1048576;
 
-class WriteFileTest : public HostSinkFixture {
+class WriteFileTest : public SinkOverHost {
 protected:
     uint32 OpenFacade(uint32 bufferBytes, uint32 mode = kUpdate, uint32 flags = 0) {
         return facade.OpenFile(host.Tagged().c_str(), bufferBytes, mode, flags, nullptr);
     }
     void TearDown() override {
         facade.CloseFile();
-        HostSinkFixture::TearDown();
+        SinkOverHost::TearDown();
     }
     // Whether a ring of 4 MiB is cut into such blocks.
     bool HasBlocksOf(uint32 bytes) {

@@ -1,5 +1,5 @@
 // Sinks whose large buffers cannot be had, as under a limit of the process.
-#include "sinks/HostSinkFixture.h"
+#include "sinks/SinkOverHost.h"
 #include "support/posix/SystemTesting.h"
 
 #include <cstdlib>
@@ -24,7 +24,7 @@ namespace {
 
 constexpr uint32 kMiB = 1048576;
 
-class BuffersLackTest : public HostSinkFixture {
+class BuffersLackTest : public SinkOverHost {
 protected:
     // From now on there is so much memory more for this process.
     static bool Limit(std::size_t bytes) {
