@@ -117,6 +117,17 @@ public:
 };
 
 // The write interface.
+//
+// Written at any position, in any size; what was written can be read back and written anew. Where the target
+// is a file:
+//
+//   Seek, Write and ReadBack give no codes. The first failure in one of them is kept: from then on Write and
+//   ReadBack give 0, and CloseFile leaves the file as it stands. With a ring a write is carried out later,
+//   and its failure is met when the caller comes round to that block again, so that some writes after it
+//   still give their length; one in the last blocks is told by the log alone. Who must know reads the file.
+//
+//   Each operation on the file is bounded by the time-outs of the settings and fails when they pass; the sink
+//   has none of its own.
 class VXCSOFTCODECIO_API CQLSoftDataSink : public CSoftDataIO {
 public:
     // IOWORKMODE_FILE or IOWORKMODE_FTP; null for any other value, when memory lacks, or when the kind of
@@ -128,26 +139,50 @@ public:
     CQLSoftDataSink& operator=(const CQLSoftDataSink& other) noexcept;
     ~CQLSoftDataSink() override;
 
-    // A sink gives no digest by itself; 0.
+    // A sink gives no digest by itself; 0. Of the file sinks CQLSoftDataSinkEx1 gives one.
     int GetMD5_check(uint32 type, uint8*& digest, int& length) override;
 
-    // Creates or opens the target. bufferBytes: ring of the writer thread, 0 for none. openMode: 0 create,
-    // 1 append, 2 update in place. `reserved` is not used. 0 or a status.
+    // Creates or opens the target. `fileName` may carry a host's file functions (CallerFileFunctions.h).
+    //
+    //   bufferBytes   0: each write goes to the target on the caller's thread. More: a ring of blocks that a
+    //                 thread writes; up to 1 MiB gives two blocks of 512 KiB, more is rounded up to whole
+    //                 blocks, whose size is the setting "WriteBlockSize"
+    //   openMode      0 creates the file, or empties the one that is there; 1 goes to the end of the file, 2
+    //                 to its start, and both create it where there is none. Any other opens nothing, gives 0,
+    //                 and the writes fail
+    //   flagsAndAttributes  VXC_FILE_FLAG_..., VXC_FILE_ATTRIBUTE_...; with VXC_FILE_FLAG_NO_BUFFERING the
+    //                 disk gets whole sectors only, and until CloseFile has cut it the file may be up to a
+    //                 sector too long. The disks of the setting "DiskArray" are written through the cache
+    //   reserved      not used
+    //
+    // 0 or a status; after a failure nothing is open. A sink that is open is closed first.
     virtual uint32 OpenFile(const wchar_t* fileName, uint32 bufferBytes, uint32 openMode,
                             uint32 flagsAndAttributes, void* reserved) = 0;
-    // Flushes and closes; a status.
+    // Brings out what is buffered, gives the file its size and closes it. Safe to repeat; the destructor of a
+    // file sink calls it. A file sink gives 0, whatever became of the writes.
     virtual uint32 CloseFile() = 0;
-    // Bytes written so far.
+    // The size that the file is to have: the highest position that was written or sought to, at least that of
+    // the file that was opened. It stays after CloseFile.
     virtual uint64 GetFileSize() = 0;
-    // Origins as for a source.
+    // Origin 2 is from the size, 3 from the current position, any other from the start. The new position. To
+    // go elsewhere brings out what is buffered; beyond the size it raises the size at once.
     virtual int64 Seek(int64 offset, uint32 origin) = 0;
-    // Writes at the current position; wentOut, if given, is set to 1 when bytes went out to the target.
+    // Writes at the current position and moves it. `bytes`, or 0 after a failure. *wentOut, where it is
+    // given, receives 1 when bytes left the sink in this call, else 0; without an open file and after a
+    // failure it is left alone.
     virtual int Write(const uint8* buffer, uint32 bytes, uint32* wentOut) = 0;
-    // Reads back what stands in the target.
+    // Reads what stands at the current position and moves it; what is buffered is brought out first. Gives
+    // `bytes` even where less was there, or where the read failed: the caller stays inside the file, and the
+    // next call tells of the failure. Beyond the end the position moves by what came, or by `bytes` where the
+    // file is written past the cache or the cache below is on. 0 after an earlier failure.
+    //
+    // With a null buffer 0xFFFFFFFF switches a cache of 512 KiB on, or empties it, and 0xFFFFFFFE switches it
+    // off; both give 0. It serves small reads near each other and knows nothing of writes after it was
+    // filled: empty it after them.
     virtual int ReadBack(uint8* buffer, uint32 bytes) = 0;
 };
 
-// The write interface with a choice of block size.
+// The write interface with a choice of block size, and with a digest.
 class VXCSOFTCODECIO_API CQLSoftDataSinkEx1 : public CSoftDataIO {
 public:
     // As CQLSoftDataSink::Construct.
@@ -158,13 +193,18 @@ public:
     CQLSoftDataSinkEx1& operator=(const CQLSoftDataSinkEx1& other) noexcept;
     ~CQLSoftDataSinkEx1() override;
 
+    // The digest of the bytes that were written in a row from the start of the file, each once, since
+    // EnableMD5_Check and while it ran: `digest` receives 16 bytes that the caller frees with delete[],
+    // `length` 16. 0. Who writes such bytes anew ends the check: both are left alone then, as without one.
     int GetMD5_check(uint32 type, uint8*& digest, int& length) override;
 
-    // As CQLSoftDataSink::OpenFile, with the block that the target is written in; the reserved arguments
+    // As CQLSoftDataSink::OpenFile, with the size of a block in place of the setting, rounded up to whole
+    // sectors; 0 means 1 MiB. Where bufferBytes is 1 MiB or less it is not looked at. The reserved arguments
     // are not used.
     virtual uint32 OpenFile(const wchar_t* fileName, uint32 bufferBytes, uint32 blockBytes, uint32 openMode,
                             uint32 flagsAndAttributes, uint32 reserved1, uint32 reserved2, uint32 reserved3,
                             uint32 reserved4, void* reserved5) = 0;
+    // As those of CQLSoftDataSink.
     virtual uint32 CloseFile() = 0;
     virtual uint64 GetFileSize() = 0;
     virtual int64 Seek(int64 offset, uint32 origin) = 0;

@@ -13,6 +13,7 @@ namespace vxcio {
 namespace {
 
 constexpr uint32 kPatience = 100; // milliseconds that a full node waits for its successor
+constexpr int kLooks = 8;         // at the exit event, should one fail
 
 } // namespace
 
@@ -56,8 +57,7 @@ bool WriteBufferRing::MakeNodes(uint32 blockSize, uint32 blocks) noexcept {
 }
 
 bool WriteBufferRing::StartThread() noexcept {
-    m_hExitEvent = VXC_CreateEventW(nullptr, 1, 0, nullptr);
-    if (m_hExitEvent == nullptr) {
+    if (!m_hExitEvent.emplace().Create(RingEventKind::ManualReset)) {
         return false;
     }
     const auto entry = [](void* ring) -> uint32 { return static_cast<WriteBufferRing*>(ring)->RunThread(); };
@@ -88,7 +88,7 @@ bool WriteBufferRing::Flush() noexcept {
 }
 
 void WriteBufferRing::AskToEnd() noexcept {
-    VXC_SetEvent(m_hExitEvent);
+    m_hExitEvent->Set();
     // Of every node: which one the thread waits for is its own knowledge, unless a flush has come back.
     for (uint32 i = 0; i < m_nNodeCount; ++i) {
         m_pNodes[i].hDataEvent.Set();
@@ -100,16 +100,19 @@ void WriteBufferRing::WaitForEnd() noexcept {
 }
 
 void WriteBufferRing::CloseThread() noexcept {
-    for (void** const handle : {&m_hWriteThread, &m_hExitEvent}) {
-        if (*handle != nullptr) {
-            VXC_CloseHandle(*handle);
-            *handle = nullptr;
-        }
+    if (m_hWriteThread != nullptr) {
+        VXC_CloseHandle(m_hWriteThread);
+        m_hWriteThread = nullptr;
     }
+    m_hExitEvent.reset();
 }
 
 bool WriteBufferRing::IsExitSet() const noexcept {
-    return VXC_WaitForSingleObject(m_hExitEvent, 0) == VXC_WAIT_OBJECT_0;
+    uint32 told = VXC_WAIT_FAILED;
+    for (int i = 0; i < kLooks && told == VXC_WAIT_FAILED; ++i) {
+        told = VXC_WaitForSingleObject(m_hExitEvent->Handle(), 0);
+    }
+    return told == VXC_WAIT_OBJECT_0;
 }
 
 // The thread, from its start to its end.
@@ -141,14 +144,15 @@ uint32 WriteBufferRing::RunThread() noexcept {
     return 0;
 }
 
-// Writes the node where the file stands.
+// Writes the node where the file stands. One that could not be padded stays off the disk: it would go to a
+// wrong place, or with a wrong end over bytes that are written already.
 bool WriteBufferRing::Serve(WriteBufferNode& node) noexcept {
-    const bool isPadded = m_setup.stage == nullptr || Pad(node);
-    return WriteOut(*m_setup.file, node.pBuffer.Data(), node.dwUsed) && isPadded;
+    return (m_setup.stage == nullptr || Pad(node)) &&
+           WriteOut(*m_setup.file, node.pBuffer.Data(), node.dwUsed);
 }
 
 // Fills a partial node up to whole sectors with what the disk holds there, or zeros beyond the file's end.
-// False when the file could not be moved; the node is padded all the same.
+// False when the file could not be moved.
 bool WriteBufferRing::Pad(WriteBufferNode& node) noexcept {
     const uint32 s = m_setup.sectorSize;
     const uint32 rem = node.dwUsed % s;

@@ -21,6 +21,7 @@
 #include "frame/Types.h"
 
 #include <memory>
+#include <optional>
 
 namespace vxcio {
 
@@ -94,7 +95,7 @@ private:
     uint32 m_nNodeCount = 0;
     WriteBufferNode* m_pWriteBufferNod = nullptr; // the caller's
     WriteBufferNode* m_pWriteThreadNod = nullptr; // the thread's alone
-    void* m_hExitEvent = nullptr;                 // manual-reset
+    std::optional<RingEvent> m_hExitEvent;        // manual-reset
     void* m_hWriteThread = nullptr;
 };
 

@@ -76,6 +76,7 @@ private:
     void RaiseSize();
     bool Flush();
     void FlushStage();
+    bool PadStage(uint32 rem);
 
     void SwitchReadCache(uint32 command);
     void ReadUnbuffered(uint8* buffer, uint32 bytes);

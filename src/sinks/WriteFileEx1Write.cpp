@@ -117,8 +117,11 @@ bool CWriteFileEx1::GrowStage(uint64 bytes) {
         return true;
     }
     const uint64 rounded = (bytes + m_dwSectorSize - 1) / m_dwSectorSize * m_dwSectorSize;
-    AlignedBuffer grown(rounded, kTransferAlignment);
-    if (rounded > 0xFFFFFFFFu || !grown) {
+    if (rounded > 0xFFFFFFFFu) {
+        return false;
+    }
+    AlignedBuffer grown(static_cast<std::size_t>(rounded), kTransferAlignment);
+    if (!grown) {
         return false;
     }
     std::memcpy(grown.Data(), m_pStageBuffer.Data(), m_dwStageFill);
@@ -126,31 +129,47 @@ bool CWriteFileEx1::GrowStage(uint64 bytes) {
     return true;
 }
 
-// Less than a sector is staged: it goes out with the rest of the sector as the disk holds it.
+// Less than a sector is staged: it goes out with the rest of the sector as the disk holds it, or not at all
+// where that is not to be had.
 void CWriteFileEx1::FlushStage() {
-    const uint32 s = m_dwSectorSize;
-    if (const uint32 rem = m_dwStageFill % s; rem != 0) {
-        m_pMediaFile->SetFilePointer(0, VXC_FILE_CURRENT);
-        const int64 tail = m_pMediaFile->SetFilePointer(m_dwStageFill / s * s, VXC_FILE_CURRENT);
-        if (!ReadSector(*m_pMediaFile, m_pSectorBuffer.Data(), s)) {
-            m_bStatusOK = 0;
-        }
-        CopyBulk(m_pStageBuffer.Data() + m_dwStageFill, m_pSectorBuffer.Data() + rem, s - rem);
-        m_dwStageFill += s - rem;
-        if (!MoveTo(*m_pMediaFile, static_cast<uint64>(tail))) {
-            m_bStatusOK = 0;
-        }
-    }
-    if (!WriteOut(*m_pMediaFile, m_pStageBuffer.Data(), m_dwStageFill)) {
+    const uint32 rem = m_dwStageFill % m_dwSectorSize;
+    if ((rem != 0 && !PadStage(rem)) || !WriteOut(*m_pMediaFile, m_pStageBuffer.Data(), m_dwStageFill)) {
         m_bStatusOK = 0;
     }
     m_dwStageFill = 0;
+}
+
+// Fills the staged bytes up to whole sectors; the last one holds `rem`. False when the file could not be
+// moved back to where they belong, or when zeros would go over bytes that could not be read.
+bool CWriteFileEx1::PadStage(uint32 rem) {
+    const uint32 s = m_dwSectorSize;
+    m_pMediaFile->SetFilePointer(0, VXC_FILE_CURRENT);
+    const int64 tail = m_pMediaFile->SetFilePointer(m_dwStageFill - rem, VXC_FILE_CURRENT);
+    const bool isRead = ReadSector(*m_pMediaFile, m_pSectorBuffer.Data(), s);
+    CopyBulk(m_pStageBuffer.Data() + m_dwStageFill, m_pSectorBuffer.Data() + rem, s - rem);
+    m_dwStageFill += s - rem;
+    if (tail < 0 || !MoveTo(*m_pMediaFile, static_cast<uint64>(tail))) {
+        return false;
+    }
+    if (!isRead) {
+        m_bStatusOK = 0;
+    }
+    const bool isAtTheEnd = static_cast<uint64>(tail) + rem >= m_pInner->m_qwFileSize;
+    return isRead || isAtTheEnd;
 }
 
 uint32 CWriteFileEx1::WriteThreaded(const uint8* buffer, uint32 bytes, uint32& wentOut, bool resync) {
     if (resync && !ResyncNode()) {
         m_bStatusOK = 0;
         return 0;
+    }
+    if (m_bStatusOK == 0) {
+        // The sector is not as the disk holds it, or the file stands elsewhere: a node that goes out now
+        // would spoil bytes that are written already.
+        FeedDigest(buffer, bytes);
+        m_nCurPos += bytes;
+        RaiseSize();
+        return bytes;
     }
     uint32 result = bytes;
     // The node of a resync goes out at once, so that the disk has work; later ones go in rows.
