@@ -61,20 +61,23 @@ SinkOutcome SinkScenario::Run(CWriteFileEx1& sink, const std::wstring& name) con
 }
 
 // Each byte is one that was there or one that was to come there, and none lies beyond the padded end. What
-// was never written reads as zero.
+// was never written reads as zero. A ring goes on behind a write that failed, where the file then stands:
+// within what is being written anything may come of that, but nowhere else.
 bool SinkScenario::IsMade(const std::vector<uint8>& content) const {
     constexpr std::size_t kSector = 4096;
-    if (content.size() > (m_after.size() + kSector - 1) / kSector * kSector) {
+    const bool goesOn = m_path.bufferBytes != 0;
+    if (content.size() < m_before.size() ||
+        content.size() > (m_after.size() + kSector - 1) / kSector * kSector) {
         return false;
     }
-    for (std::size_t i = 0; i < content.size(); ++i) {
+    for (std::size_t i = 0; i < (goesOn ? kBodyAt : content.size()); ++i) {
         const uint8 byte = content[i];
         const bool isOld = i < m_before.size() ? byte == m_before[i] : byte == 0;
         if (!isOld && (i >= m_after.size() || byte != m_after[i])) {
             return false;
         }
     }
-    return content.size() >= m_before.size();
+    return true;
 }
 
 // All is there; past the cache the last sector may stand there whole, as when the file could not be cut.

@@ -32,15 +32,16 @@ constexpr Fault kFaults[] = {{"OnceBefore", false, false},
 // Whose calls fail.
 enum class Side { Caller, Others };
 
-// What a failure of each kind can be about. A wait that failed has not taken the signal, so it has no failure
-// after its effect. And whoever can never again set an event, or wait for one, cannot tell a thread to end:
-// then nothing is to be had from any program.
+// What a failure of each kind can be about. A wait that failed has not taken the signal, a signal not been
+// set and a thread not been started, so those have no failure after their effect. And whoever can never again
+// set an event, or wait for one, cannot tell a thread to end: then nothing is to be had from any program.
 std::vector<Op> OpsOf(const Fault& fault) {
     std::vector<Op> ops;
     for (const Op op : AllOps()) {
-        const bool isWait = op == Op::VXC_WaitForSingleObject || op == Op::VXC_WaitForMultipleObjects;
-        const bool isSignal = op == Op::VXC_SetEvent || op == Op::VXC_ResetEvent;
-        const bool isLeftOut = isWait ? fault.afterEffect || fault.fromThenOn : isSignal && fault.fromThenOn;
+        const bool isSignal = op == Op::VXC_SetEvent || op == Op::VXC_ResetEvent ||
+                              op == Op::VXC_WaitForSingleObject || op == Op::VXC_WaitForMultipleObjects;
+        const bool isLeftOut =
+            (fault.afterEffect && (isSignal || op == Op::VXC_ResumeThread)) || (fault.fromThenOn && isSignal);
         if (CanFail(op) && !isLeftOut) {
             ops.push_back(op);
         }
