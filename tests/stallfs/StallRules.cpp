@@ -21,6 +21,12 @@ std::optional<Operation> OperationOf(const std::string& word) {
     if (word == "read") {
         return Operation::Read;
     }
+    if (word == "write") {
+        return Operation::Write;
+    }
+    if (word == "truncate") {
+        return Operation::Truncate;
+    }
     if (word == "close") {
         return Operation::Close;
     }
@@ -30,7 +36,8 @@ std::optional<Operation> OperationOf(const std::string& word) {
 } // namespace
 
 bool StallRules::Rule::Takes(Operation what, const std::string& which, std::uint64_t end) const {
-    return operation == what && (name == "*" || name == which) && (what != Operation::Read || end > after);
+    return operation == what && (name == "*" || name == which) &&
+           ((what != Operation::Read && what != Operation::Write) || end > after);
 }
 
 const StallRules::Rule* StallRules::Find(Operation operation, const std::string& name,
@@ -51,7 +58,7 @@ std::string StallRules::Order(const std::string& line) {
         std::uint64_t after = 0;
         words >> operation >> name;
         if (!words || !OperationOf(operation)) {
-            return "error: " + verb + " wants stat, open, read or close, and a name";
+            return "error: " + verb + " wants stat, open, read, write, truncate or close, and a name";
         }
         if (!(words >> after)) {
             after = 0;

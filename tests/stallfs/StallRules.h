@@ -10,7 +10,7 @@
 
 namespace stallfs {
 
-enum class Operation { Stat, Open, Read, Close };
+enum class Operation { Stat, Open, Read, Write, Truncate, Close };
 
 // Any thread may call everything.
 class StallRules {
@@ -24,16 +24,17 @@ public:
     //   standing                       how many wait now                          "COUNT"
     //   reads NAME                     what was delivered of a file so far        "COUNT BYTES"
     //
-    // OPERATION is stat, open, read or close; NAME is the name below the mount without a slash in front, or
-    // '*' for all. AFTER concerns reads alone: those that reach beyond that many bytes of the file.
+    // OPERATION is stat, open, read, write, truncate or close, where making a file counts as opening it; NAME
+    // is the name below the mount without a slash in front, or '*' for all. AFTER concerns reads and writes
+    // alone: those that reach beyond that many bytes of the file.
     // Anything else is answered with "error" and the reason.
     std::string Order(const std::string& line);
 
     enum class Passed { Goes, Fails, Interrupted };
 
     // What one operation has to pass: waits while a rule says so, unless `interrupted`, which is asked again
-    // and again, says that nobody wants the answer any more. For reads, `end` is the first byte behind the
-    // range.
+    // and again, says that nobody wants the answer any more. For reads and writes, `end` is the first byte
+    // behind the range.
     Passed Pass(Operation operation, const std::string& name, std::uint64_t end, bool (*interrupted)());
 
     void CountRead(const std::string& name, std::uint64_t bytes);

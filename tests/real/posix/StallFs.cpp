@@ -10,6 +10,7 @@
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace vxcio::test {
 
@@ -28,7 +29,7 @@ std::string ReadLine(int descriptor) {
 
 } // namespace
 
-StallFs::StallFs(const std::string& backing) {
+StallFs::StallFs(const std::string& backing, Access access) {
     if (::access(kProgram, X_OK) != 0) {
         m_lack = "vxc-stallfs is not built: libfuse3 is missing";
         return;
@@ -44,9 +45,16 @@ StallFs::StallFs(const std::string& backing) {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-    std::string words[] = {kProgram, backing, m_folder.Name("mount"), m_folder.Name("orders")};
-    char* arguments[] = {words[0].data(), words[1].data(), words[2].data(), words[3].data(), nullptr};
-    const bool started = ::posix_spawn(&m_pid, kProgram, &actions, nullptr, arguments, environ) == 0;
+    std::vector<std::string> words = {kProgram, backing, m_folder.Name("mount"), m_folder.Name("orders")};
+    if (access == Access::Writable) {
+        words.insert(words.begin() + 1, "--writable");
+    }
+    std::vector<char*> arguments;
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    const bool started = ::posix_spawn(&m_pid, kProgram, &actions, nullptr, arguments.data(), environ) == 0;
     posix_spawn_file_actions_destroy(&actions);
     ::close(in[0]);
     ::close(out[1]);

@@ -10,11 +10,13 @@
 
 namespace vxcio::test {
 
-// Shows the folder `backing` read-only at another place, where operations stall on orders. One thread at a
-// time uses it. The destructor takes it away, whatever still waits in it.
+// Shows the folder `backing` at another place, where operations stall on orders. One thread at a time uses
+// it. The destructor takes it away, whatever still waits in it.
 class StallFs {
 public:
-    explicit StallFs(const std::string& backing);
+    enum class Access { ReadOnly, Writable };
+
+    explicit StallFs(const std::string& backing, Access access = Access::ReadOnly);
     ~StallFs();
     StallFs(const StallFs&) = delete;
     StallFs& operator=(const StallFs&) = delete;

@@ -21,6 +21,7 @@ constexpr unsigned kMostThreads = 256; // each operation that waits holds one
 
 struct Served {
     std::string backing;
+    bool isWritable = false;
     StallRules* rules = nullptr;
 };
 
@@ -92,15 +93,17 @@ int ReadFolder(const char* path, void* buffer, fuse_fill_dir_t fill, off_t, fuse
     return 0;
 }
 
-int Open(const char* path, fuse_file_info* info) {
-    if ((info->flags & O_ACCMODE) != O_RDONLY) {
+// The file behind, opened with `flags` more.
+int OpenWith(const char* path, int flags, mode_t mode, fuse_file_info* info) {
+    const int access = info->flags & O_ACCMODE;
+    if (access != O_RDONLY && !It().isWritable) {
         return -EROFS;
     }
     if (const int error = Pass(Operation::Open, path)) {
         return error;
     }
     // Direct opens are served through the cache: what counts here is only that they are.
-    const int descriptor = ::open(Real(path).c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor = ::open(Real(path).c_str(), access | flags | O_CLOEXEC, mode);
     if (descriptor < 0) {
         return -errno;
     }
@@ -108,6 +111,28 @@ int Open(const char* path, fuse_file_info* info) {
     // Past the page cache, so that each read of the caller comes here and nothing is read ahead.
     info->direct_io = 1;
     return 0;
+}
+
+int Open(const char* path, fuse_file_info* info) {
+    return OpenWith(path, info->flags & O_TRUNC, 0, info);
+}
+
+int Create(const char* path, mode_t mode, fuse_file_info* info) {
+    return OpenWith(path, O_CREAT | (info->flags & (O_EXCL | O_TRUNC)), mode, info);
+}
+
+int Write(const char* path, const char* buffer, std::size_t bytes, off_t position, fuse_file_info* info) {
+    if (const int error = Pass(Operation::Write, path, static_cast<std::uint64_t>(position) + bytes)) {
+        return error;
+    }
+    return Result(::pwrite(static_cast<int>(info->fh), buffer, bytes, position));
+}
+
+int Truncate(const char* path, off_t size, fuse_file_info*) {
+    if (const int error = Pass(Operation::Truncate, path)) {
+        return error;
+    }
+    return Result(::truncate(Real(path).c_str(), size));
 }
 
 int Read(const char* path, char* buffer, std::size_t bytes, off_t position, fuse_file_info* info) {
@@ -133,21 +158,26 @@ int Release(const char*, fuse_file_info* info) {
 
 } // namespace
 
-bool ServeMirror(const std::string& backing, const std::string& mountPoint, StallRules& rules,
-                 void (*ready)()) {
+bool ServeMirror(const std::string& backing, const std::string& mountPoint, bool isWritable,
+                 StallRules& rules, void (*ready)()) {
     It().backing = backing;
+    It().isWritable = isWritable;
     It().rules = &rules;
     fuse_operations operations{};
     operations.init = Initialise;
     operations.getattr = GetAttributes;
     operations.readdir = ReadFolder;
     operations.open = Open;
+    operations.create = Create;
     operations.read = Read;
+    operations.write = Write;
+    operations.truncate = Truncate;
     operations.flush = Flush;
     operations.release = Release;
     char program[] = "vxc-stallfs";
-    char option[] = "-oro,fsname=vxc-stallfs,subtype=stallfs";
-    char* words[] = {program, option, nullptr};
+    char readOnly[] = "-oro,fsname=vxc-stallfs,subtype=stallfs";
+    char writable[] = "-ofsname=vxc-stallfs,subtype=stallfs";
+    char* words[] = {program, isWritable ? writable : readOnly, nullptr};
     fuse_args arguments{2, words, 0};
     fuse* const served = fuse_new(&arguments, &operations, sizeof operations, nullptr);
     fuse_opt_free_args(&arguments);

@@ -1,4 +1,4 @@
-// Mirror.h - a folder, shown read-only at another place, where each operation passes the rules first.
+// Mirror.h - a folder, shown at another place, where each operation passes the rules first.
 #pragma once
 
 #include "../StallRules.h"
@@ -10,8 +10,8 @@ namespace stallfs {
 // Mounts and serves until the mount is taken away. False when it could not be mounted, which libfuse has told
 // on standard error. `ready` runs once the mount stands. One mirror a process, which ends behind it: what
 // libfuse holds is left to that.
-bool ServeMirror(const std::string& backing, const std::string& mountPoint, StallRules& rules,
-                 void (*ready)());
+bool ServeMirror(const std::string& backing, const std::string& mountPoint, bool isWritable,
+                 StallRules& rules, void (*ready)());
 
 // Takes the mount away, however many use it still: what waits in it fails, as from a disk that was pulled
 // out. Any thread may call.

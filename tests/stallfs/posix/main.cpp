@@ -1,6 +1,7 @@
-// vxc-stallfs BACKING MOUNTPOINT CONTROL - shows the folder BACKING read-only at MOUNTPOINT and makes
-// operations wait or fail as the socket CONTROL says (StallRules.h).
-// vxc-stallfs --tell CONTROL WORD... - sends one order to a running one and prints the answer.
+// vxc-stallfs [--writable] BACKING MOUNTPOINT CONTROL - shows the folder BACKING at MOUNTPOINT, where nothing
+// can be written without --writable, and makes operations wait or fail as the socket CONTROL says
+// (StallRules.h). vxc-stallfs --tell CONTROL WORD... - sends one order to a running one and prints the
+// answer.
 //
 // It prints "ready" once the mount stands, and goes with its mount when it is told "quit", at SIGINT, SIGTERM
 // or SIGHUP, or when its standard input ends: so it never outlives whoever holds the other end.
@@ -62,7 +63,7 @@ std::string Whole(const char* name) {
     return text;
 }
 
-int Serve(char** argv) {
+int Serve(char** argv, bool isWritable) {
     g_mountPoint = Whole(argv[2]);
     g_control = argv[3];
     sigset_t ends;
@@ -90,7 +91,7 @@ int Serve(char** argv) {
         }
         End();
     }).detach();
-    const bool served = stallfs::ServeMirror(Whole(argv[1]), g_mountPoint, *rules, SayReady);
+    const bool served = stallfs::ServeMirror(Whole(argv[1]), g_mountPoint, isWritable, *rules, SayReady);
     ::unlink(g_control.c_str());
     ::_exit(served ? 0 : kExitNoMount); // the other threads still use what an ordinary end would take away
 }
@@ -101,11 +102,12 @@ int main(int argc, char** argv) {
     if (argc >= 4 && std::string(argv[1]) == "--tell") {
         return Tell(argc, argv);
     }
-    if (argc != 4) {
-        std::fputs("usage: vxc-stallfs BACKING MOUNTPOINT CONTROL\n"
+    const bool isWritable = argc > 1 && std::string(argv[1]) == "--writable";
+    if (argc - (isWritable ? 1 : 0) != 4) {
+        std::fputs("usage: vxc-stallfs [--writable] BACKING MOUNTPOINT CONTROL\n"
                    "       vxc-stallfs --tell CONTROL ORDER...\n",
                    stderr);
         return 2;
     }
-    return Serve(argv);
+    return Serve(isWritable ? argv + 1 : argv, isWritable);
 }
