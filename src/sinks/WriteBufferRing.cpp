@@ -172,8 +172,12 @@ bool WriteBufferRing::Pad(WriteBufferNode& node) noexcept {
         return true;
     }
     const auto start = static_cast<uint64>(node.nFilePos);
-    const bool isThere = MoveTo(*m_setup.file, (start + node.dwUsed) / s * s);
-    ReadSector(*m_setup.file, m_setup.stage->Data(), s);
+    const uint64 tail = (start + node.dwUsed) / s * s;
+    const bool isThere = MoveTo(*m_setup.file, tail);
+    // What the disk cannot give twice is lost to everybody; but one that only stumbled must not cost bytes.
+    if (!ReadSector(*m_setup.file, m_setup.stage->Data(), s) && MoveTo(*m_setup.file, tail)) {
+        ReadSector(*m_setup.file, m_setup.stage->Data(), s);
+    }
     CopyBulk(node.pBuffer.Data() + node.dwUsed, m_setup.stage->Data() + rem, s - rem);
     const bool isBack = MoveTo(*m_setup.file, start);
     node.dwUsed += s - rem;

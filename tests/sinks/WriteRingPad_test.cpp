@@ -95,12 +95,28 @@ TEST_F(WriteRingPadTest, AFailedReadIsNoFailureOfTheNode) {
     Start(2, true, 1);
     std::memset(stage.Data(), 0xEE, kSector);
     Fill(Pattern(10, 1));
-    host.Fail(HostFunction::Read, 5);
+    host.Fail(HostFunction::Read, 5, 1, true);
     EXPECT_TRUE(ring->Flush());
     EXPECT_EQ(ring->Node().bWriteOK, 1U);
     Patch(0, Pattern(10, 1));
     std::fill(content.begin() + 10, content.begin() + kSector, uint8{0});
     EXPECT_EQ(host.Content(), content);
+}
+
+TEST_F(WriteRingPadTest, AReadThatFailsOnceCostsNoByte) {
+    for (const bool afterEffect : {false, true}) {
+        Start(2, true, 1);
+        Fill(Pattern(10, 1));
+        if (afterEffect) {
+            host.FailAfterEffect(HostFunction::Read, 5);
+        } else {
+            host.Fail(HostFunction::Read, 5);
+        }
+        EXPECT_TRUE(ring->Flush());
+        EXPECT_EQ(ring->Node().bWriteOK, 1U);
+        Patch(0, Pattern(10, 1));
+        EXPECT_EQ(host.Content(), content);
+    }
 }
 
 TEST_F(WriteRingPadTest, PositionsBeyond32BitsAreKept) {

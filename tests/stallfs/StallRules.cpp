@@ -24,6 +24,9 @@ std::optional<Operation> OperationOf(const std::string& word) {
     if (word == "write") {
         return Operation::Write;
     }
+    if (word == "truncate") {
+        return Operation::Truncate;
+    }
     if (word == "sync") {
         return Operation::Sync;
     }
@@ -55,7 +58,7 @@ std::string StallRules::AddRule(const std::string& verb, std::istream& words) {
     std::uint64_t after = 0;
     words >> operation >> name;
     if (!words || !OperationOf(operation)) {
-        return "error: " + verb + " wants stat, open, read, write, sync or close, and a name";
+        return "error: " + verb + " wants stat, open, read, write, truncate, sync or close, and a name";
     }
     if (!(words >> after)) {
         after = 0;

@@ -11,7 +11,7 @@
 
 namespace stallfs {
 
-enum class Operation { Stat, Open, Read, Write, Sync, Close };
+enum class Operation { Stat, Open, Read, Write, Truncate, Sync, Close };
 
 // Any thread may call everything.
 class StallRules {
@@ -27,9 +27,10 @@ public:
     //   standing                       how many wait now                          "COUNT"
     //   reads NAME                     what was delivered of a file so far        "COUNT BYTES"
     //
-    // OPERATION is stat, open, read, write, sync or close; NAME is the name below the mount without a slash
-    // in front, or '*' for all. AFTER concerns reads and writes alone: those that reach beyond that many
-    // bytes of the file. Anything else is answered with "error" and the reason.
+    // OPERATION is stat, open, read, write, truncate, sync or close, where making a file counts as opening
+    // it; NAME is the name below the mount without a slash in front, or '*' for all. AFTER concerns reads and
+    // writes alone: those that reach beyond that many bytes of the file. Anything else is answered with
+    // "error" and the reason.
     std::string Order(const std::string& line);
 
     enum class Passed { Goes, Fails, Full, Interrupted };

@@ -103,7 +103,7 @@ int OpenReal(const char* path, int more, mode_t mode, fuse_file_info* info) {
     }
     // Direct opens are served through the cache: what counts here is only that they are.
     const int descriptor =
-        ::open(Real(path).c_str(), (info->flags & (O_ACCMODE | O_EXCL)) | more | O_CLOEXEC, mode);
+        ::open(Real(path).c_str(), (info->flags & (O_ACCMODE | O_EXCL | O_TRUNC)) | more | O_CLOEXEC, mode);
     if (descriptor < 0) {
         return -errno;
     }
@@ -146,6 +146,9 @@ int Write(const char* path, const char* buffer, std::size_t bytes, off_t positio
 }
 
 int Truncate(const char* path, off_t size, fuse_file_info*) {
+    if (const int error = Pass(Operation::Truncate, path)) {
+        return error;
+    }
     return Result(::truncate(Real(path).c_str(), size));
 }
 
