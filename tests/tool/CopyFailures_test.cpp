@@ -121,8 +121,10 @@ TEST(ToolTargetFileTest, KnowsItselfWhateverHappensToItsName) {
     std::filesystem::remove(file->Name());
     EXPECT_TRUE(file->Look().isKnown);
     EXPECT_FALSE(file->Look().isThere);
+    EXPECT_FALSE(file->Look().isOther);
     folder.Write("to.vxcio-part", "another");
     EXPECT_FALSE(file->Look().isThere);
+    EXPECT_TRUE(file->Look().isOther);
     EXPECT_NE(TargetFile::MakeBeside(folder.Name("missing/to"), reason), file);
     EXPECT_EQ(reason, "No such file or directory");
 }

@@ -226,7 +226,9 @@ Leftover CopyTarget::Abandon() {
         return left;
     }
     if (!standing->isThere) {
-        left.words = m_bInPlace ? name + " is not there any more" : "nothing is left of it";
+        left.words = standing->isOther ? name + " is another file by now"
+                     : m_bInPlace      ? name + " is not there any more"
+                                       : "nothing is left of it";
         return left;
     }
     left.name = ShownName();

@@ -54,6 +54,7 @@ public:
     struct Standing {
         bool isKnown = false;
         bool isThere = false; // the name still leads to this very file
+        bool isOther = false; // it leads to another one
         uint64 bytes = 0;
     };
     Standing Look() const;

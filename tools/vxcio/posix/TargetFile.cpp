@@ -157,6 +157,7 @@ TargetFile::Standing TargetFile::Look() const {
     const bool isNamed = ::stat(m_strName.c_str(), &named) == 0;
     standing.isKnown = isNamed || errno == ENOENT || errno == ENOTDIR;
     standing.isThere = isNamed && named.st_dev == open.st_dev && named.st_ino == open.st_ino;
+    standing.isOther = isNamed && !standing.isThere;
     standing.bytes = static_cast<uint64>(open.st_size);
     return standing;
 }
