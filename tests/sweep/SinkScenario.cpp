@@ -41,6 +41,11 @@ SinkScenario::SinkScenario(const WritePath& path)
 
 SinkOutcome SinkScenario::Run(CWriteFileEx1& sink, const std::wstring& name) const {
     SinkOutcome outcome;
+    if (!sink.IsComplete()) { // nobody gets such a one
+        outcome.status = VXC_STATUS_OPEN_WRITE;
+        outcome.allWritten = false;
+        return outcome;
+    }
     outcome.status =
         sink.OpenFile(name.c_str(), m_path.bufferBytes, 0, kUpdate, m_path.flags, 0, 0, 0, 0, nullptr);
     sink.Seek(kBodyAt, 1);
