@@ -14,11 +14,10 @@ constexpr int kMostCharacters = 512;
 
 std::wstring DiskArraySetting() {
     wchar_t text[kMostCharacters + 1] = {};
-    int size = kMostCharacters;
+    int size = kMostCharacters + 1; // the closing zero counts
     if (VXC_GetGlobalStringW(kSettingsPath, L"EthernetDiskInfo", L"DiskArray", text, &size, 1) == 0) {
         return {};
     }
-    text[kMostCharacters] = 0;
     return text;
 }
 

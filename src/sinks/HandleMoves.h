@@ -18,7 +18,9 @@ inline bool MoveTo(CQLSoftFileHandle& file, uint64 position) noexcept {
     if (WriteHandleTimeOut() != VXC_INFINITE) {
         file.SetFilePointer(0, VXC_FILE_CURRENT);
     }
-    return file.SetFilePointer(position, VXC_FILE_BEGIN) >= 0;
+    const int64 moved = file.SetFilePointer(position, VXC_FILE_BEGIN);
+    return moved >= 0 && (static_cast<uint32>(moved) != VXC_INVALID_SET_FILE_POINTER ||
+                          static_cast<uint64>(moved) == position);
 }
 
 // Reads a whole sector; what does not come is zero, not what the memory held before. False when the handle

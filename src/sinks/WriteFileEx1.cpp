@@ -7,6 +7,7 @@
 #include "frame/PlatformTypes.h"
 #include "frame/Status.h"
 #include "frame/TransferDefaults.h"
+#include "platform/SafeCopy.h"
 #include "sinks/EthernetDisks.h"
 #include "sinks/HandleMoves.h"
 #include "sources/DiskProbes.h"
@@ -71,14 +72,23 @@ uint32 CWriteFileEx1::OpenFile(const wchar_t* fileName, uint32 bufferBytes, uint
         m_pInner->m_qwFileSize = 0;
         m_nCurPos = 0;
         m_dwSectorSize = kDefaultSectorSize;
-        FixFlags(flagsAndAttributes);
-        uint32 status = OpenHandle();
-        if (status == VXC_STATUS_OK) {
-            status = Prepare(bufferBytes);
+        m_bStatusOK = 0;
+        if (!TakeCallbacks()) {
+            return VXC_STATUS_OPEN_WRITE;
         }
-        m_bStatusOK = status == VXC_STATUS_OK ? 1 : 0;
+        FixFlags(flagsAndAttributes);
+        if (const uint32 status = OpenHandle(); status != VXC_STATUS_OK) {
+            return status;
+        }
+        if (!Prepare(bufferBytes)) {
+            LogError(L"CWriteFileEx1::OpenFile(%s): no memory or thread for a ring of %lld bytes",
+                     m_pInner->m_strFileName.c_str(), int64{bufferBytes});
+            Release();
+            return VXC_STATUS_OPEN_WRITE;
+        }
         m_nLastOperation = kNone;
-        return status;
+        m_bStatusOK = 1;
+        return VXC_STATUS_OK;
     } catch (...) {
         m_bStatusOK = 0;
         Release();
@@ -86,11 +96,24 @@ uint32 CWriteFileEx1::OpenFile(const wchar_t* fileName, uint32 bufferBytes, uint
     }
 }
 
+// A host may free its table once the file is open, but the close may open the file again: it does so with a
+// copy of the table. False when memory lacks.
+bool CWriteFileEx1::TakeCallbacks() {
+    const CVXCString& name = m_pInner->m_strFileName;
+    m_pIOCallbackSet = nullptr;
+    m_strReopenName = name;
+    const CVXCString plainName = DELVXCIOID(name, &m_pIOCallbackSet);
+    if (m_pIOCallbackSet != nullptr) {
+        // Where nothing readable lies at that address the open tells.
+        CopyFromAnywhere(&m_callbacks, m_pIOCallbackSet, sizeof m_callbacks);
+        m_strReopenName = ADDVXCIOID(plainName, &m_callbacks);
+    }
+    return name.IsEmpty() || (!plainName.IsEmpty() && !m_strReopenName.IsEmpty());
+}
+
 void CWriteFileEx1::FixFlags(uint32 flagsAndAttributes) {
     const wchar_t* const name = m_pInner->m_strFileName;
     m_dwFlagsAndAttributes = flagsAndAttributes;
-    m_pIOCallbackSet = nullptr;
-    DELVXCIOID(name, &m_pIOCallbackSet);
     if (m_pIOCallbackSet != nullptr) {
         return; // a host knows its own files
     }
@@ -104,7 +127,10 @@ void CWriteFileEx1::FixFlags(uint32 flagsAndAttributes) {
 }
 
 uint32 CWriteFileEx1::OpenHandle() {
-    m_pMediaFile.reset(new CQLSoftFileHandle);
+    m_pMediaFile.reset(new (std::nothrow) CQLSoftFileHandle);
+    if (!m_pMediaFile) {
+        return VXC_STATUS_OPEN_WRITE;
+    }
     if (m_nOpenMode > kModeUpdate) {
         return VXC_STATUS_OK; // the handle stays without a file
     }
@@ -123,27 +149,20 @@ uint32 CWriteFileEx1::OpenHandle() {
     return VXC_STATUS_OK;
 }
 
-// What lies between the caller and the open file. A status; after a failure nothing is left of it.
-uint32 CWriteFileEx1::Prepare(uint32 bufferBytes) {
+// What lies between the caller and the open file. False when something lacks; Release undoes the rest.
+bool CWriteFileEx1::Prepare(uint32 bufferBytes) {
     m_dwWriteMode = (bufferBytes != 0 ? kThreaded : 0u) |
                     ((m_dwFlagsAndAttributes & VXC_FILE_FLAG_NO_BUFFERING) != 0 ? kUnbuffered : 0u) |
                     (m_nOpenMode == kModeAppend ? kAppend : 0u);
     m_dwSectorSize = GetDiskSectorSize(m_pInner->m_strFileName);
     if (IsThreaded() && !FixSizes(bufferBytes)) {
-        Release();
-        return VXC_STATUS_OPEN_WRITE;
+        return false;
     }
     if ((m_dwWriteMode & kAppend) != 0) {
         m_pInner->m_qwFileSize = m_pMediaFile->GetFileSize();
         m_nCurPos = m_pInner->m_qwFileSize;
     }
-    if (!MakeBuffers()) {
-        LogError(L"CWriteFileEx1::OpenFile(%s): no memory or thread for a ring of %d bytes",
-                 m_pInner->m_strFileName.c_str(), bufferBytes);
-        Release();
-        return VXC_STATUS_OPEN_WRITE;
-    }
-    return VXC_STATUS_OK;
+    return MakeBuffers();
 }
 
 // False when the sizes do not fit 32 bits once they are rounded.
@@ -155,7 +174,7 @@ bool CWriteFileEx1::FixSizes(uint32 bufferBytes) {
     }
     const uint64 block = RoundUp(wanted, m_dwSectorSize);
     const uint64 buffer = RoundUp(bufferBytes, block);
-    if (block > 0xFFFFFFFFu || buffer > 0xFFFFFFFFu) {
+    if (buffer > 0xFFFFFFFFu) { // which is never less than the block
         return false;
     }
     m_dwBlockSize = static_cast<uint32>(block);
@@ -237,13 +256,13 @@ void CWriteFileEx1::CutToSize() {
         m_bStatusOK = 0;
     }
     LogTrace(L"CWriteFileEx1::CloseFile()--VXC_CloseHandle(%s) End", name);
-    if (m_bStatusOK == 0) {
-        return;
+    if (m_bStatusOK == 0 || m_nOpenMode > kModeUpdate) {
+        return; // of a mode that opened no file there is none to cut
     }
     LogTrace(L"CWriteFileEx1::CloseFile(%s) Modify NoBuffer Mode FileSize - 1", name);
     // Cut only where the move succeeded: a file cut at the wrong place would lose what was written.
-    if (m_pMediaFile->CreateFile(name, VXC_GENERIC_WRITE, VXC_FILE_SHARE_READ, nullptr, VXC_OPEN_ALWAYS,
-                                 kAttributeNormal, nullptr, 0) == VXC_STATUS_OK &&
+    if (m_pMediaFile->CreateFile(m_strReopenName, VXC_GENERIC_WRITE, VXC_FILE_SHARE_READ, nullptr,
+                                 VXC_OPEN_ALWAYS, kAttributeNormal, nullptr, 0) == VXC_STATUS_OK &&
         MoveTo(*m_pMediaFile, m_pInner->m_qwFileSize)) {
         m_pMediaFile->SetEndofFile();
     }

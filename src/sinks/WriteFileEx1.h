@@ -59,9 +59,10 @@ private:
     bool IsThreaded() const noexcept { return (m_dwWriteMode & kThreaded) != 0; }
     bool IsUnbuffered() const noexcept { return (m_dwWriteMode & kUnbuffered) != 0; }
 
+    bool TakeCallbacks();
     void FixFlags(uint32 flagsAndAttributes);
     uint32 OpenHandle();
-    uint32 Prepare(uint32 bufferBytes);
+    bool Prepare(uint32 bufferBytes);
     bool FixSizes(uint32 bufferBytes);
     bool MakeBuffers();
     void Release();
@@ -81,6 +82,7 @@ private:
     void SwitchReadCache(uint32 command);
     void ReadUnbuffered(uint8* buffer, uint32 bytes);
     void ReadOrdinary(uint8* buffer, uint32 bytes);
+    bool IsForReadCache(uint32 offset, uint32 bytes) const;
     void FillReadCache(uint64 position);
     uint32 ReadInto(uint8* target, uint32 bytes);
 
@@ -101,6 +103,8 @@ private:
     uint32 m_bStatusOK = 1; // cleared by the first failure, set by an open
     uint32 m_nOpenMode = 0;
     void* m_pIOCallbackSet = nullptr;  // a host's functions found in the name
+    IOCallbackSet m_callbacks = {};    // a copy of them
+    CVXCString m_strReopenName;        // the file's name, with the copy instead of the host's table
     vxcio::AlignedBuffer m_pReadCache; // empty unless it is switched on
     uint64 m_nReadCachePos = 0;        // of its first byte
     uint32 m_dwReadCacheFill = 0;      // bytes of its last fill

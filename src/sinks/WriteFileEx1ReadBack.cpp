@@ -59,6 +59,14 @@ void CWriteFileEx1::SwitchReadCache(uint32 command) {
     m_nReadCachePos = 0;
 }
 
+// Whether so many bytes are read through the cache: its capacity is filled from `offset` bytes before them,
+// and past the system's cache that must be whole sectors.
+bool CWriteFileEx1::IsForReadCache(uint32 offset, uint32 bytes) const {
+    const uint64 capacity = m_pReadCache.Size();
+    return bytes < capacity && uint64{offset} + bytes <= capacity &&
+           (!IsUnbuffered() || capacity % m_dwSectorSize == 0);
+}
+
 // Reads the cache's whole capacity where the file stands, which is `position`.
 void CWriteFileEx1::FillReadCache(uint64 position) {
     m_dwReadCacheFill = ReadInto(m_pReadCache.Data(), static_cast<uint32>(m_pReadCache.Size()));
@@ -74,7 +82,7 @@ void CWriteFileEx1::ReadUnbuffered(uint8* buffer, uint32 bytes) {
     if (!hasRoom || !MoveTo(*m_pMediaFile, start)) {
         m_bStatusOK = 0;
     }
-    if (m_pReadCache && bytes < m_pReadCache.Size() && uint64{offset} + bytes <= m_pReadCache.Size()) {
+    if (IsForReadCache(offset, bytes)) {
         FillReadCache(start);
         CopyOut(buffer, m_pReadCache.Data() + offset, bytes);
     } else if (hasRoom) {
@@ -89,11 +97,11 @@ void CWriteFileEx1::ReadOrdinary(uint8* buffer, uint32 bytes) {
     if (!MoveTo(*m_pMediaFile, m_nCurPos)) {
         m_bStatusOK = 0;
     }
-    if (m_pReadCache && bytes < m_pReadCache.Size()) {
+    if (IsForReadCache(0, bytes)) {
         FillReadCache(m_nCurPos);
         CopyOut(buffer, m_pReadCache.Data(), bytes);
         m_nCurPos += bytes;
-    } else if (buffer != nullptr) {
+    } else if (buffer != nullptr || bytes == 0) {
         m_nCurPos += ReadInto(buffer, bytes);
     } else {
         m_bStatusOK = 0;

@@ -51,6 +51,7 @@ struct WriteFileInspector {
     // Null where the sink has no ring.
     static WriteBufferRing* Ring(const CWriteFileEx1& sink) { return sink.m_pWriteRing.get(); }
     static CInnerSoftDataIO& Inner(CWriteFileEx1& sink) { return *sink.m_pInner; }
+    static CQLSoftFileHandle& File(const CWriteFileEx1& sink) { return *sink.m_pMediaFile; }
 };
 
 namespace test {

@@ -2,10 +2,14 @@
 #include "sinks/RingOfNodes.h"
 
 #include "frame/TransferDefaults.h"
+#include "support/Bounded.h"
 #include "support/LeakChecks.h"
 #include "support/MemoryLack.h"
 
 #include <gmock/gmock.h>
+
+#include <chrono>
+#include <thread>
 
 using namespace vxcio;
 using namespace vxcio::test;
@@ -208,14 +212,45 @@ TEST_F(WriteBufferRingTest, AnEventOrAWaitThatFailsOnceIsAskedAgain) {
     }
 }
 
-TEST_F(WriteBufferRingTest, AWaitThatCannotBeHadIsToldAndNothingIsSpoiled) {
+// The thread is ahead of the caller then, at a node that nobody will hand over, and ends all the same.
+TEST_F(WriteBufferRingTest, AWaitThatCannotBeHadIsToldAndDelaysNoEnd) {
+    Gate gate;
+    host.Hold(HostFunction::Write, gate);
     Start(2);
     {
         FaultPlan plan;
         plan.Add(Fail(Op::VXC_WaitForSingleObject).FromThenOn().OnThisThread());
         EXPECT_EQ(Pass(1), Outcome::NoNode);
-        EXPECT_EQ(&ring->Node(), &Inspector::NodeAt(*ring, 0));
-        EXPECT_FALSE(ring->Flush());
     }
+    EXPECT_EQ(&ring->Node(), &Inspector::NodeAt(*ring, 0));
+    ASSERT_TRUE(gate.WaitUntilReached());
+    ring->AskToEnd();
+    gate.Open();
     End();
+    EXPECT_EQ(host.Content(), Row({1}));
+}
+
+TEST_F(WriteBufferRingTest, AFlushThatCannotBeWaitedForIsTold) {
+    Start(2);
+    Fill(Pattern(10, 1));
+    FaultPlan plan;
+    plan.Add(Fail(Op::VXC_WaitForSingleObject).FromThenOn().OnThisThread());
+    EXPECT_FALSE(ring->Flush());
+}
+
+TEST_F(WriteBufferRingTest, AThreadThatCannotWaitLeavesTheNodeToTheCaller) {
+    FaultPlan plan;
+    const auto failing = plan.Add(Fail(Op::VXC_WaitForSingleObject).FromThenOn().OnOtherThreads());
+    Start(2);
+    Fill(Pattern(100, 1));
+    const auto limit = std::chrono::steady_clock::now() + kHangLimit;
+    while (plan.Fired(failing) < 100 && std::chrono::steady_clock::now() < limit) {
+        std::this_thread::yield();
+    }
+    EXPECT_GE(plan.Fired(failing), 100);
+    EXPECT_EQ(ring->Node().dwUsed, 100U);
+    EXPECT_TRUE(News().empty());
+    plan.Remove(failing);
+    EXPECT_TRUE(ring->Flush());
+    EXPECT_THAT(News(), ElementsAre("writer write 100"));
 }

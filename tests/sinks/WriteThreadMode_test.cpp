@@ -172,6 +172,19 @@ TEST_P(WriteThreadModeCutTest, AFailedMoveIsNoticedAndCutsNothing) {
     EXPECT_EQ(host.Content(), content);
 }
 
+// The read before the pad; behind the end of the file it spoils nothing.
+TEST_P(WriteThreadModeCutTest, OnlyTheCallersOwnFlushLooksAtItsRead) {
+    Start();
+    sink.Seek(0, 2);
+    Put(Pattern(7, 2));
+    host.Fail(HostFunction::Read, 5);
+    std::vector<uint8> none;
+    EXPECT_EQ(sink.ReadBack(none.data(), 0), 0);
+    EXPECT_EQ(Inspector::IsGood(sink), GetParam().bufferBytes != 0);
+    content.resize(10'240, 0);
+    EXPECT_EQ(host.Content(), content);
+}
+
 TEST_P(WriteHungTest, TheSinkComesBackAndClosesWithoutTheDisk) {
     Start();
     if (GetParam().bufferBytes == 0) {

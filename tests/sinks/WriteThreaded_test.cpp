@@ -1,5 +1,6 @@
 // Writing through the ring: what reaches the file, when, and by which thread.
 #include "sinks/HostSinkFixture.h"
+#include "support/TestClock.h"
 
 #include <gmock/gmock.h>
 
@@ -188,6 +189,20 @@ TEST_F(WriteThreadedTest, ASeekWaitsForAllThatWasWritten) {
     EXPECT_TRUE(Content() == content);
 }
 
+TEST_F(WriteThreadedTest, OnlyAWriteOrASeekLeavesSomethingToFlush) {
+    Start();
+    std::vector<uint8> head(10);
+    FaultPlan plan;
+    EXPECT_EQ(sink.ReadBack(head.data(), 10), 10); // behind an open
+    EXPECT_EQ(sink.ReadBack(head.data(), 10), 10); // behind a read
+    EXPECT_EQ(plan.Calls(Op::VXC_SetEvent), 0);
+    sink.Seek(0, 1);
+    EXPECT_EQ(plan.Calls(Op::VXC_SetEvent), 2); // the node and its answer
+    EXPECT_EQ(sink.ReadBack(head.data(), 10), 10);
+    EXPECT_EQ(plan.Calls(Op::VXC_SetEvent), 4);
+    EXPECT_EQ(head, Slice(content, 0, 10));
+}
+
 TEST_F(WriteThreadedTest, AWriteOfNothingTakesUpThePlaceAndStoresNothing) {
     for (const uint32 flags : {0U, VXC_FILE_FLAG_NO_BUFFERING}) {
         Start(flags);
@@ -242,13 +257,21 @@ TEST_F(WriteThreadedTest, RowsOfNodesOfAWantedSize) {
     EXPECT_EQ(NodeIndex(), 0U);
 }
 
+// Only the first node of a run is handed over before its successor is waited for.
 TEST_F(WriteThreadedTest, ABlockLargerThanTheBufferMakesARingOfOneNode) {
+    TestClock clock;
+    clock.AutoAdvance(true);
     ASSERT_EQ(Open(1048577, 0, kCreate, 2'000'000), VXC_STATUS_OK);
     ASSERT_EQ(RingInspector::NodeCount(*Inspector::Ring(sink)), 1U);
     content.clear();
     const uint32 block = Inspector::BlockSize(sink);
-    EXPECT_EQ(Put(Pattern(block, 2)), 1U); // the first goes over at once
-    EXPECT_EQ(Put(Pattern(1000, 3)), 0U);
+    EXPECT_EQ(Put(Pattern(block, 2)), 1U);
+    EXPECT_TRUE(clock.Waits().empty());
+    EXPECT_EQ(Put(Pattern(block + 1000, 3)), 1U);
+    EXPECT_THAT(clock.Waits(), ElementsAre(100U));
+    sink.Seek(7, 1);
+    EXPECT_EQ(Put(Pattern(2 * block, 4)), 1U);
+    EXPECT_THAT(clock.Waits(), ElementsAre(100U, 100U)); // for the second of them
     sink.Seek(0, 1);
     EXPECT_TRUE(host.Content() == content);
 }
