@@ -63,7 +63,7 @@ uint32 CWriteFileEx1::WriteThrough(const uint8* buffer, uint32 bytes, uint32& we
     FeedDigest(buffer, bytes);
     uint32 result = bytes;
     uint32 written = 0;
-    if (m_bStatusOK == 0) {
+    if (m_bStatusOK == 0 && m_nOpenMode <= 2) {
         written = bytes; // it would go over other bytes of the file; the next call tells
     } else if (m_pMediaFile->WriteFile(buffer, bytes, &written, nullptr) != VXC_STATUS_OK) {
         m_bStatusOK = 0;
