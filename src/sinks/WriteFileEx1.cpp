@@ -19,10 +19,6 @@ using namespace vxcio;
 
 namespace {
 
-constexpr uint32 kModeCreate = 0;
-constexpr uint32 kModeAppend = 1;
-constexpr uint32 kModeUpdate = 2;
-
 constexpr uint32 kAttributeNormal = 0x80;
 
 // The smallest ring, and its block.
@@ -146,6 +142,7 @@ uint32 CWriteFileEx1::OpenHandle() {
     if (m_nOpenMode != kModeCreate) {
         m_pInner->m_qwFileSize = m_pMediaFile->GetFileSize();
     }
+    m_qwSizeAtOpen = m_pInner->m_qwFileSize;
     return VXC_STATUS_OK;
 }
 
@@ -263,10 +260,17 @@ void CWriteFileEx1::CutToSize() {
     // Cut only where the move succeeded: a file cut at the wrong place would lose what was written.
     if (m_pMediaFile->CreateFile(m_strReopenName, VXC_GENERIC_WRITE, VXC_FILE_SHARE_READ, nullptr,
                                  VXC_OPEN_ALWAYS, kAttributeNormal, nullptr, 0) == VXC_STATUS_OK &&
-        MoveTo(*m_pMediaFile, m_pInner->m_qwFileSize)) {
+        IsPadAllThereIs() && MoveTo(*m_pMediaFile, m_pInner->m_qwFileSize)) {
         m_pMediaFile->SetEndofFile();
     }
     LogTrace(L"CWriteFileEx1::CloseFile(%s) Modify NoBuffer Mode FileSize - 2", name);
+}
+
+// Whether the file ends with the pad of what was written. One that had no size when it was opened may have
+// had one that could not be told, and then more stands behind.
+bool CWriteFileEx1::IsPadAllThereIs() {
+    return m_nOpenMode == kModeCreate || m_qwSizeAtOpen != 0 ||
+           m_pMediaFile->GetFileSize() <= RoundUp(m_pInner->m_qwFileSize, m_dwSectorSize);
 }
 
 int64 CWriteFileEx1::Seek(int64 offset, uint32 origin) {

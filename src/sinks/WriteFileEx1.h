@@ -53,6 +53,11 @@ private:
     static constexpr uint32 kUnbuffered = 2;
     static constexpr uint32 kAppend = 4;
 
+    // Values of m_nOpenMode; with any other no file is open.
+    static constexpr uint32 kModeCreate = 0;
+    static constexpr uint32 kModeAppend = 1;
+    static constexpr uint32 kModeUpdate = 2;
+
     // Values of m_nLastOperation.
     enum LastOperation : int32 { kNone, kWrite, kRead, kSeek };
 
@@ -87,9 +92,11 @@ private:
     uint32 ReadInto(uint8* target, uint32 bytes);
 
     void CutToSize();
+    bool IsPadAllThereIs();
 
     std::unique_ptr<CQLSoftFileHandle> m_pMediaFile; // null while no file is open
     uint64 m_nCurPos = 0;
+    uint64 m_qwSizeAtOpen = 0;            // also where it could not be told
     vxcio::AlignedBuffer m_pSectorBuffer; // one sector, unbuffered only
     uint32 m_dwSectorSize = 512;
     uint32 m_dwFlagsAndAttributes = 0;

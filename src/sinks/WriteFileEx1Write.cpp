@@ -57,17 +57,20 @@ void CWriteFileEx1::FeedDigest(const uint8* data, uint32 bytes) {
 }
 
 uint32 CWriteFileEx1::WriteThrough(const uint8* buffer, uint32 bytes, uint32& wentOut, bool resync) {
-    if (resync && !MoveTo(*m_pMediaFile, m_nCurPos)) {
+    // Without its place it would go over other bytes of the file: it stays off the disk, and the next call
+    // tells, unless the handle is good for nothing any more.
+    const bool hasPlace = !resync || MoveTo(*m_pMediaFile, m_nCurPos) || m_nOpenMode > kModeUpdate;
+    if (!hasPlace) {
         m_bStatusOK = 0;
     }
     FeedDigest(buffer, bytes);
     uint32 result = bytes;
     uint32 written = 0;
-    if (m_bStatusOK == 0 && m_nOpenMode <= 2) {
-        written = bytes; // it would go over other bytes of the file; the next call tells
-    } else if (m_pMediaFile->WriteFile(buffer, bytes, &written, nullptr) != VXC_STATUS_OK) {
+    if (m_pMediaFile->WriteFile(buffer, hasPlace ? bytes : 0, &written, nullptr) != VXC_STATUS_OK) {
         m_bStatusOK = 0;
         result = 0;
+    } else if (!hasPlace) {
+        written = bytes;
     }
     m_nCurPos += written;
     RaiseSize();

@@ -46,7 +46,7 @@ inline std::vector<std::string> Asked(const HostTable& host) {
     return asked;
 }
 
-// Without worker threads a move that the host fails is noticed only where the thread has a last error.
+// A handle without worker threads notices a move that the host fails only where the thread has a last error.
 class StandingError {
 public:
     StandingError() { m_plan.Add(Answer(Op::VXC_GetLastError, VXC_ERROR_IO_DEVICE).FromThenOn()); }
@@ -55,19 +55,14 @@ private:
     FaultPlan m_plan;
 };
 
-// Sectors of 512 bytes, whatever lies under the test.
-class SmallSectors {
-public:
-    SmallSectors() {
-        m_platform.Disks().getDiskFreeSpace = [](const wchar_t*, uint32* size) {
-            *size = 512;
-            return 1;
-        };
-    }
-
-private:
-    PlatformScope m_platform;
-};
+// Every disk has this sector size while the scope lives.
+template <uint32 size>
+void SetSectorSize(const PlatformScope& platform) {
+    platform.Disks().getDiskFreeSpace = [](const wchar_t*, uint32* bytes) {
+        *bytes = size;
+        return 1;
+    };
+}
 
 class HostSinkFixture : public ::testing::Test {
 protected:
@@ -95,7 +90,9 @@ protected:
         return asked;
     }
 
-    const SmallSectors sectors;
+    HostSinkFixture() { SetSectorSize<kSector>(platform); }
+
+    const PlatformScope platform;
     HostTable host{L"host.mxf"};
     CWriteFileEx1 sink;
 };

@@ -1,20 +1,9 @@
-// SinkOverHost.h - a file sink over a host's functions, which tell of each move and transfer; and disks
-// with any sector size.
+// SinkOverHost.h - a file sink over a host's file that has bytes already, beside one on the disk.
 #pragma once
 
-#include "sinks/SinkFixture.h"
-#include "support/HostTable.h"
+#include "sinks/HostSinkFixture.h"
 
 namespace vxcio::test {
-
-// Every disk has this sector size while the scope lives.
-template <uint32 size>
-void SetSectorSize(const PlatformScope& platform) {
-    platform.Disks().getDiskFreeSpace = [](const wchar_t*, uint32* bytes) {
-        *bytes = size;
-        return 1;
-    };
-}
 
 // The host's file lies in memory, takes transfers of any size at any place and begins with kSize patterned
 // bytes. The sector size is 512.
@@ -34,22 +23,9 @@ protected:
         return Slice(content, position, count);
     }
 
-    // What the host was asked for since the last time, without its texts of errors: "seek 512 from 0",
-    // "read 512", "write 512".
+    // What the host was asked since the last time.
     std::vector<std::string> Asked() {
-        std::vector<std::string> asked;
-        for (const HostCall& call : host.Log()) {
-            if (call.function == HostFunction::SetFilePointer) {
-                asked.push_back("seek " + std::to_string(call.distance) + " from " +
-                                std::to_string(call.method));
-            } else if (call.function == HostFunction::Read) {
-                asked.push_back("read " + std::to_string(call.bytes));
-            } else if (call.function == HostFunction::Write) {
-                asked.push_back("write " + std::to_string(call.bytes));
-            } else if (call.function != HostFunction::ErrorText) {
-                asked.emplace_back(HostFunctionName(call.function));
-            }
-        }
+        const auto asked = vxcio::test::Asked(host);
         host.ClearLog();
         return asked;
     }

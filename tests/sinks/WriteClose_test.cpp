@@ -259,6 +259,23 @@ TEST_F(WriteCloseTest, ASizeThatASeekBeforeTheStartMadeUpCutsNothing) {
     }
 }
 
+TEST_F(WriteCloseTest, AFileWhoseSizeCouldNotBeToldIsNotCut) {
+    for (const uint32 mode : {kAppend, kUpdate}) {
+        HostTable longHost(L"long.mxf", Pattern(5000, 1));
+        longHost.Fail(HostFunction::GetFileSize, VXC_ERROR_IO_DEVICE, 1);
+        if (mode == kAppend) {
+            longHost.Fail(HostFunction::GetFileSize, VXC_ERROR_IO_DEVICE, 2); // it asks twice
+        }
+        ASSERT_EQ(sink.OpenFile(longHost.Tagged().c_str(), 0, 0, mode, kStaged.flags, 0, 0, 0, 0, nullptr),
+                  VXC_STATUS_OK);
+        ASSERT_EQ(sink.GetFileSize(), 0U);
+        EXPECT_EQ(Write(Pattern(100, 2)), 100);
+        sink.CloseFile();
+        EXPECT_EQ(longHost.Calls(HostFunction::SetEndofFile), 0) << mode;
+        EXPECT_EQ(longHost.Content().size(), 5000U) << mode;
+    }
+}
+
 TEST_F(WriteCloseTest, AFlushThatFailsInTheCloseLeavesTheFileUncut) {
     ASSERT_EQ(Open(kStaged), VXC_STATUS_OK);
     EXPECT_EQ(Write(Pattern(1000, 1)), 1000);

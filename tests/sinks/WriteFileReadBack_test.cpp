@@ -108,7 +108,7 @@ TEST_P(WriteFileReadBackPathsTest, AFailedMoveFailsTheSinkAndTheReadGoesOn) {
     std::vector<uint8> buffer(512, 0xEE);
     EXPECT_EQ(sink.ReadBack(buffer.data(), 512), 512);
     EXPECT_FALSE(Inspector::IsGood(sink));
-    EXPECT_THAT(Asked(), ElementsAre("seek 5120 from 0", "read 512"));
+    EXPECT_THAT(Asked(), ElementsAre("seek 5120", "read 512"));
     EXPECT_EQ(Inspector::Position(sink), 5632U);
     EXPECT_EQ(sink.ReadBack(buffer.data(), 512), 0);
 }
@@ -162,7 +162,7 @@ TEST_F(WriteFileReadBackTest, AnOrdinaryReadGoesStraightToTheCallersBuffer) {
         ASSERT_EQ(OpenHost(bufferBytes), VXC_STATUS_OK);
         sink.Seek(701, 1);
         EXPECT_EQ(ReadBack(99), Bytes(701, 99));
-        EXPECT_THAT(Asked(), ElementsAre("seek 701 from 0", "read 99"));
+        EXPECT_THAT(Asked(), ElementsAre("seek 701", "read 99"));
         EXPECT_EQ(Inspector::Position(sink), 800U);
     }
 }
@@ -184,7 +184,7 @@ TEST_F(WriteFileReadBackTest, AnOrdinaryReadWithoutABufferFailsTheSink) {
     EXPECT_EQ(sink.ReadBack(nullptr, 100), 100);
     EXPECT_FALSE(Inspector::IsGood(sink));
     EXPECT_EQ(Inspector::Position(sink), 10U);
-    EXPECT_THAT(Asked(), ElementsAre("seek 10 from 0"));
+    EXPECT_THAT(Asked(), ElementsAre("seek 10"));
 }
 
 TEST_F(WriteFileReadBackTest, AnUnbufferedReadTakesWholeSectors) {
@@ -193,11 +193,11 @@ TEST_F(WriteFileReadBackTest, AnUnbufferedReadTakesWholeSectors) {
         uint32 bytes;
         const char* moved;
         const char* read;
-    } const cases[] = {{700, 100, "seek 512 from 0", "read 512"},  {1000, 24, "seek 512 from 0", "read 512"},
-                       {1000, 25, "seek 512 from 0", "read 1024"}, {512, 512, "seek 512 from 0", "read 512"},
-                       {512, 513, "seek 512 from 0", "read 1024"}, {1023, 2, "seek 512 from 0", "read 1024"},
-                       {1, 1, "seek 0 from 0", "read 512"},        {1024, 0, "seek 1024 from 0", nullptr},
-                       {511, 1026, "seek 0 from 0", "read 2048"}};
+    } const cases[] = {{700, 100, "seek 512", "read 512"},  {1000, 24, "seek 512", "read 512"},
+                       {1000, 25, "seek 512", "read 1024"}, {512, 512, "seek 512", "read 512"},
+                       {512, 513, "seek 512", "read 1024"}, {1023, 2, "seek 512", "read 1024"},
+                       {1, 1, "seek 0", "read 512"},        {1024, 0, "seek 1024", nullptr},
+                       {511, 1026, "seek 0", "read 2048"}};
     for (const uint32 bufferBytes : {0U, 1U}) {
         ASSERT_EQ(OpenHost(bufferBytes, kDirect), VXC_STATUS_OK);
         for (const auto& entry : cases) {
@@ -218,7 +218,7 @@ TEST_F(WriteFileReadBackTest, AnUnbufferedReadOfLargerSectors) {
     ASSERT_EQ(OpenHost(0, kDirect), VXC_STATUS_OK);
     sink.Seek(5000, 1);
     EXPECT_EQ(ReadBack(4000), Bytes(5000, 4000));
-    EXPECT_THAT(Asked(), ElementsAre("seek 4096 from 0", "read 8192"));
+    EXPECT_THAT(Asked(), ElementsAre("seek 4096", "read 8192"));
 }
 
 TEST_F(WriteFileReadBackTest, AnUnbufferedReadAtTheEndGivesZerosBehindIt) {
@@ -236,7 +236,7 @@ TEST_F(WriteFileReadBackTest, AnUnbufferedReadWithoutABufferDoesAllButTheCopy) {
     ASSERT_EQ(OpenHost(0, kDirect), VXC_STATUS_OK);
     sink.Seek(700, 1);
     EXPECT_EQ(sink.ReadBack(nullptr, 100), 100);
-    EXPECT_THAT(Asked(), ElementsAre("seek 512 from 0", "read 512"));
+    EXPECT_THAT(Asked(), ElementsAre("seek 512", "read 512"));
     EXPECT_EQ(Inspector::Position(sink), 800U);
     EXPECT_TRUE(Inspector::IsGood(sink));
 }

@@ -62,8 +62,8 @@ protected:
     using Inspector = WriteFileInspector;
     static constexpr uint32 kNode = 524288;
 
-    void Start() {
-        host.Hold(HostFunction::Write, gate);
+    void Start(HostFunction hung = HostFunction::Write) {
+        host.Hold(hung, gate);
         ASSERT_EQ(sink.OpenFile(host.Tagged().c_str(), GetParam().bufferBytes, 0, 0, GetParam().flags, 0, 0,
                                 0, 0, nullptr),
                   VXC_STATUS_OK);
@@ -82,7 +82,7 @@ protected:
 
     const HealthyDrive drive{L'D'};
     NoLeakScope leaks;
-    const SmallSectors sectors;
+    const PlatformScope platform;
     const TimeOuts limits{kLimit, kLimit};
     HostTable host{L"D:\\host.mxf"};
     TestClock clock;
@@ -204,6 +204,18 @@ TEST_P(WriteHungTest, TheSinkComesBackAndClosesWithoutTheDisk) {
     EXPECT_TRUE(log.Contains(L"Finish"));
     EXPECT_EQ(host.Calls(HostFunction::Write), 1); // nothing more was asked of the disk
     EXPECT_EQ(host.Calls(HostFunction::Open), 1);
+    gate.Open();
+}
+
+// The first move of a write asks the disk where the file stands.
+TEST_P(WriteHungTest, AWriteWhoseMoveHangsGivesNothing) {
+    Start(HostFunction::SetFilePointer);
+    auto write = std::async(std::launch::async, [this] { return Write(1024); });
+    ASSERT_NO_FATAL_FAILURE(PassLimit());
+    EXPECT_EQ(write.get(), 0);
+    EXPECT_EQ(Write(10), 0);
+    EXPECT_EQ(sink.CloseFile(), VXC_STATUS_OK);
+    EXPECT_EQ(host.Calls(HostFunction::Write), 0);
     gate.Open();
 }
 
