@@ -179,7 +179,7 @@ uint32 CWriteFileEx1::WriteThreaded(const uint8* buffer, uint32 bytes, uint32& w
     uint32 result = bytes;
     // The node of a resync goes out at once, so that the disk has work; later ones go in rows.
     auto order = resync ? WriteBufferRing::Order::HandOverFirst : WriteBufferRing::Order::WaitFirst;
-    for (uint32 left = bytes;;) {
+    for (uint32 left = bytes; left > 0 || order == WriteBufferRing::Order::HandOverFirst;) {
         WriteBufferNode& node = m_pWriteRing->Node();
         const uint32 count = std::min(left, node.dwCapacity - node.dwUsed);
         FeedDigest(buffer, count);
@@ -199,9 +199,6 @@ uint32 CWriteFileEx1::WriteThreaded(const uint8* buffer, uint32 bytes, uint32& w
             }
             m_pWriteRing->Node().nFilePos = static_cast<int64>(m_nCurPos);
             wentOut = 1;
-        }
-        if (left == 0) {
-            break;
         }
         order = WriteBufferRing::Order::WaitFirst;
     }

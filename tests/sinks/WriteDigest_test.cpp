@@ -122,3 +122,15 @@ TEST_P(WriteDigestTest, BytesThatAreNotTakenInAreNotFed) {
     EXPECT_EQ(Fed(), 1000U);
     EXPECT_EQ(Told(), DigestOf(Pattern(1000, 1))); // stays after the close
 }
+
+// Without a ring the rule is asked for each write, with one for each piece that is taken in.
+TEST_P(WriteDigestTest, AnEmptyWriteInARunIsNoPieceForTheRing) {
+    Start();
+    EXPECT_EQ(Write(Pattern(1000, 1)), 1000);
+    EXPECT_EQ(sink.StopMD5_Check(0), 1);
+    sink.Seek(0, 1);
+    EXPECT_EQ(Write(Pattern(10, 2)), 10);
+    EXPECT_EQ(sink.BeginMD5_Check(0), 1);
+    EXPECT_EQ(Write({}), 0);
+    EXPECT_EQ(Inspector::Inner(sink).MD5State() == nullptr, GetParam().bufferBytes == 0);
+}
