@@ -2,10 +2,10 @@
 #pragma once
 
 #include "frame/InnerSoftDataIO.h"
-#include "frame/MD5.h"
 #include "frame/PlatformTypes.h"
 #include "frame/Status.h"
 #include "sinks/WriteFileEx1.h"
+#include "support/Digests.h"
 #include "support/FaultPlan.h"
 #include "support/LogCapture.h"
 #include "support/PlatformScope.h"
@@ -13,8 +13,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -55,16 +53,6 @@ struct WriteFileInspector {
 };
 
 namespace test {
-
-using Digest = std::array<uint8, 16>;
-
-inline Digest DigestOf(const std::vector<uint8>& bytes) {
-    MD5_CTX md5;
-    md5.Update(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    Digest digest;
-    md5.Final(digest.data());
-    return digest;
-}
 
 // The four ways of writing.
 struct WritePath {

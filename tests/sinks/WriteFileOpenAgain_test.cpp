@@ -4,6 +4,8 @@
 #include "support/LeakChecks.h"
 #include "support/SettingsScope.h"
 
+#include <cstring>
+
 using namespace vxcio;
 using namespace vxcio::test;
 

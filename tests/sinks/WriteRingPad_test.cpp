@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cstring>
+
 using namespace vxcio;
 using namespace vxcio::test;
 using ::testing::ElementsAre;

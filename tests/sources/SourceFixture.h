@@ -3,9 +3,9 @@
 
 #include "frame/AlignedBlock.h"
 #include "frame/InnerSoftDataIO.h"
-#include "frame/MD5.h"
 #include "frame/Status.h"
 #include "sources/FileSource.h"
+#include "support/Digests.h"
 #include "support/FaultPlan.h"
 #include "support/LogCapture.h"
 #include "support/PlatformScope.h"
@@ -13,7 +13,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -61,30 +60,6 @@ struct FileSourceInspector {
 };
 
 namespace test {
-
-using Digest = std::array<uint8, 16>;
-
-inline Digest DigestOf(const std::vector<uint8>& bytes) {
-    MD5_CTX md5;
-    md5.Update(bytes.data(), static_cast<unsigned int>(bytes.size()));
-    Digest digest;
-    md5.Final(digest.data());
-    return digest;
-}
-
-// The digest of a source; all zeros where it gave none.
-inline Digest DigestOf(CSoftDataSource& source) {
-    uint8* bytes = nullptr;
-    int length = 0;
-    Digest digest = {};
-    EXPECT_EQ(source.GetMD5_check(1, bytes, length), 0);
-    if (bytes != nullptr) {
-        EXPECT_EQ(length, 16);
-        std::memcpy(digest.data(), bytes, digest.size());
-        delete[] bytes;
-    }
-    return digest;
-}
 
 class FileSourceFixture : public ::testing::Test {
 protected:
