@@ -1,10 +1,10 @@
-// disk_write FILE BYTES PIECE WAY RING BLOCK [DIGEST]    writes so many zeros to a new file through a sink,
-// PIECE
-//                bytes at a time, WAY being direct (past the cache), cached, or synced (cached, and on the
-//                disk when the program ends); RING bytes of ring, 0 for none, in blocks of BLOCK bytes. With
-//                DIGEST the program computes while the disk writes: a digest of so many bytes of memory for
-//                each MiB.
-// disk_write - BYTES PIECE none 0 0 DIGEST               computes the same and writes nothing
+// disk_write FILE BYTES PIECE WAY RING BLOCK [DIGEST]
+//     writes so many zeros to a new file through a sink, PIECE bytes at a time, WAY being direct (past the
+//     cache), cached, or synced (cached, and on the disk when the program ends); RING bytes of ring, 0 for
+//     none, in blocks of BLOCK bytes. With DIGEST the program computes while the disk writes: a digest of so
+//     many bytes of memory for each MiB.
+// disk_write - BYTES PIECE none 0 0 DIGEST
+//     computes the same and writes nothing
 //
 // One process for one way of writing, so that bench/disk_write.py can measure it beside others. Zeros, as the
 // peers write zeros and disks may treat them in their own way. Prints how many bytes the file has got.
