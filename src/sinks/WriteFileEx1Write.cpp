@@ -153,7 +153,8 @@ bool CWriteFileEx1::PadStage(uint32 rem) {
     const bool isRead = ReadSector(*m_pMediaFile, m_pSectorBuffer.Data(), s);
     CopyBulk(m_pStageBuffer.Data() + m_dwStageFill, m_pSectorBuffer.Data() + rem, s - rem);
     m_dwStageFill += s - rem;
-    if (tail < 0 || !MoveTo(*m_pMediaFile, static_cast<uint64>(tail))) {
+    // A host's move that fails may give 0xFFFFFFFF, which is no place of a sector.
+    if (tail < 0 || tail % s != 0 || !MoveTo(*m_pMediaFile, static_cast<uint64>(tail))) {
         return false;
     }
     if (!isRead) {

@@ -92,7 +92,7 @@ protected:
 
     HostSinkFixture() { SetSectorSize<kSector>(platform); }
 
-    const PlatformScope platform;
+    const PlatformScope platform{};
     HostTable host{L"host.mxf"};
     CWriteFileEx1 sink;
 };

@@ -30,7 +30,7 @@ protected:
         return asked;
     }
 
-    const PlatformScope platform;
+    const PlatformScope platform{};
     const std::vector<uint8> content;
     HostTable host;
 };

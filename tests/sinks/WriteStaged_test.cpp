@@ -267,3 +267,15 @@ TEST_F(WriteStagedTest, AWriteOfNothingTakesUpTheSectorAndStoresNothing) {
     EXPECT_EQ(sink.CloseFile(), VXC_STATUS_OK);
     EXPECT_EQ(Content(), content); // flushed as it was
 }
+
+// In direct mode the handle gives a place then, as no last error tells of the failure.
+TEST_F(WriteStagedTest, AFlushWhoseMoveAHostFailsWritesNowhere) {
+    FaultPlan plan;
+    plan.Add(Answer(Op::VXC_GetLastError, VXC_ERROR_SUCCESS).FromThenOn());
+    Start();
+    EXPECT_EQ(Write(Pattern(100, 2)), 100);
+    host.Fail(HostFunction::SetFilePointer, VXC_ERROR_IO_DEVICE, 2); // the one that tells the flush its place
+    EXPECT_EQ(sink.Seek(7, 1), 7);
+    EXPECT_FALSE(Inspector::IsGood(sink));
+    EXPECT_EQ(host.Calls(HostFunction::Write), 0);
+}

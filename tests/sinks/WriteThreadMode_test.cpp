@@ -82,7 +82,7 @@ protected:
 
     const HealthyDrive drive{L'D'};
     NoLeakScope leaks;
-    const PlatformScope platform;
+    const PlatformScope platform{};
     const TimeOuts limits{kLimit, kLimit};
     HostTable host{L"D:\\host.mxf"};
     TestClock clock;
