@@ -233,6 +233,7 @@ std::unique_ptr<Stream> Stream::Open(const Input& input, const Options& options,
     for (const LostCopy& lost : watch->TakeLost()) {
         WarnOfLostCopy(lost);
     }
+    watch->TakeTrouble(); // of the opening
     return std::unique_ptr<Stream>(new Stream(std::move(reading), log, watch, input.joined));
 }
 
@@ -259,9 +260,9 @@ int Stream::Read(uint8* buffer, uint32 bytes) {
     }
     const Clock::time_point start = Clock::now();
     for (bool first = true;; first = false) {
-        m_pWatch->TakeTrouble();
         const int got = ReadTimed(buffer, bytes);
-        // Within a list, bytes that are missing from one file would be followed by those of the next.
+        // Within a list, bytes that are missing from one file would be followed by those of the next. What
+        // was read ahead may have met the gap long before this read.
         const bool trouble = m_pWatch->TakeTrouble() && m_bJoined;
         if (got > 0 && !trouble) {
             m_qwPosition += static_cast<uint64>(got);
@@ -274,6 +275,7 @@ int Stream::Read(uint8* buffer, uint32 bytes) {
             std::this_thread::sleep_for(kPause);
         }
         m_pReading->Restart(m_qwPosition);
+        m_pWatch->TakeTrouble(); // the next read goes to the files anew, and tells for itself
     }
 }
 
