@@ -194,7 +194,7 @@ constexpr const char* kCopyFooter =
 void AddCopy(CLI::App& app, Options& options) {
     CLI::App* const verb = AddVerb(app, "copy", "Copy through the library, with the digest made on the way");
     verb->add_flag("--unbuffered", options.targetUnbuffered, "Write past the system's cache");
-    AddSize(*verb, "--buffer", "Bytes of the ring in front of the writer thread, 0 for no thread (8M)", 0,
+    AddSize(*verb, "--buffer", "Bytes of the ring in front of the writer thread, 0 for no thread (32M)", 0,
             kMostBlock, [&options](uint64 size) { options.targetBuffer = static_cast<uint32>(size); });
     AddSize(*verb, "--block", "Bytes of one write; with a ring of 1M or less it is 512K (1M)", 1, kMostBlock,
             [&options](uint64 size) { options.targetBlock = static_cast<uint32>(size); });

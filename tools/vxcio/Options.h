@@ -34,7 +34,7 @@ struct Options {
 
     // Of copy; `unbuffered`, `block` and `preRead` are those of its reading.
     bool targetUnbuffered = false;
-    uint32 targetBuffer = 8u << 20; // bytes of the ring in front of the writer thread; 0 for none
+    uint32 targetBuffer = 32u << 20; // bytes of the ring in front of the writer thread; 0 for none
     uint32 targetBlock = 1u << 20;
     bool append = false;
     bool verify = false;
