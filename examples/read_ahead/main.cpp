@@ -3,6 +3,7 @@
 //
 // DIGEST is what an independent program makes of the clip; each reading must give the same. The exit code is
 // 0 only when all do.
+#include "../common/TakeDigest.h"
 #include "../read_clip/HostFile.h"
 
 #include "module/VXCSoftCodecIO.h"
@@ -32,20 +33,6 @@ struct Outcome {
     double seconds = 0;
     std::string digest;
 };
-
-std::string TakeDigest(CSoftDataSource& source) {
-    unsigned char* digest = nullptr;
-    int length = 0;
-    source.GetMD5_check(0, digest, length);
-    const std::unique_ptr<unsigned char[]> owned(digest);
-    std::string text;
-    for (int i = 0; digest != nullptr && i < length; ++i) {
-        std::array<char, 3> two{};
-        std::snprintf(two.data(), two.size(), "%02x", static_cast<unsigned>(digest[i]));
-        text += two.data();
-    }
-    return text;
-}
 
 // `digested` makes the library digest what passes, which costs more than the reading itself.
 Outcome ReadPackets(const wchar_t* name, int preRead, bool digested) {

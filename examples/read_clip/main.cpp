@@ -3,6 +3,7 @@
 // DIGEST is what an independent program makes of the clip. Each story compares every byte that the library
 // delivers with the clip as the C++ library reads it, and the digest that the library made on the way with
 // DIGEST. The exit code is 0 only when all of them agree.
+#include "../common/TakeDigest.h"
 #include "HostFile.h"
 
 #include "module/VXCSoftCodecIO.h"
@@ -41,20 +42,6 @@ struct CloseAndDelete {
         delete source;
     }
 };
-
-std::string TakeDigest(CSoftDataSource& source) {
-    unsigned char* digest = nullptr;
-    int length = 0;
-    source.GetMD5_check(0, digest, length);
-    const std::unique_ptr<unsigned char[]> owned(digest);
-    std::string text;
-    for (int i = 0; digest != nullptr && i < length; ++i) {
-        char two[3];
-        std::snprintf(two, sizeof two, "%02x", static_cast<unsigned>(digest[i]));
-        text += two;
-    }
-    return text;
-}
 
 Pieces InOrder(std::size_t size, const std::function<std::size_t()>& next) {
     Pieces pieces;

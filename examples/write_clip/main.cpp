@@ -4,6 +4,7 @@
 // made on the way with it, every byte that the sink reads back with the clip, and the file that stands there
 // in the end, as the C++ library reads it. The exit code is 0 only when all of them agree; then the file of
 // the last story stays.
+#include "../common/TakeDigest.h"
 #include "Mxf.h"
 
 #include "module/VXCSoftCodecIO.h"
@@ -59,21 +60,6 @@ Sink Open(const Clip& clip, const Way& way) {
     sink->EnableMD5_Check(1);
     sink->BeginMD5_Check(1);
     return sink;
-}
-
-// Empty where the sink has none, as after a byte was written anew.
-std::string TakeDigest(CSoftDataIO& sink) {
-    unsigned char* digest = nullptr;
-    int length = 0;
-    sink.GetMD5_check(0, digest, length);
-    const std::unique_ptr<unsigned char[]> owned(digest);
-    std::string text;
-    for (int i = 0; digest != nullptr && i < length; ++i) {
-        char two[3];
-        std::snprintf(two, sizeof two, "%02x", static_cast<unsigned>(digest[i]));
-        text += two;
-    }
-    return text;
 }
 
 // Writes what of `bytes` lies behind `from`, in odd sizes. The number of writes; 0 when one failed.

@@ -5,6 +5,7 @@
 #include "frame/Log.h"
 #include "frame/MD5Check.h"
 #include "frame/PlatformTypes.h"
+#include "frame/RoundUp.h"
 #include "frame/Status.h"
 #include "frame/TransferDefaults.h"
 #include "platform/SafeCopy.h"
@@ -26,10 +27,6 @@ constexpr uint32 kLeastBuffer = 1048576;
 constexpr uint32 kBlockOfLeastBuffer = 524288;
 constexpr uint32 kBlockOfNone = 1048576; // where the caller gave none
 constexpr uint32 kStageCapacity = 1048576;
-
-constexpr uint64 RoundUp(uint64 value, uint64 unit) {
-    return (value + unit - 1) / unit * unit;
-}
 
 } // namespace
 
@@ -289,13 +286,10 @@ int64 CWriteFileEx1::Seek(int64 offset, uint32 origin) {
     return static_cast<int64>(m_nCurPos);
 }
 
-// Brings out what lies between the caller and the file. False when an earlier failure stands in the way.
-bool CWriteFileEx1::Flush() {
-    if (m_bStatusOK == 0) {
-        return false;
-    }
-    if (m_nLastOperation != kWrite && m_nLastOperation != kSeek) {
-        return true;
+// Brings out what lies between the caller and the file, unless an earlier failure stands in the way.
+void CWriteFileEx1::Flush() {
+    if (m_bStatusOK == 0 || (m_nLastOperation != kWrite && m_nLastOperation != kSeek)) {
+        return;
     }
     if (m_pWriteRing) {
         if (!m_pWriteRing->Flush()) {
@@ -304,5 +298,4 @@ bool CWriteFileEx1::Flush() {
     } else if (m_dwStageFill > 0) {
         FlushStage();
     }
-    return true;
 }

@@ -80,7 +80,7 @@ private:
     bool GrowStage(uint64 bytes);
     void FeedDigest(const uint8* data, uint32 bytes);
     void RaiseSize();
-    bool Flush();
+    void Flush();
     void FlushStage();
     bool PadStage(uint32 rem);
 

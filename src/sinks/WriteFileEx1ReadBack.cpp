@@ -1,6 +1,7 @@
 // Reading back what the sink wrote, and the cache of it.
 #include "frame/BulkCopy.h"
 #include "frame/InnerSoftDataIO.h"
+#include "frame/RoundUp.h"
 #include "frame/TransferDefaults.h"
 #include "sinks/HandleMoves.h"
 #include "sinks/WriteFileEx1.h"
@@ -76,7 +77,7 @@ void CWriteFileEx1::FillReadCache(uint64 position) {
 void CWriteFileEx1::ReadUnbuffered(uint8* buffer, uint32 bytes) {
     const auto offset = static_cast<uint32>(m_nCurPos % m_dwSectorSize);
     const uint64 start = m_nCurPos - offset;
-    const uint64 span = (uint64{offset} + bytes + m_dwSectorSize - 1) / m_dwSectorSize * m_dwSectorSize;
+    const uint64 span = RoundUp(uint64{offset} + bytes, m_dwSectorSize);
     // The flush has emptied the staging area.
     const bool hasRoom = GrowStage(span);
     if (!hasRoom || !MoveTo(*m_pMediaFile, start)) {

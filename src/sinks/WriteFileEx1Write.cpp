@@ -3,6 +3,7 @@
 #include "frame/InnerSoftDataIO.h"
 #include "frame/Log.h"
 #include "frame/PlatformTypes.h"
+#include "frame/RoundUp.h"
 #include "frame/Status.h"
 #include "frame/SystemLayer.h"
 #include "frame/TransferDefaults.h"
@@ -121,7 +122,7 @@ bool CWriteFileEx1::GrowStage(uint64 bytes) {
     if (bytes <= m_pStageBuffer.Size()) {
         return true;
     }
-    const uint64 rounded = (bytes + m_dwSectorSize - 1) / m_dwSectorSize * m_dwSectorSize;
+    const uint64 rounded = RoundUp(bytes, m_dwSectorSize);
     if (rounded > 0xFFFFFFFFu) {
         return false;
     }

@@ -4,6 +4,7 @@
 #include "frame/InnerSoftDataIO.h"
 #include "frame/Log.h"
 #include "frame/MD5Check.h"
+#include "frame/RoundUp.h"
 
 #include <algorithm>
 #include <cstring>
@@ -72,7 +73,7 @@ bool CFileSource::FinishMD5(MD5Check& check, uint64 size) {
     for (uint64 rest = size - check.Position(); rest > 0 && empty < kEmptyPieces;) {
         const uint32 part = static_cast<uint32>(std::min<uint64>(rest, whole));
         // The end of the file shortens the last read to what is there.
-        const uint32 piece = IsUnbuffered() ? (part + s - 1) / s * s : part;
+        const uint32 piece = IsUnbuffered() ? static_cast<uint32>(RoundUp(part, s)) : part;
         const uint32 got = ReadFile1(check.Buffer(), piece);
         if (got == 0) {
             ShowLastError();

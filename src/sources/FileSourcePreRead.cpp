@@ -2,6 +2,7 @@
 #include "sources/FileSource.h"
 
 #include "frame/Log.h"
+#include "frame/RoundUp.h"
 #include "frame/TransferDefaults.h"
 
 #include <algorithm>
@@ -16,10 +17,6 @@ constexpr uint32 kSizeBits = 0x7FFFFFFF; // the sign asks for the whole file in 
 constexpr std::size_t kMemoryAlignment = 512;
 constexpr std::size_t kReadAtAlignment = 64;
 constexpr uint64 kLargestFile = uint64{1} << 62; // more is nonsense, and must not wrap when it is rounded
-
-constexpr uint64 RoundUp(uint64 value, uint32 unit) {
-    return (value + unit - 1) / unit * unit;
-}
 
 } // namespace
 

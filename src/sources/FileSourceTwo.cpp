@@ -4,6 +4,7 @@
 #include "frame/InnerSoftDataIO.h"
 #include "frame/Log.h"
 #include "frame/ReadSetting.h"
+#include "frame/RoundUp.h"
 #include "frame/Status.h"
 #include "frame/TransferDefaults.h"
 #include "sources/DiskProbes.h"
@@ -127,7 +128,7 @@ bool CFileSource::TakeFromCopies(uint8* buffer, uint32 bytes, uint32& count) {
     const uint32 head = widened ? static_cast<uint32>(pos % s) : 0;
     uint64 want = uint64{bytes} + head;
     if (widened) {
-        want = (want + s - 1) / s * s;
+        want = RoundUp(want, s);
     }
     if (!m_pTwoHandle || want > 0xFFFFFFFFu) {
         return false;

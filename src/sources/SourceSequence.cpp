@@ -1,5 +1,6 @@
 #include "sources/SourceSequence.h"
 
+#include "frame/RoundUp.h"
 #include "frame/Status.h"
 #include "frame/TransferDefaults.h"
 #include "sources/DiskProbes.h"
@@ -175,7 +176,7 @@ void SourceSequence::EnablePreRead(int blockBytes, int longestRead) {
         IsAtElement() ? GetDiskSectorSize(m_elements.pData[m_nCurIndex].strFile1) : kDefaultSectorSize;
     const int larger = std::max(blockBytes, longestRead);
     const uint64 size = static_cast<uint32>(larger);
-    const uint64 rounded = (size + m_dwSectorSize - 1) / m_dwSectorSize * m_dwSectorSize;
+    const uint64 rounded = RoundUp(size, m_dwSectorSize);
     // The elements take an int, whose sign has a meaning of its own: rounding must not turn it around.
     const uint64 limit = larger < 0 ? std::numeric_limits<uint32>::max() : std::numeric_limits<int32>::max();
     if (rounded > limit) {

@@ -60,18 +60,14 @@ DigestEnd MakeDigest(Run& run, const Input& input, std::string& digits, uint64& 
     if (end != ReadEnd::Whole) {
         return end == ReadEnd::Interrupted ? DigestEnd::Interrupted : DigestEnd::Failed;
     }
-    unsigned char* digest = nullptr;
-    int length = 0;
-    source->GetMD5_check(0, digest, length);
-    const std::unique_ptr<unsigned char[]> owned(digest);
+    digits = TakeDigest(*source);
     // The library reads on by itself where the file grew meanwhile; only its log would tell a failure.
     // Of several files it tells what another copy has made good long ago.
     const std::string failure = whole ? std::string() : run.log.LastFailure();
-    if (digest == nullptr || length != 16 || !failure.empty()) {
+    if (digits.empty() || !failure.empty()) {
         reason = failure.empty() ? "the library gave no digest" : Shown(failure);
         return DigestEnd::Failed;
     }
-    digits = Hex(digest, length);
     return DigestEnd::Made;
 }
 

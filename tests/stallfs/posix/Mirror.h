@@ -7,10 +7,11 @@
 
 namespace stallfs {
 
+enum class Access { ReadOnly, Writable };
+
 // Mounts and serves until the mount is taken away. False when it could not be mounted, which libfuse has told
 // on standard error. `ready` runs once the mount stands. One mirror a process, which ends behind it: what
 // libfuse holds is left to that.
-enum class Access { ReadOnly, Writable };
 bool ServeMirror(const std::string& backing, const std::string& mountPoint, Access access, StallRules& rules,
                  void (*ready)());
 
