@@ -9,8 +9,8 @@
 #pragma once
 
 #include "filehandle/CallerFileFunctions.h"
-#include "filehandle/Counted.h"
 #include "frame/AlignedBlock.h"
+#include "frame/Counted.h"
 #include "frame/PlatformTypes.h"
 #include "frame/Types.h"
 

@@ -11,10 +11,10 @@
 #pragma once
 
 #include "filehandle/AnswerLook.h"
-#include "filehandle/Counted.h"
 #include "filehandle/FileRecord.h"
 #include "filehandle/HandOver.h"
 #include "frame/AlignedBlock.h"
+#include "frame/Counted.h"
 #include "frame/Types.h"
 
 namespace vxcio {

@@ -8,7 +8,7 @@
 // of a request belongs to one side at any time.
 #pragma once
 
-#include "filehandle/Counted.h"
+#include "frame/Counted.h"
 #include "frame/Types.h"
 
 #include <atomic>

@@ -1,9 +1,9 @@
 // OneShotWorker.h - a thread for one operation of a file handle: create, close, cut or size.
 #pragma once
 
-#include "filehandle/Counted.h"
 #include "filehandle/FileRecord.h"
 #include "filehandle/HandOver.h"
+#include "frame/Counted.h"
 #include "frame/Types.h"
 
 namespace vxcio {

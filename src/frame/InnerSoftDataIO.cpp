@@ -13,16 +13,6 @@ CInnerSoftDataIO::CInnerSoftDataIO(CSoftDataIO* /*outer*/) noexcept
     m_nScratchSize = m_pScratch ? kScratchSize : 0;
 }
 
-void CInnerSoftDataIO::AddReference() noexcept {
-    m_nReferences.fetch_add(1, std::memory_order_relaxed);
-}
-
-void CInnerSoftDataIO::Release() noexcept {
-    if (m_nReferences.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-        delete this;
-    }
-}
-
 void CInnerSoftDataIO::ReleaseMD5() noexcept {
     m_bMD5Running.store(0, std::memory_order_relaxed);
     std::shared_ptr<vxcio::MD5Check> old;

@@ -6,6 +6,7 @@
 // for it.
 #pragma once
 
+#include "frame/Counted.h"
 #include "frame/MD5Check.h"
 #include "frame/Types.h"
 #include "frame/VXCString.h"
@@ -17,7 +18,7 @@
 class CSoftDataIO;
 
 // It has virtual operations and no virtual destructor, so it is final and only ever deleted by its own type.
-class CInnerSoftDataIO final {
+class CInnerSoftDataIO final : public vxcio::Counted<CInnerSoftDataIO> {
 public:
     explicit CInnerSoftDataIO(CSoftDataIO* outer) noexcept;
     CInnerSoftDataIO(const CInnerSoftDataIO&) = delete;
@@ -45,10 +46,6 @@ public:
     virtual uint64 GetXDCAMFreeSpace();
     virtual int GetXInfo(const wchar_t* path, ENUMIOInfo_TYPE type, SPlugStreamMediaInfo* info);
 
-    // One more holder, and one fewer; the last one frees the object.
-    void AddReference() noexcept;
-    void Release() noexcept;
-
     // The MD5 state, or null when none was enabled. Any thread.
     std::shared_ptr<vxcio::MD5Check> MD5State() noexcept;
     // The MD5 state if it is to be fed now, else null. Costs one load while no check runs.
@@ -64,11 +61,11 @@ public:
     int m_nScratchSize = 0;
 
 private:
+    friend class vxcio::Counted<CInnerSoftDataIO>;
     ~CInnerSoftDataIO() = default;
     void ReleaseMD5() noexcept;
 
     std::mutex m_MD5Lock; // guards m_pMD5 alone; never held while a state is fed
     std::shared_ptr<vxcio::MD5Check> m_pMD5;
     std::atomic<uint32> m_bMD5Running{0};
-    std::atomic<uint32> m_nReferences{1};
 };

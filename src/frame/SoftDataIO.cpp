@@ -1,5 +1,6 @@
 #include "frame/SoftDataIO.h"
 
+#include "frame/Counted.h"
 #include "frame/InnerSoftDataIO.h"
 #include "frame/Status.h"
 
@@ -9,28 +10,17 @@
 
 CSoftDataIO::CSoftDataIO() : m_pInner(new (std::nothrow) CInnerSoftDataIO(this)) {}
 
-CSoftDataIO::CSoftDataIO(const CSoftDataIO& other) noexcept : m_pInner(other.m_pInner) {
-    if (m_pInner != nullptr) {
-        m_pInner->AddReference();
-    }
+CSoftDataIO::CSoftDataIO(const CSoftDataIO& other) noexcept : m_pInner(nullptr) {
+    vxcio::ShareInto(m_pInner, other.m_pInner);
 }
 
 CSoftDataIO& CSoftDataIO::operator=(const CSoftDataIO& other) noexcept {
-    CInnerSoftDataIO* const old = m_pInner;
-    if (other.m_pInner != nullptr) {
-        other.m_pInner->AddReference();
-    }
-    m_pInner = other.m_pInner;
-    if (old != nullptr) {
-        old->Release();
-    }
+    vxcio::ShareInto(m_pInner, other.m_pInner);
     return *this;
 }
 
 CSoftDataIO::~CSoftDataIO() {
-    if (m_pInner != nullptr) {
-        m_pInner->Release();
-    }
+    vxcio::ShareInto<CInnerSoftDataIO>(m_pInner, nullptr);
 }
 
 int CSoftDataIO::EnableMD5_Check(uint32 reserved) {

@@ -15,3 +15,4 @@ inline constexpr uint32 VXC_STATUS_EMPTY_FILE = 0x80000102u;    // one of two co
 inline constexpr uint32 VXC_STATUS_OPEN_WRITE = 0x80000104u;    // file could not be opened for writing
 inline constexpr uint32 VXC_STATUS_READ = 0x80000107u;          // read or seek error
 inline constexpr uint32 VXC_STATUS_WRITE = 0x80000108u;         // write error or short write
+inline constexpr uint32 VXC_STATUS_PUT_AFTER_END = 0x80000201u; // data put after the end of the input

@@ -1,6 +1,10 @@
 // VXCSoftCodecIO.h - the whole public interface of the library.
 #pragma once
 
+#include "buffers/BitsStream.h"
+#include "buffers/EsBuffer.h"
+#include "buffers/StreamBuffer.h"
+#include "buffers/StreamState.h"
 #include "extra/DataExtraProcess.h"
 #include "filehandle/CallerFileFunctions.h"
 #include "filehandle/DiskFaultTable.h"

@@ -204,7 +204,10 @@ TEST(PublicInterfaceTest, OnlyPublicNamesLeaveTheLibraries) {
                                          "CVXCStringArray",
                                          "CQLSoftDataSourceArray",
                                          "ConstructDataSourceArray",
-                                         "CPullDataSourceArray"};
+                                         "CPullDataSourceArray",
+                                         "CSoftStreamBuffer",
+                                         "CSoftEsBuffer",
+                                         "CBitsStream"};
     for (const std::string& name : DefinedSymbols("libVXCSoftCodecIO.so")) {
         EXPECT_TRUE(IsPublic(name, io)) << name;
     }

@@ -1,4 +1,5 @@
-// Counted.h - sharing between a caller and the threads that work for it: whoever is last frees.
+// Counted.h - sharing between several owners, such as a caller and the threads that work for it: whoever is
+// last frees.
 #pragma once
 
 #include "frame/Types.h"
@@ -69,5 +70,17 @@ public:
 private:
     Object* m_object = nullptr;
 };
+
+// For the plain pointer by which a public class holds its inner object: lets go of what it held and shares
+// `other`. Either may be null.
+template <class Object>
+void ShareInto(Object*& held, Object* other) noexcept {
+    if (other != nullptr) {
+        other->AddReference();
+    }
+    if (Object* const old = std::exchange(held, other); old != nullptr) {
+        old->Release();
+    }
+}
 
 } // namespace vxcio

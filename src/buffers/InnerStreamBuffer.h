@@ -1,0 +1,95 @@
+// InnerStreamBuffer.h - what a byte ring for plug-ins has inside.
+//
+// One thread writes and one reads without a lock. The counters only grow; what lies between them belongs to
+// the reader, the rest to the writer:
+//
+//   writer: copy bytes in, then advance m_nTotalWritten     reader: copy bytes out, then advance m_nTotalRead
+//
+// A side that has to wait says how many bytes (or how much room) it wants, resets its event, looks once more,
+// and sleeps; the other side signals the event once there is as much. All four accesses of such a meeting are
+// sequentially consistent, so at least one side sees the other:
+//
+//   reader: 1. m_nReaderWants = n        writer: 1. m_nTotalWritten += bytes
+//           2. reset data event                  2. m_nReaderWants != 0, and there are as many:
+//           3. as many there, or end?                signal data event
+//              no: wait
+//
+// What a side wants is at most a quarter of the ring, so that the two never wait for each other.
+//
+// The lock event is no lock any more but the memory of one: a PutData that is ended from outside takes it and
+// never gives it back, and whoever needs the ring after that sleeps for good.
+#pragma once
+
+#include "buffers/StreamState.h"
+#include "frame/Counted.h"
+#include "frame/RingEvent.h"
+#include "frame/Types.h"
+
+#include <atomic>
+
+class CInnerSoftStreamBuffer final : public vxcio::Counted<CInnerSoftStreamBuffer> {
+public:
+    explicit CInnerSoftStreamBuffer(bool blocking) noexcept : m_bBlocking(blocking) {}
+
+    // The operations of CSoftStreamBuffer.
+    int Init(int size) noexcept;
+    void Close() noexcept;
+    int PutData(const uint8* data, int size, PLUG_STREAMSTATE_ state) noexcept;
+    int GetData(uint8*& data, int size, PLUG_STREAMSTATE_* state) noexcept;
+    int ShowData(uint8*& data, int size, PLUG_STREAMSTATE_* state) noexcept;
+    void SetEndOfInput() noexcept;
+    void ReSetEndOfInput() noexcept;
+
+private:
+    struct Events {
+        vxcio::RingEvent lock;
+        vxcio::RingEvent data;
+        vxcio::RingEvent space;
+        bool Create() noexcept;
+    };
+
+    friend class vxcio::Counted<CInnerSoftStreamBuffer>;
+    // Leaves the memory: what was given out may still be read, and a side that sleeps keeps its event.
+    ~CInnerSoftStreamBuffer() = default;
+
+    bool Allocate(int size) noexcept;
+    bool IsEnded() const noexcept { return m_eState.load() == PLUG_STREAMSTATE_END; }
+    int Held() const noexcept;
+    int Free() const noexcept { return m_nRingSize - Held(); }
+    int WithinQuarter(int bytes) const noexcept;
+    bool HasLock() noexcept;
+
+    int CopyIn(const uint8* data, int size) noexcept;
+    bool WaitForSpace(int remaining) noexcept;
+    void WakeReader(bool inAnyCase) noexcept;
+
+    int CopyOut(uint8* target, int size) noexcept;
+    bool WaitForData(int missing) noexcept;
+    void WakeWriter(bool inAnyCase) noexcept;
+    int ReadRing(uint8* target, int size, PLUG_STREAMSTATE_* state) noexcept;
+    bool GrowScratch(int size) noexcept;
+    bool MakePeekRoom(int size) noexcept;
+    int WithoutRing(PLUG_STREAMSTATE_* state) const noexcept;
+
+    const bool m_bBlocking;
+    uint8* m_pRing = nullptr; // these three change in Init and Close alone
+    int m_nRingSize = 0;
+    Events* m_pEvents = nullptr; // in blocking mode
+    std::atomic<int> m_eState{PLUG_STREAMSTATE_OPEN};
+    std::atomic<bool> m_bLockKept{false};
+
+    // Each side writes its own cache line. A side that does not wait wants 0.
+    static constexpr int kCacheLine = 64;
+    alignas(kCacheLine) std::atomic<uint64> m_nTotalWritten{0};
+    std::atomic<int> m_nWriterWants{0};
+    alignas(kCacheLine) std::atomic<uint64> m_nTotalRead{0};
+    std::atomic<int> m_nReaderWants{0};
+
+    // The reader's own. What peek holds has left the ring and is not taken yet.
+    uint8* m_pScratch = nullptr;
+    int m_nScratchSize = 0;
+    uint8* m_pPeek = nullptr;
+    uint8* m_pPeekRead = nullptr;
+    int m_nPeekCapacity = 0;
+    int m_nPeekHeld = 0;
+};
