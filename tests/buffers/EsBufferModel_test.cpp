@@ -4,8 +4,8 @@
 
 #include "sinks/AllocationCount.h"
 
+#include <algorithm>
 #include <array>
-#include <cstring>
 #include <memory>
 #include <random>
 
@@ -163,7 +163,7 @@ private:
     }
 
     static void LookAt(const EsBlock& block) {
-        EXPECT_EQ(std::memcmp(block.seen, block.bytes.data(), block.filled), 0);
+        EXPECT_TRUE(std::equal(block.seen, block.seen + block.filled, block.bytes.begin()));
     }
 
     // What was ever given out and is not to be replaced yet.
