@@ -1,12 +1,6 @@
-// The circle of nodes: its growth, its buffers, how long a pointer stays good, and copies of the object.
+// The circle of nodes: its growth, its buffers, and how long a pointer stays good.
 #include "EsFrames.h"
 
-#include "sinks/AllocationCount.h"
-#include "support/MemoryLack.h"
-
-#include <algorithm>
-#include <array>
-#include <memory>
 #include <vector>
 
 using namespace vxcio::test;
@@ -17,14 +11,6 @@ using EsBufferNodesTest = EsFrames;
 
 constexpr auto kData = PLUG_STREAMSTATE_DATA;
 constexpr auto kEnd = PLUG_STREAMSTATE_END;
-
-// Allocations that one put takes.
-int TakenByPut(CSoftEsBuffer& buffer, std::string data, std::string extra = {}) {
-    const AllocationCount count;
-    buffer.PutDate(0, reinterpret_cast<unsigned char*>(data.data()), static_cast<int>(data.size()),
-                   reinterpret_cast<unsigned char*>(extra.data()), static_cast<int>(extra.size()));
-    return count.Taken();
-}
 
 } // namespace
 
@@ -56,6 +42,18 @@ TEST_F(EsBufferNodesTest, AFreeNodeIsUsedAgainBeforeOneIsMade) {
         ExpectFrame(Get(buffer), 0, frame, kData);
     }
     ExpectFrame(Get(buffer), 0, "f", kEnd);
+}
+
+TEST_F(EsBufferNodesTest, AUsedNodeServesEveryStream) {
+    Put(buffer, 3, "a");
+    Put(buffer, 3, "b");
+    Get(buffer);
+    Put(buffer, 6, "c"); // into the node of a
+    buffer.SetEndOfInput();
+    ExpectFrame(Get(buffer), 3, "b", kEnd);
+    ExpectFrame(Get(buffer), 6, "c", kEnd);
+    EXPECT_EQ(buffer.GetFrameCount(3), 0u);
+    EXPECT_EQ(buffer.GetFrameCount(6), 0u);
 }
 
 TEST_F(EsBufferNodesTest, WhereAllWasTakenTheCircleCountsAsFull) {
@@ -241,137 +239,4 @@ TEST_F(EsBufferNodesTest, CloseFreesAllAndTheNextFrameMakesANode) {
     Get(buffer);
     buffer.Close();
     EXPECT_EQ(TakenByPut(buffer, "a", "b"), 3);
-}
-
-TEST_F(EsBufferNodesTest, WithoutMemoryForANodeNothingChanges) {
-    Put(buffer, 0, "a", "A");
-    Put(buffer, 0, "b", "B");
-    std::string data = "new";
-    std::string extra = "NEW";
-    auto* const bytes = reinterpret_cast<unsigned char*>(data.data());
-    auto* const more = reinterpret_cast<unsigned char*>(extra.data());
-    for (int nth = 1; nth <= 3; ++nth) { // the node, its data, its second run
-        SCOPED_TRACE(nth);
-        const MemoryLack lack(nth);
-        EXPECT_EQ(buffer.PutDate(0, bytes, 3, more, 3), 0);
-        EXPECT_TRUE(lack.Came());
-        EXPECT_EQ(buffer.GetFrameCount(0), 1u);
-    }
-    const MemoryLack lack(4);
-    EXPECT_EQ(buffer.PutDate(0, bytes, 3, more, 3), 1);
-    EXPECT_FALSE(lack.Came()); // no more than three
-    ExpectFrame(Get(buffer), 0, "a", kData);
-    ExpectFrame(Get(buffer), 0, "b", kData);
-    buffer.SetEndOfInput();
-    const Got got = Get(buffer);
-    ExpectFrame(got, 0, "new", kEnd);
-    EXPECT_EQ(got.Extra(), "NEW");
-}
-
-TEST_F(EsBufferNodesTest, WithoutMemoryForTheFirstNodeTheQueueStaysEmpty) {
-    for (int nth = 1; nth <= 3; ++nth) {
-        SCOPED_TRACE(nth);
-        const MemoryLack lack(nth);
-        EXPECT_EQ(Put(buffer, 0, "a", "A"), 0);
-        EXPECT_TRUE(lack.Came());
-        EXPECT_EQ(Get(buffer).stream, Got::kUntouched);
-    }
-    buffer.SetEndOfInput();
-    EXPECT_EQ(buffer.GetFrameCount(0), 0u);
-    EXPECT_EQ(Put(buffer, 0, "a", "A"), 1);
-    ExpectFrame(Get(buffer), 0, "a", kEnd);
-}
-
-TEST_F(EsBufferNodesTest, WithoutMemoryForAUsedNodeWhatWasGivenStays) {
-    Put(buffer, 0, "a", "A");
-    Put(buffer, 0, "b", "B");
-    const Got a = Get(buffer);
-    std::string large(101, 'l');
-    for (int nth = 1; nth <= 2; ++nth) { // its data, its second run
-        SCOPED_TRACE(nth);
-        const MemoryLack lack(nth);
-        EXPECT_EQ(Put(buffer, 0, large, large), 0);
-        EXPECT_TRUE(lack.Came());
-        EXPECT_EQ(a.Data(), "a");
-        EXPECT_EQ(a.Extra(), "A");
-    }
-    EXPECT_EQ(TakenByPut(buffer, std::string(100, 's'), "S"), 0); // the old buffers are there
-    ExpectFrame(Get(buffer), 0, "b", kData);
-    buffer.SetEndOfInput();
-    const Got got = Get(buffer);
-    ExpectFrame(got, 0, std::string(100, 's'), kEnd);
-    EXPECT_EQ(got.data, a.data);
-    EXPECT_EQ(got.Extra(), "S");
-}
-
-TEST(EsBufferMemoryTest, AnObjectThatFoundNoMemoryTakesNothingAndGivesNothing) {
-    std::unique_ptr<CSoftEsBuffer> buffer;
-    void* const place = ::operator new(sizeof(CSoftEsBuffer));
-    {
-        const MemoryLack lack(1);
-        buffer.reset(new (place) CSoftEsBuffer);
-        ASSERT_TRUE(lack.Came());
-    }
-    EXPECT_EQ(buffer->Init(100), 1);
-    EXPECT_EQ(Put(*buffer, 0, "a"), 0);
-    buffer->SetEndOfInput();
-    EXPECT_EQ(buffer->GetFrameCount(0), 0u);
-    const Got got = Get(*buffer);
-    EXPECT_EQ(got.result, 0);
-    EXPECT_EQ(got.size, 0);
-    EXPECT_EQ(got.stream, Got::kUntouched);
-    buffer->Close();
-    const CSoftEsBuffer copy(*buffer);
-    CSoftEsBuffer good;
-    Put(good, 0, "a");
-    *buffer = good; // it may share a good one
-    EXPECT_EQ(Put(*buffer, 0, "b"), 1);
-    EXPECT_EQ(good.GetFrameCount(0), 1u);
-}
-
-TEST(EsBufferCopiesTest, CopiesShareOneQueueAndMayGoInEachOrder) {
-    std::array<std::size_t, 3> order{0, 1, 2};
-    do {
-        SCOPED_TRACE(::testing::PrintToString(order));
-        std::vector<std::unique_ptr<CSoftEsBuffer>> all;
-        all.push_back(std::make_unique<CSoftEsBuffer>());
-        all[0]->Init(10);
-        all.push_back(std::make_unique<CSoftEsBuffer>(*all[0]));
-        all.push_back(std::make_unique<CSoftEsBuffer>());
-        Put(*all[2], 7, "its own, which goes");
-        *all[2] = *all[1];
-        Put(*all[0], 0, "a", "A");
-        Put(*all[1], 0, "b");
-        Put(*all[2], 0, "c");
-        EXPECT_EQ(all[0]->GetFrameCount(0), 2u);
-        CSoftEsBuffer& last = *all[order[2]];
-        const Got a = Get(last);
-        all[order[0]].reset();
-        EXPECT_EQ(a.Data(), "a");
-        all[order[1]].reset();
-        EXPECT_EQ(a.Extra(), "A");
-        ExpectFrame(Get(last), 0, "b", kData);
-        last.SetEndOfInput();
-        ExpectFrame(Get(last), 0, "c", kEnd);
-    } while (std::next_permutation(order.begin(), order.end()));
-}
-
-TEST(EsBufferCopiesTest, AssignmentToItselfAndToACopyChangesNothing) {
-    CSoftEsBuffer buffer;
-    Put(buffer, 0, "a");
-    CSoftEsBuffer copy(buffer);
-    CSoftEsBuffer& same = buffer;
-    EXPECT_EQ(&(buffer = same), &buffer);
-    EXPECT_EQ(&(copy = buffer), &copy);
-    buffer.SetEndOfInput();
-    ExpectFrame(Get(copy), 0, "a", kEnd);
-    EXPECT_EQ(buffer.GetFrameCount(0), 0u);
-}
-
-TEST(EsBufferCopiesTest, CloseByOneClosesForAll) {
-    CSoftEsBuffer buffer;
-    CSoftEsBuffer copy(buffer);
-    Put(buffer, 0, "a");
-    copy.Close();
-    EXPECT_EQ(Get(buffer).stream, Got::kUntouched);
 }

@@ -123,9 +123,12 @@ TEST_F(EsBufferTest, StreamsOutsideZeroToSevenAreRefused) {
         EXPECT_EQ(buffer.GetFrameCount(stream), 0u);
     }
     EXPECT_EQ(Get(buffer).stream, Got::kUntouched); // no node was made
+    Put(buffer, 0, "x");
+    Put(buffer, 7, "x");
     buffer.SetEndOfInput();
-    EXPECT_EQ(buffer.GetFrameCount(-1), 0u);
-    EXPECT_EQ(buffer.GetFrameCount(8), 0u);
+    for (const int stream : {-8, -1, 8, 15, INT_MIN, INT_MAX}) {
+        EXPECT_EQ(buffer.GetFrameCount(stream), 0u);
+    }
 }
 
 TEST_F(EsBufferTest, AFrameWithoutDataIsRefusedAlsoWithExtraBytes) {
@@ -293,6 +296,8 @@ TEST(EsBufferWithoutInitTest, ItIsAnOpenQueueWithADefaultSizeOfZero) {
     EXPECT_EQ(Put(buffer, 0, "b"), 1);
     ExpectFrame(Get(buffer), 0, "a", kData);
     ExpectNone(Get(buffer), 0, kData);
+    EXPECT_EQ(TakenByPut(buffer, "cc"), 1); // the first buffer was no larger than its frame
     buffer.SetEndOfInput();
-    ExpectFrame(Get(buffer), 0, "b", kEnd);
+    ExpectFrame(Get(buffer), 0, "b", kData);
+    ExpectFrame(Get(buffer), 0, "cc", kEnd);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "buffers/EsBuffer.h"
+#include "sinks/AllocationCount.h"
 
 #include <gtest/gtest.h>
 
@@ -48,6 +49,14 @@ inline int Put(CSoftEsBuffer& buffer, int stream, std::string data, std::string 
                           static_cast<int>(data.size()),
                           extra.empty() ? nullptr : reinterpret_cast<unsigned char*>(extra.data()),
                           static_cast<int>(extra.size()));
+}
+
+// Allocations that one put of a frame of stream 0 takes.
+inline int TakenByPut(CSoftEsBuffer& buffer, std::string data, std::string extra = {}) {
+    const AllocationCount count;
+    buffer.PutDate(0, reinterpret_cast<unsigned char*>(data.data()), static_cast<int>(data.size()),
+                   reinterpret_cast<unsigned char*>(extra.data()), static_cast<int>(extra.size()));
+    return count.Taken();
 }
 
 // A frame came, with this content.
