@@ -26,7 +26,7 @@ public:
         return value;
     }
 
-    // Field by field; call it at whole bytes.
+    // Only where a byte begins.
     void SkipBytes(unsigned count) {
         if (count > Left()) {
             TooShort();

@@ -12,6 +12,7 @@ namespace {
 constexpr unsigned char kSync = 0x47;
 // A place counts as the first packet when as many begin there one behind the other.
 constexpr int kPacketsToTrust = 4;
+constexpr unsigned kLeastPiece = 20'000;
 constexpr unsigned kLargestPiece = 90'000;
 
 // Every packet of which the first byte is there begins as it should.
@@ -48,8 +49,9 @@ void PacketFeed::Produce() noexcept {
     std::minstd_rand random(1);
     std::uint64_t left = m_source->GetFileSize();
     while (left > 0) {
-        const auto wanted = static_cast<unsigned>(random() % (kLargestPiece - 20'000) + 20'000) | 1u;
-        const int got = m_source->Read(m_block.data(), std::min(wanted, kLargestPiece - 1));
+        const auto wanted =
+            (static_cast<unsigned>(random()) % (kLargestPiece - kLeastPiece) + kLeastPiece) | 1u;
+        const int got = m_source->Read(m_block.data(), wanted);
         if (got <= 0) {
             m_unreadable = true;
             break;

@@ -80,8 +80,8 @@ public:
         if (!IsStream(stream) || size <= 0 || bytes == nullptr) {
             return 0;
         }
-        const int extraBytes = extraFrom == nullptr ? 0 : std::max(extraSize, 0);
-        std::unique_ptr<Node> fresh; // linked once it can hold the frame
+        const int extraBytes = extraFrom == nullptr ? 0 : extraSize; // none below 0 either
+        std::unique_ptr<Node> fresh;                                 // linked once it can hold the frame
         Node* node =
             m_pReadNode == nullptr || m_pWriteNode->pNext == m_pReadNode ? nullptr : m_pWriteNode->pNext;
         if (node == nullptr) {

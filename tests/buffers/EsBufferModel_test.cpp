@@ -190,7 +190,7 @@ class EsBufferModelTest : public ::testing::TestWithParam<unsigned> {};
 
 TEST_P(EsBufferModelTest, RandomCallsGiveWhatTheModelGives) {
     EsPair pair(GetParam());
-    for (int i = 0; i < 2'000'000; ++i) {
+    for (int i = 0; i < 1'000'000; ++i) {
         ASSERT_TRUE(pair.Step()) << "at call " << i;
     }
     // Each kind of outcome was met often.
@@ -199,4 +199,4 @@ TEST_P(EsBufferModelTest, RandomCallsGiveWhatTheModelGives) {
     EXPECT_GT(pair.passed, 100);
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, EsBufferModelTest, ::testing::Values(1u, 2u, 3u, 4u));
+INSTANTIATE_TEST_SUITE_P(Seeds, EsBufferModelTest, ::testing::Range(1u, 7u));
