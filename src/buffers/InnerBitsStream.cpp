@@ -135,15 +135,3 @@ void CInnerBitsStream::StartCRC() noexcept {
     m_bCRCActive = true;
     m_bCRCStarted = true;
 }
-
-// Bits of a field above the 32 that a value has are 0.
-void CInnerBitsStream::FeedCRC(uint32 value, int count) noexcept {
-    while (count > kLongestField) {
-        const int zeros = std::min(count - kLongestField, kLongestField);
-        m_crc.Feed(0, static_cast<uint32>(zeros));
-        count -= zeros;
-    }
-    if (count > 0) {
-        m_crc.Feed(value, static_cast<uint32>(count));
-    }
-}

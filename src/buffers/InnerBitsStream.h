@@ -14,23 +14,38 @@
 #include "frame/Types.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 
 namespace vxcio {
 
-inline uint64 ReadBigEndian(const uint8* from) noexcept {
-    uint64 word = 0;
-    for (int i = 0; i < 8; ++i) {
-        word = word << 8 | from[i];
-    }
-    return word;
+// The bytes of a word the other way round; written out, which compilers turn into one instruction.
+constexpr uint64 SwapBytes(uint64 word) noexcept {
+    return word >> 56 | (word >> 40 & 0xFF00u) | (word >> 24 & 0xFF0000u) | (word >> 8 & 0xFF000000u) |
+           (word & 0xFF000000u) << 8 | (word & 0xFF0000u) << 24 | (word & 0xFF00u) << 40 | word << 56;
 }
 
-// The first `bytes` bytes of the word and not one more: what follows may be another's by now.
-inline void WriteBigEndian(uint8* to, uint64 word, uint32 bytes) noexcept {
-    for (uint32 i = 0; i < bytes; ++i) {
-        to[i] = static_cast<uint8>(word >> (56 - 8 * i));
-    }
+// A word as it lies in memory, its most significant byte first.
+constexpr uint64 BigEndian(uint64 word) noexcept {
+    return std::endian::native == std::endian::big ? word : SwapBytes(word);
+}
+
+inline uint64 ReadBigEndian(const uint8* from) noexcept {
+    uint64 word = 0;
+    std::memcpy(&word, from, sizeof word);
+    return BigEndian(word);
+}
+
+// Writes the first `bytes` bytes of the word, 0 to 4, and not one more: what follows may be another's by now.
+// What is not wanted goes to `spare`, 4 bytes, since with fields of mixed lengths no branch here is foreseen.
+inline void WriteBigEndian(uint8* to, uint64 word, uint32 bytes, uint8* spare) noexcept {
+    const uint64 image = BigEndian(word);
+    const uint32 pair = bytes & 2;
+    const auto last = static_cast<uint8>(word >> (56 - 8 * pair));
+    std::memcpy(bytes == 4 ? to : spare, &image, 4);
+    std::memcpy(pair != 0 ? to : spare, &image, 2);
+    std::memcpy((bytes & 1) != 0 ? to + pair : spare, &last, 1);
 }
 
 } // namespace vxcio
@@ -46,6 +61,7 @@ public:
     int GetBits(uint32* value, int count) noexcept;
     int PutBit(bool bit) noexcept;
     int PutBits(uint32 value, int count) noexcept;
+    int PutByte(uint8 value) noexcept;
     uint8* GetCurBytePtr() const noexcept { return AddressOf(static_cast<int64>(m_nCurrent)); }
     uint8* GetBytePtr(int index) const noexcept {
         return index < int64{m_nSize} ? AddressOf(index) : nullptr;
@@ -93,6 +109,7 @@ private:
     void GoOn(uint32 bits, uint64 word) noexcept;
     uint64 WordWithCopy(uint64 word) const noexcept;
     int GetBitsBytewise(uint32* value, int count) noexcept;
+    int WriteBits(uint32 value, int count) noexcept;
     int PutBitsBytewise(uint32 value, int count) noexcept;
     void FeedCRC(uint32 value, int count) noexcept;
     int64 Index() const noexcept;
@@ -112,6 +129,7 @@ private:
     bool m_bToTakeIn = false; // the copy lacks that byte, which is read when a bit of it is
     bool m_bCRCActive = false;
     bool m_bCRCStarted = false;
+    uint8 m_spare[4] = {}; // takes bytes that are not to be stored
     vxcio::Crc32Mpeg m_crc;
 };
 
@@ -224,6 +242,27 @@ inline int CInnerBitsStream::PutBits(uint32 value, int count) noexcept {
     if (m_bCRCActive) {
         FeedCRC(value, count);
     }
+    return WriteBits(value, count);
+}
+
+// As PutBits of 8 bits. Most bytes lie on bytes, with another behind them.
+inline int CInnerBitsStream::PutByte(uint8 value) noexcept {
+    if (m_bCRCActive) {
+        m_crc.Feed(value, 8);
+    }
+    if (m_nBitsLeft != 8 || m_nByteIndex != m_nCurrent || m_nCurrent + 1 >= m_nReach) {
+        return WriteBits(value, 8);
+    }
+    uint8* const current = m_pBase + m_nCurrent;
+    current[0] = m_cCopy | value;
+    m_cCopy = current[1];
+    ++m_nCurrent;
+    ++m_nByteIndex;
+    m_nBitPos += 8;
+    return 1;
+}
+
+inline int CInnerBitsStream::WriteBits(uint32 value, int count) noexcept {
     if (!HasBit()) {
         return 0;
     }
@@ -238,7 +277,19 @@ inline int CInnerBitsStream::PutBits(uint32 value, int count) noexcept {
     uint8* const first = m_pBase + m_nCurrent;
     // Bits above the field land on what precedes it in its first byte, and go no further.
     const uint64 word = WordWithCopy(vxcio::ReadBigEndian(first)) | uint64{value} << (64 - passed);
-    vxcio::WriteBigEndian(first, word, passed / 8);
+    vxcio::WriteBigEndian(first, word, passed / 8, m_spare);
     GoOn(bits, word);
     return 1;
+}
+
+// Bits of a field above the 32 that a value has are 0.
+inline void CInnerBitsStream::FeedCRC(uint32 value, int count) noexcept {
+    while (count > kLongestField) {
+        const int zeros = std::min(count - kLongestField, kLongestField);
+        m_crc.Feed(0, static_cast<uint32>(zeros));
+        count -= zeros;
+    }
+    if (count > 0) {
+        m_crc.Feed(value, static_cast<uint32>(count));
+    }
 }
