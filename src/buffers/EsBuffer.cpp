@@ -176,7 +176,9 @@ private:
 CSoftEsBuffer::CSoftEsBuffer() noexcept : m_pInner(new (std::nothrow) CInnerSoftEsBuffer) {}
 
 CSoftEsBuffer& CSoftEsBuffer::operator=(const CSoftEsBuffer& other) noexcept {
-    vxcio::ShareInto(m_pInner, other.m_pInner);
+    if (this != &other) {
+        vxcio::ShareInto(m_pInner, other.m_pInner);
+    }
     return *this;
 }
 

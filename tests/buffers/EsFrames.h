@@ -2,7 +2,7 @@
 #pragma once
 
 #include "buffers/EsBuffer.h"
-#include "sinks/AllocationCount.h"
+#include "support/counting/AllocationCount.h"
 
 #include <gtest/gtest.h>
 
