@@ -2,7 +2,7 @@
 #include "EsFrames.h"
 #include "EsModel.h"
 
-#include "sinks/AllocationCount.h"
+#include "support/counting/AllocationCount.h"
 
 #include <algorithm>
 #include <array>
