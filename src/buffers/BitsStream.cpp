@@ -75,7 +75,7 @@ int CBitsStream::PutBits(unsigned int value, int count) noexcept {
 }
 
 int CBitsStream::PutBYTE(unsigned char value) noexcept {
-    return PutBits(value, 8);
+    return m_pInner == nullptr ? 0 : m_pInner->PutByte(value);
 }
 
 int CBitsStream::PutWORD(unsigned short value) noexcept {

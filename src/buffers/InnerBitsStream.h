@@ -5,6 +5,8 @@
 // after AlignCurBytes. Every access to memory holds m_nCurrent against the size, whatever byteIndex says.
 //
 // The next bit is always the one with m_nBitsLeft - 1 bits of the byte behind it.
+//
+// What a field of ordinary length passes through is inline, so that it is one call for a caller.
 #pragma once
 
 #include "buffers/Crc32Mpeg.h"
@@ -12,7 +14,41 @@
 #include "frame/Types.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
+#include <cstring>
+
+namespace vxcio {
+
+// The bytes of a word the other way round; written out, which compilers turn into one instruction.
+constexpr uint64 SwapBytes(uint64 word) noexcept {
+    return word >> 56 | (word >> 40 & 0xFF00u) | (word >> 24 & 0xFF0000u) | (word >> 8 & 0xFF000000u) |
+           (word & 0xFF000000u) << 8 | (word & 0xFF0000u) << 24 | (word & 0xFF00u) << 40 | word << 56;
+}
+
+// A word as it lies in memory, its most significant byte first.
+constexpr uint64 BigEndian(uint64 word) noexcept {
+    return std::endian::native == std::endian::big ? word : SwapBytes(word);
+}
+
+inline uint64 ReadBigEndian(const uint8* from) noexcept {
+    uint64 word = 0;
+    std::memcpy(&word, from, sizeof word);
+    return BigEndian(word);
+}
+
+// Writes the first `bytes` bytes of the word, 0 to 4, and not one more: what follows may be another's by now.
+// What is not wanted goes to `spare`, 4 bytes, since with fields of mixed lengths no branch here is foreseen.
+inline void WriteBigEndian(uint8* to, uint64 word, uint32 bytes, uint8* spare) noexcept {
+    const uint64 image = BigEndian(word);
+    const uint32 pair = bytes & 2;
+    const auto last = static_cast<uint8>(word >> (56 - 8 * pair));
+    std::memcpy(bytes == 4 ? to : spare, &image, 4);
+    std::memcpy(pair != 0 ? to : spare, &image, 2);
+    std::memcpy((bytes & 1) != 0 ? to + pair : spare, &last, 1);
+}
+
+} // namespace vxcio
 
 class CInnerBitsStream final : public vxcio::Counted<CInnerBitsStream> {
 public:
@@ -25,6 +61,7 @@ public:
     int GetBits(uint32* value, int count) noexcept;
     int PutBit(bool bit) noexcept;
     int PutBits(uint32 value, int count) noexcept;
+    int PutByte(uint8 value) noexcept;
     uint8* GetCurBytePtr() const noexcept { return AddressOf(static_cast<int64>(m_nCurrent)); }
     uint8* GetBytePtr(int index) const noexcept {
         return index < int64{m_nSize} ? AddressOf(index) : nullptr;
@@ -72,6 +109,7 @@ private:
     void GoOn(uint32 bits, uint64 word) noexcept;
     uint64 WordWithCopy(uint64 word) const noexcept;
     int GetBitsBytewise(uint32* value, int count) noexcept;
+    int WriteBits(uint32 value, int count) noexcept;
     int PutBitsBytewise(uint32 value, int count) noexcept;
     void FeedCRC(uint32 value, int count) noexcept;
     int64 Index() const noexcept;
@@ -91,5 +129,167 @@ private:
     bool m_bToTakeIn = false; // the copy lacks that byte, which is read when a bit of it is
     bool m_bCRCActive = false;
     bool m_bCRCStarted = false;
+    uint8 m_spare[4] = {}; // takes bytes that are not to be stored
     vxcio::Crc32Mpeg m_crc;
 };
+
+// ---- What every field passes through ---------------------------------------------------------------
+
+// Writes only what changes something, so that memory which is only read may be write-protected.
+inline void CInnerBitsStream::Store() noexcept {
+    if (m_nCurrent < m_nReach && m_pBase[m_nCurrent] != m_cCopy) {
+        m_pBase[m_nCurrent] = m_cCopy;
+    }
+}
+
+inline void CInnerBitsStream::Load() noexcept {
+    m_cCopy = m_nCurrent < m_nReach ? m_pBase[m_nCurrent] : 0;
+    m_bToTakeIn = m_bBehind;
+}
+
+// Bits that were written to the copy meanwhile stay.
+inline void CInnerBitsStream::TakeIn() noexcept {
+    if (m_bToTakeIn) {
+        m_cCopy |= m_pBase[m_nCurrent];
+        m_bToTakeIn = false;
+    }
+}
+
+inline bool CInnerBitsStream::NextByte() noexcept {
+    Store();
+    const uint64 next = uint64{m_nByteIndex} + 1;
+    if (next < m_nSize) {
+        ++m_nCurrent;
+        ++m_nByteIndex;
+        m_nBitsLeft = 8;
+        m_bBehind = false;
+        Load();
+        return true;
+    }
+    if (next == m_nSize) {
+        m_nBitsLeft = 0;
+        ++m_nByteIndex;
+    }
+    return false;
+}
+
+// The word at the cursor as it is worked on.
+inline uint64 CInnerBitsStream::WordWithCopy(uint64 word) const noexcept {
+    constexpr uint64 kBehindFirst = ~uint64{0} >> 8;
+    return (word & kBehindFirst) | uint64{m_cCopy} << 56;
+}
+
+// Moves the cursor by `bits` within `word`, which becomes what is known of the new current byte.
+inline void CInnerBitsStream::GoOn(uint32 bits, uint64 word) noexcept {
+    const uint32 passed = static_cast<uint32>(8 - m_nBitsLeft) + bits;
+    const uint32 bytes = passed / 8;
+    m_nCurrent += bytes;
+    m_nByteIndex += bytes;
+    m_nBitsLeft = 8 - static_cast<int>(passed % 8);
+    m_cCopy = static_cast<uint8>(word >> (56 - 8 * bytes));
+    m_nBitPos += bits;
+}
+
+inline int CInnerBitsStream::GetBit(int* bit) noexcept {
+    if (!HasBit()) {
+        return 0;
+    }
+    --m_nBitsLeft;
+    ++m_nBitPos;
+    if (bit != nullptr) {
+        TakeIn();
+        *bit = m_cCopy >> m_nBitsLeft & 1;
+        if (m_bCRCActive) {
+            m_crc.Feed(static_cast<uint32>(*bit), 1);
+        }
+    }
+    return 1;
+}
+
+inline int CInnerBitsStream::GetBits(uint32* value, int count) noexcept {
+    if (count < 1 || !HasBit()) {
+        return 0;
+    }
+    if (value == nullptr || !HasWord(count)) {
+        return GetBitsBytewise(value, count);
+    }
+    const auto bits = static_cast<uint32>(count);
+    // The field begins in the copy; after it the copy is what memory says, in the same byte too.
+    const uint64 word = vxcio::ReadBigEndian(m_pBase + m_nCurrent);
+    *value = static_cast<uint32>(WordWithCopy(word) << (8 - m_nBitsLeft) >> (64 - bits));
+    GoOn(bits, word);
+    if (m_bCRCActive) {
+        m_crc.Feed(*value, bits);
+    }
+    return 1;
+}
+
+inline int CInnerBitsStream::PutBit(bool bit) noexcept {
+    if (!HasBit()) {
+        return 0;
+    }
+    --m_nBitsLeft;
+    ++m_nBitPos;
+    m_cCopy = static_cast<uint8>(m_cCopy | (bit ? 1u << m_nBitsLeft : 0u));
+    if (m_bCRCActive) {
+        m_crc.Feed(bit ? 1 : 0, 1);
+    }
+    return 1;
+}
+
+inline int CInnerBitsStream::PutBits(uint32 value, int count) noexcept {
+    // The CRC runs ahead, also of a write that then finds no room.
+    if (m_bCRCActive) {
+        FeedCRC(value, count);
+    }
+    return WriteBits(value, count);
+}
+
+// As PutBits of 8 bits. Most bytes lie on bytes, with another behind them.
+inline int CInnerBitsStream::PutByte(uint8 value) noexcept {
+    if (m_bCRCActive) {
+        m_crc.Feed(value, 8);
+    }
+    if (m_nBitsLeft != 8 || m_nByteIndex != m_nCurrent || m_nCurrent + 1 >= m_nReach) {
+        return WriteBits(value, 8);
+    }
+    uint8* const current = m_pBase + m_nCurrent;
+    current[0] = m_cCopy | value;
+    m_cCopy = current[1];
+    ++m_nCurrent;
+    ++m_nByteIndex;
+    m_nBitPos += 8;
+    return 1;
+}
+
+inline int CInnerBitsStream::WriteBits(uint32 value, int count) noexcept {
+    if (!HasBit()) {
+        return 0;
+    }
+    if (count < 1) {
+        return 1;
+    }
+    if (!HasWord(count)) {
+        return PutBitsBytewise(value, count);
+    }
+    const auto bits = static_cast<uint32>(count);
+    const uint32 passed = static_cast<uint32>(8 - m_nBitsLeft) + bits;
+    uint8* const first = m_pBase + m_nCurrent;
+    // Bits above the field land on what precedes it in its first byte, and go no further.
+    const uint64 word = WordWithCopy(vxcio::ReadBigEndian(first)) | uint64{value} << (64 - passed);
+    vxcio::WriteBigEndian(first, word, passed / 8, m_spare);
+    GoOn(bits, word);
+    return 1;
+}
+
+// Bits of a field above the 32 that a value has are 0.
+inline void CInnerBitsStream::FeedCRC(uint32 value, int count) noexcept {
+    while (count > kLongestField) {
+        const int zeros = std::min(count - kLongestField, kLongestField);
+        m_crc.Feed(0, static_cast<uint32>(zeros));
+        count -= zeros;
+    }
+    if (count > 0) {
+        m_crc.Feed(value, static_cast<uint32>(count));
+    }
+}
