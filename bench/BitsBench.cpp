@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <random>
 #include <vector>
 
 namespace {
@@ -22,19 +23,14 @@ struct Field {
     uint32 dwValue;
 };
 
-uint32 Random() {
-    static uint32 state = 1;
-    state = state * 1664525u + 1013904223u;
-    return state >> 8;
-}
-
-// The fields of all programs here: widths 1 to 32 that fill the buffer to its last bit.
+// The fields of all that is measured: widths 1 to 32 that fill the buffer to its last bit.
 const std::vector<Field>& TheFields() {
     static const std::vector<Field> fields = [] {
         std::vector<Field> made;
+        std::mt19937 random(1);
         for (uint32 left = kSize * 8; left > 0;) {
-            const uint32 width = std::min(left, Random() % 32 + 1);
-            const uint32 value = Random() << 16 ^ Random();
+            const uint32 width = std::min(left, static_cast<uint32>(random()) % 32 + 1);
+            const auto value = static_cast<uint32>(random());
             made.push_back({width, static_cast<uint32>(uint64{value} & ((uint64{1} << width) - 1))});
             left -= width;
         }
