@@ -60,6 +60,10 @@ int CInnerBitsStream::PutBitsBytewise(uint32 value, int count) noexcept {
     return 1;
 }
 
+int CInnerBitsStream::PutByteAcross(uint8 value) noexcept {
+    return PutBits(value, 8);
+}
+
 // ---- Positions ----------------------------------------------------------------------------------------
 
 // The byte index as a number: AlignCurBytes may have brought it below 0.

@@ -111,6 +111,7 @@ private:
     int GetBitsBytewise(uint32* value, int count) noexcept;
     int WriteBits(uint32 value, int count) noexcept;
     int PutBitsBytewise(uint32 value, int count) noexcept;
+    int PutByteAcross(uint8 value) noexcept;
     void FeedCRC(uint32 value, int count) noexcept;
     int64 Index() const noexcept;
     void GoToByte(int64 index) noexcept;
@@ -245,20 +246,22 @@ inline int CInnerBitsStream::PutBits(uint32 value, int count) noexcept {
     return WriteBits(value, count);
 }
 
-// As PutBits of 8 bits. Most bytes lie on bytes, with another behind them.
+// As PutBits of 8 bits. Most bytes lie on bytes, with another behind them. The CRC comes last there, since
+// nobody sees the order and nothing has to be kept over the call for a whole word.
 inline int CInnerBitsStream::PutByte(uint8 value) noexcept {
-    if (m_bCRCActive) {
-        m_crc.Feed(value, 8);
-    }
     if (m_nBitsLeft != 8 || m_nByteIndex != m_nCurrent || m_nCurrent + 1 >= m_nReach) {
-        return WriteBits(value, 8);
+        return PutByteAcross(value);
     }
     uint8* const current = m_pBase + m_nCurrent;
+    const uint8 next = current[1];
     current[0] = m_cCopy | value;
-    m_cCopy = current[1];
+    m_cCopy = next;
     ++m_nCurrent;
     ++m_nByteIndex;
     m_nBitPos += 8;
+    if (m_bCRCActive) {
+        m_crc.Feed(value, 8);
+    }
     return 1;
 }
 
