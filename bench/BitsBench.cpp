@@ -10,7 +10,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace {
@@ -23,36 +25,43 @@ struct Field {
     uint32 dwValue;
 };
 
-// The fields of all that is measured: widths 1 to 32 that fill the buffer to its last bit.
-const std::vector<Field>& TheFields() {
-    static const std::vector<Field> fields = [] {
-        std::vector<Field> made;
+// Fields that fill the buffer to its last bit, and the buffer with them, one bit after the other.
+struct Load {
+    std::vector<Field> fields;
+    std::vector<uint8> bytes;
+
+    // `width` gives the width of each field, 1 to 32.
+    template <class Width>
+    explicit Load(Width width) : bytes(kSize + kPadding) {
         std::mt19937 random(1);
-        for (uint32 left = kSize * 8; left > 0;) {
-            const uint32 width = std::min(left, static_cast<uint32>(random()) % 32 + 1);
-            const auto value = static_cast<uint32>(random());
-            made.push_back({width, static_cast<uint32>(uint64{value} & ((uint64{1} << width) - 1))});
-            left -= width;
+        for (uint32 position = 0; position < kSize * 8;) {
+            Field field{std::min(kSize * 8 - position, width(fields.size())), 0};
+            for (uint32 i = 0; i < field.nWidth; ++i, ++position) {
+                const auto bit = static_cast<uint32>(random()) & 1;
+                field.dwValue = field.dwValue << 1 | bit;
+                bytes[position / 8] = static_cast<uint8>(bytes[position / 8] | bit << (7 - position % 8));
+            }
+            fields.push_back(field);
         }
-        return made;
-    }();
-    return fields;
+    }
+};
+
+// Widths that nobody foresees.
+const Load& MixedWidths() {
+    static const Load load([random = std::mt19937(2)](std::size_t /*field*/) mutable {
+        return static_cast<uint32>(random()) % 32 + 1;
+    });
+    return load;
 }
 
-// The buffer with these fields, one bit after the other.
-const std::vector<uint8>& TheBytes() {
-    static const std::vector<uint8> bytes = [] {
-        std::vector<uint8> made(kSize + kPadding);
-        uint32 position = 0;
-        for (const Field& field : TheFields()) {
-            for (uint32 i = field.nWidth; i-- > 0; ++position) {
-                made[position / 8] =
-                    static_cast<uint8>(made[position / 8] | (field.dwValue >> i & 1) << (7 - position % 8));
-            }
-        }
-        return made;
-    }();
-    return bytes;
+// The same widths again and again, as in a row of headers, which processors learn.
+const Load& Headers() {
+    static const Load load([](std::size_t field) {
+        static constexpr uint32 kWidths[] = {32, 12, 12, 4, 4,  18, 1,  10, 1,  1,
+                                             8,  24, 2,  3, 16, 7,  25, 1,  20, 5};
+        return kWidths[field % std::size(kWidths)];
+    });
+    return load;
 }
 
 // ---- Readers ------------------------------------------------------------------------------------------
@@ -107,21 +116,21 @@ private:
 };
 
 template <class Reader>
-bool ReadsAllRight(uint8* bytes) {
+bool ReadsAllRight(uint8* bytes, const std::vector<Field>& fields) {
     Reader reader(bytes);
-    return std::all_of(TheFields().begin(), TheFields().end(), [&](const Field& field) {
+    return std::all_of(fields.begin(), fields.end(), [&](const Field& field) {
         uint32 value = 0;
         return reader.Get(value, field.nWidth) && value == field.dwValue;
     });
 }
 
 template <class Reader>
-void Get(benchmark::State& state) {
-    std::vector<uint8> bytes = TheBytes();
-    if (!ReadsAllRight<Reader>(bytes.data())) {
+void Get(benchmark::State& state, const Load& load) {
+    const std::vector<Field>& fields = load.fields;
+    std::vector<uint8> bytes = load.bytes;
+    if (!ReadsAllRight<Reader>(bytes.data(), fields)) {
         state.SkipWithError("a field is wrong");
     }
-    const std::vector<Field>& fields = TheFields();
     for (auto _ : state) {
         Reader reader(bytes.data());
         uint32 sum = 0;
@@ -178,10 +187,10 @@ public:
 
 // All of them only set bits, so the memory is cleared first.
 template <class Writer>
-bool WriteAll(uint8* bytes) {
+bool WriteAll(uint8* bytes, const std::vector<Field>& fields) {
     std::memset(bytes, 0, kSize);
     Writer writer(bytes);
-    for (const Field& field : TheFields()) {
+    for (const Field& field : fields) {
         if (!writer.Put(field.dwValue, field.nWidth)) {
             return false;
         }
@@ -191,25 +200,37 @@ bool WriteAll(uint8* bytes) {
 }
 
 template <class Writer>
-void Put(benchmark::State& state) {
+void Put(benchmark::State& state, const Load& load) {
     std::vector<uint8> bytes(kSize + kPadding);
-    if (!WriteAll<Writer>(bytes.data()) || bytes != TheBytes()) {
+    if (!WriteAll<Writer>(bytes.data(), load.fields) || bytes != load.bytes) {
         state.SkipWithError("the bytes are wrong");
     }
     for (auto _ : state) {
-        benchmark::DoNotOptimize(WriteAll<Writer>(bytes.data()));
+        benchmark::DoNotOptimize(WriteAll<Writer>(bytes.data(), load.fields));
         benchmark::ClobberMemory();
     }
-    state.SetItemsProcessed(state.iterations() * static_cast<int64>(TheFields().size()));
+    state.SetItemsProcessed(state.iterations() * static_cast<int64>(load.fields.size()));
     state.SetBytesProcessed(state.iterations() * int64{kSize});
 }
 
-} // namespace
+void Register(const std::string& name, void (*run)(benchmark::State&, const Load&), const Load& load) {
+    benchmark::RegisterBenchmark(name.c_str(), [run, &load](benchmark::State& state) { run(state, load); });
+}
 
-BENCHMARK(Get<LibraryReader>)->Name("GetBitsOf1To32In1MiB/library");
-BENCHMARK(Get<GstInlineReader>)->Name("GetBitsOf1To32In1MiB/gstreamer_inline");
-BENCHMARK(Get<GstExportedReader>)->Name("GetBitsOf1To32In1MiB/gstreamer_exported");
-BENCHMARK(Get<DecoderReader>)->Name("GetBitsOf1To32In1MiB/inline_word_load");
-BENCHMARK(Put<LibraryWriter>)->Name("PutBitsOf1To32In1MiB/library");
-BENCHMARK(Put<GstInlineWriter>)->Name("PutBitsOf1To32In1MiB/gstreamer_inline");
-BENCHMARK(Put<GstExportedWriter>)->Name("PutBitsOf1To32In1MiB/gstreamer_exported");
+void RegisterAll(const std::string& of, const Load& load) {
+    Register("GetBits" + of + "/library", Get<LibraryReader>, load);
+    Register("GetBits" + of + "/gstreamer_inline", Get<GstInlineReader>, load);
+    Register("GetBits" + of + "/gstreamer_exported", Get<GstExportedReader>, load);
+    Register("GetBits" + of + "/inline_word_load", Get<DecoderReader>, load);
+    Register("PutBits" + of + "/library", Put<LibraryWriter>, load);
+    Register("PutBits" + of + "/gstreamer_inline", Put<GstInlineWriter>, load);
+    Register("PutBits" + of + "/gstreamer_exported", Put<GstExportedWriter>, load);
+}
+
+const bool g_areThere = [] {
+    RegisterAll("Of1To32In1MiB", MixedWidths());
+    RegisterAll("OfHeadersIn1MiB", Headers());
+    return true;
+}();
+
+} // namespace
