@@ -42,18 +42,18 @@ void RunAll(uint64 seeds, const BitsMix& mix) {
 } // namespace
 
 TEST(BitsStreamRandomTest, AnyCallsOnSmallBuffersAreTheModels) {
-    RunAll(500, {});
+    RunAll(1500, {});
 }
 
 TEST(BitsStreamRandomTest, AnyCallsOnLongerBuffersAreTheModels) {
-    RunAll(500, {.alignsOneIn = 300, .longestBuffer = 320});
+    RunAll(1500, {.alignsOneIn = 300, .longestBuffer = 320});
 }
 
 // The byte index then wraps, and the place in memory has nothing to do with it any more.
 TEST(BitsStreamRandomTest, CallsWithManyAlignmentsAreTheModels) {
-    RunAll(200, {.alignsOneIn = 4});
+    RunAll(700, {.alignsOneIn = 4});
 }
 
 TEST(BitsStreamRandomTest, ReadsAndMovesAloneAreTheModels) {
-    RunAll(200, {.writes = false, .longestBuffer = 100});
+    RunAll(700, {.writes = false, .longestBuffer = 100});
 }
