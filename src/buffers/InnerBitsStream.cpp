@@ -27,7 +27,7 @@ int CInnerBitsStream::GetBitsBytewise(uint32* value, int count) noexcept {
             if (rest < kLongestField) {
                 *value |= bits << rest;
             }
-            Load();
+            LoadAgain();
         }
         m_nBitsLeft -= run;
         m_nBitPos += run;
