@@ -4,7 +4,6 @@
 
 #include "buffers/BitsModel.h"
 #include "buffers/BitsStream.h"
-#include "stress/program/Random.h"
 
 #include <cstddef>
 #include <deque>
@@ -72,26 +71,5 @@ private:
     std::vector<uint8> m_modelMemory; // one byte longer: the model reads behind a buffer
     std::deque<BitsCall> m_last;
 };
-
-// What random calls may be.
-struct BitsMix {
-    bool writes = true;        // puts, and bytes that the caller changes
-    bool readsBehind = true;   // reads of bits of the byte behind the buffer
-    bool anyBuffer = true;     // buffers anew, anywhere in the memory, or none
-    uint32 alignsOneIn = 60;   // how often AlignCurBytes comes
-    uint32 longestBuffer = 40; // where there may be any
-};
-
-// `calls` random calls for each seed of the numbers from `first` on. Ends at the first difference, and says
-// by which seed it came.
-void DoRandomCalls(BitsStreamPair& pair, stress::Random& random, const BitsMix& mix, int calls);
-
-// As many as are wanted: fewer where every access to memory is looked at. VXC_RANDOM_SEED gives the first
-// seed, VXC_RANDOM_SEQUENCES the count.
-struct SeedRange {
-    uint64 first;
-    uint64 count;
-};
-SeedRange RandomSeeds(uint64 wanted);
 
 } // namespace vxcio::test

@@ -1,6 +1,6 @@
 // Millions of random calls of a bit stream: after every one the result, the value, the cursor, the CRC and
 // all memory are what going bit by bit gives.
-#include "buffers/BitsStreamPair.h"
+#include "buffers/BitsStreamCalls.h"
 
 #include <gtest/gtest.h>
 
@@ -42,18 +42,18 @@ void RunAll(uint64 seeds, const BitsMix& mix) {
 } // namespace
 
 TEST(BitsStreamRandomTest, AnyCallsOnSmallBuffersAreTheModels) {
-    RunAll(1500, {});
+    RunAll(1000, {});
 }
 
 TEST(BitsStreamRandomTest, AnyCallsOnLongerBuffersAreTheModels) {
-    RunAll(1500, {.alignsOneIn = 300, .longestBuffer = 320});
+    RunAll(1000, {.alignsOneIn = 300, .longestBuffer = 320});
 }
 
 // The byte index then wraps, and the place in memory has nothing to do with it any more.
 TEST(BitsStreamRandomTest, CallsWithManyAlignmentsAreTheModels) {
-    RunAll(700, {.alignsOneIn = 4});
+    RunAll(500, {.alignsOneIn = 4});
 }
 
 TEST(BitsStreamRandomTest, ReadsAndMovesAloneAreTheModels) {
-    RunAll(700, {.writes = false, .longestBuffer = 100});
+    RunAll(500, {.writes = false, .longestBuffer = 100});
 }

@@ -1,6 +1,6 @@
 // Buffers whose bits are more than 32 bits can count, and whose bytes are more than an int can. Their memory
 // is there in name only, save for the pages that are used.
-#include "buffers/BitsStreamPair.h"
+#include "buffers/BitsStreamCalls.h"
 
 #include <gtest/gtest.h>
 

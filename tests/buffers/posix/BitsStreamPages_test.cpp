@@ -1,5 +1,5 @@
 // Buffers at the very edge of memory: a step over it ends the process.
-#include "buffers/BitsStreamPair.h"
+#include "buffers/BitsStreamCalls.h"
 
 #include <gtest/gtest.h>
 
