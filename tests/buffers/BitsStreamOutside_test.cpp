@@ -87,6 +87,29 @@ TEST_F(BitsStreamOutsideTest, TheByteBehindTheBufferIsLookedAtWhenAFieldIsReadAn
     EXPECT_EQ(Get(3), 0u);
 }
 
+TEST_F(BitsStreamOutsideTest, BitsWrittenBehindTheBufferJoinThoseOfTheByteThere) {
+    Over({0x12, 0x05});
+    EXPECT_EQ(bits.InitBuffer(Buffer(), 1), 1);
+    EXPECT_EQ(bits.SeekBytePtr(1), 1);
+    EXPECT_EQ(bits.PutBits(0xA, 4), 1);
+    bits.AlignCurBytes(); // the copy from its first bit again
+    for (const int bit : {1, 0, 1, 0, 0, 1, 0, 1}) {
+        EXPECT_EQ(GetOne(), bit);
+    }
+    EXPECT_EQ(Flushed(), (std::vector<uint8>{0x12, 0x05}));
+}
+
+TEST_F(BitsStreamOutsideTest, ANewBufferForgetsThatTheCursorWasBehindTheOldOne) {
+    Over({0x00, 0x00});
+    EXPECT_EQ(bits.InitBuffer(Buffer(), 1), 1);
+    EXPECT_EQ(bits.SeekBytePtr(1), 1);
+    EXPECT_EQ(bits.InitBuffer(Buffer(), 1), 1);
+    Buffer()[0] = 0xFF;
+    EXPECT_EQ(GetOne(), 0); // the copy was taken before
+    EXPECT_EQ(Get(1), 0u);
+    EXPECT_EQ(GetOne(), 1);
+}
+
 // ---- AlignCurBytes ------------------------------------------------------------------------------------
 
 TEST_F(BitsStreamOutsideTest, AlignmentAtBit0ChangesNothing) {
@@ -140,6 +163,29 @@ TEST_F(BitsStreamOutsideTest, AfterAnAlignmentWritesStayWhereTheOldIndexWas) {
         wanted[10u + i] = static_cast<uint8>(0x11 * (i + 1));
     }
     EXPECT_EQ(Flushed(), wanted);
+}
+
+// However much memory there still is.
+TEST_F(BitsStreamOutsideTest, AfterAnAlignmentTheIndexEndsFirst) {
+    Over(std::vector<uint8>(20, 0x0F));
+    EXPECT_EQ(bits.SeekBytePtr(10), 1);
+    bits.AlignCurBytes();
+    ExpectAt(20, 160);
+    EXPECT_EQ(bits.PutBYTE(0xF0), 1);
+    ExpectAt(20, 168);
+    EXPECT_EQ(bits.GetCurBytePtr(), Buffer() + 10);
+    EXPECT_EQ(Bytes()[10], 0xFF);
+    EXPECT_EQ(bits.PutBYTE(0xF0), 0);
+
+    Over(std::vector<uint8>(20, 0x0F));
+    EXPECT_EQ(bits.SeekBytePtr(9), 1);
+    bits.AlignCurBytes();
+    unsigned int value = 0;
+    EXPECT_EQ(bits.GetBits(&value, 24), 0);
+    EXPECT_EQ(value, 0x0F0F00u);
+    ExpectAt(20, 160);
+    EXPECT_EQ(bits.PutBits(0xFFFFFF, 24), 0);
+    EXPECT_EQ(Flushed(), std::vector<uint8>(20, 0x0F));
 }
 
 // A move by bytes goes by the index, wherever the current byte has been.
@@ -207,12 +253,12 @@ TEST_F(BitsStreamOutsideTest, APositionBeyondTheBufferThatIsBehindTheCursorReads
     bits.AlignCurBytes();
     bits.AlignCurBytes();
     ExpectAt(28, 224);
-    EXPECT_EQ(bits.SetBitsPtr(203), 1);
-    ExpectAt(25, 203);
-    EXPECT_EQ(bits.GetCurBytePtr(), Buffer() + 25);
+    EXPECT_EQ(bits.SetBitsPtr(99), 1);
+    ExpectAt(12, 99);
+    EXPECT_EQ(bits.GetCurBytePtr(), Buffer() + 12);
     EXPECT_EQ(Get(5), 0u);
     EXPECT_EQ(Get(1), 0xBADu);
-    EXPECT_EQ(bits.SetBitsPtr(200), 1);
+    EXPECT_EQ(bits.SetBitsPtr(96), 1);
     EXPECT_EQ(bits.PutBits(0x55, 8), 1);
     bits.Flush();
     EXPECT_EQ(bits.SetBitsPtr(8), 1);

@@ -29,6 +29,11 @@ TEST_F(BitsStreamWriteTest, MemoryShowsTheBitsOnceTheCursorHasLeftTheByte) {
 
 TEST_F(BitsStreamWriteTest, WordsAndDoubleWordsAreBigEndianAnywhere) {
     OverZeros(12);
+    EXPECT_EQ(bits.PutBYTE(0x12), 1);
+    EXPECT_EQ(bits.GetCurBitsPos(), 8);
+    EXPECT_EQ(bits.PutBYTE(0x34), 1);
+    EXPECT_EQ(bits.GetCurBitsPos(), 16);
+    EXPECT_EQ(bits.SeekBitsPtr(-16), 1);
     EXPECT_EQ(bits.PutWORD(0x1234), 1);
     EXPECT_EQ(Flushed(), (Memory{0x12, 0x34, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(bits.PutDWORD(0x56789ABC), 1);
@@ -56,6 +61,11 @@ TEST_F(BitsStreamWriteTest, EveryValueBut0IsABitOf1) {
         EXPECT_EQ(bits.PutBit(bit), 1);
     }
     EXPECT_EQ(Flushed(), (Memory{0xAD}));
+    OverZeros(1);
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(bits.PutBit(0), 1);
+    }
+    EXPECT_EQ(Flushed(), (Memory{0}));
 }
 
 TEST_F(BitsStreamWriteTest, ACountBelow1WritesNothingAndSucceeds) {
@@ -144,8 +154,12 @@ TEST_F(BitsStreamWriteTest, BytesBehindAFieldStayAsTheCallerMadeThem) {
         for (int ahead = 0; ahead < 8; ++ahead) {
             OverZeros(16);
             EXPECT_EQ(bits.PutBits(0, ahead), 1);
-            EXPECT_EQ(bits.PutBits(1, count), 1);
+            EXPECT_EQ(bits.PutBits(0xFFFFFFFFu >> (32 - count), count), 1);
             const auto current = static_cast<std::ptrdiff_t>((ahead + count) / 8);
+            const Memory before = Bytes();
+            EXPECT_TRUE(
+                std::all_of(before.begin() + current, before.end(), [](uint8 byte) { return byte == 0; }))
+                << count << " bits from bit " << ahead;
             // The current byte was taken up when the cursor came to it; the others were not.
             std::fill(Buffer() + current + 1, Buffer() + 16, uint8{0xFF});
             EXPECT_EQ(bits.PutBits(0, 8 - (ahead + count) % 8), 1);
