@@ -5,7 +5,8 @@ ratios.py [--files [FILE...]]   reads the JSON of Google Benchmark with repetiti
 without --files from standard input; without any file the head of the table is all it prints.
 
 Names have the form WORK/WHO[/SIZE]; for each work and size the entry of "library" is compared with each other
-one: median times, and the ratio of speeds, above 1 where the library is faster.
+one: median times, for the library with its bytes for each second where the work has bytes, and the ratio of
+speeds, above 1 where the library is faster.
 """
 import json
 import statistics
@@ -13,8 +14,9 @@ import sys
 
 
 def collect(documents):
-    """{(work, size): {who: [nanoseconds of each repetition]}}, in the order of appearance."""
-    works = {}
+    """{(work, size): {who: [nanoseconds of each repetition]}}, in the order of appearance, and
+    {(work, size): [bytes of the library for each second, in each repetition]}."""
+    works, rates = {}, {}
     scale = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
     for document in documents:
         for run in document["benchmarks"]:
@@ -24,11 +26,13 @@ def collect(documents):
             work, who = parts[0], parts[1]
             size = "/".join(p for p in parts[2:] if not p.startswith(("repeats:", "iterations:", "min_time:")))
             times = works.setdefault((work, size), {}).setdefault(who, [])
+            if who == "library" and "bytes_per_second" in run:
+                rates.setdefault((work, size), []).append(run["bytes_per_second"])
             # Processor time, as others on the machine cost none of it; the clock's where two threads answer
             # each other; and hand-overs of partners that slept tell their own median.
             clock = "real_time" if run["name"].endswith("_time") else "cpu_time"
             times.append(run.get("median_ns") or run[clock] * scale[run["time_unit"]])
-    return works
+    return works, rates
 
 
 def size_name(size):
@@ -47,6 +51,10 @@ def time_text(nanoseconds):
     return f"{nanoseconds:,.1f} ns"
 
 
+def rate_text(rates):
+    return f", {statistics.median(rates) / 1e6:,.0f} MB/s" if rates else ""
+
+
 def main():
     if sys.argv[1:2] == ["--files"]:
         documents = [json.load(open(name, encoding="utf-8")) for name in sys.argv[2:]]
@@ -54,16 +62,18 @@ def main():
         documents = [json.load(sys.stdin)]
     print("| work | library, median | peer | its median | speed of the library, peer = 1 |")
     print("|---|---|---|---|---|")
-    for (work, size), entries in collect(documents).items():
+    works, rates = collect(documents)
+    for (work, size), entries in works.items():
         own = entries.get("library")
         if not own:
             continue
+        rate = rate_text(rates.get((work, size)))
         label = f"{work} {size_name(size)}".strip()
         for who, times in entries.items():
             if who == "library":
                 continue
             mine, peer = statistics.median(own), statistics.median(times)
-            print(f"| {label} | {time_text(mine)} | {who} | {time_text(peer)} | {peer / mine:.3f} |")
+            print(f"| {label} | {time_text(mine)}{rate} | {who} | {time_text(peer)} | {peer / mine:.3f} |")
 
 
 if __name__ == "__main__":

@@ -11,7 +11,9 @@ CBitsStream::CBitsStream(const CBitsStream& other) noexcept : m_pInner(nullptr) 
 }
 
 CBitsStream& CBitsStream::operator=(const CBitsStream& other) noexcept {
-    vxcio::ShareInto(m_pInner, other.m_pInner);
+    if (this != &other) {
+        vxcio::ShareInto(m_pInner, other.m_pInner);
+    }
     return *this;
 }
 

@@ -47,6 +47,16 @@ void Crc32Mpeg::TakeWord(uint64 word) noexcept {
                    kTables[1][ByteOf(mixed, 1)] ^ kTables[0][ByteOf(mixed, 0)];
 }
 
+// The bits that complete a word, and those behind them.
+void Crc32Mpeg::FeedAcross(uint64 field, uint32 bits) noexcept {
+    const uint32 room = kWordBits - m_nPendingBits;
+    // There are 32 pending bits at least, so none of these shifts is one of 64.
+    const uint32 rest = bits - room;
+    TakeWord(m_qwPending << room | field >> rest);
+    m_qwPending = field;
+    m_nPendingBits = rest;
+}
+
 uint32 Crc32Mpeg::Value() const noexcept {
     uint32 value = m_dwRegister;
     for (uint32 left = m_nPendingBits; left > 0;) {

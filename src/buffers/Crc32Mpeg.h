@@ -24,11 +24,7 @@ public:
             m_nPendingBits += bits;
             return;
         }
-        // There are 32 pending bits at least, so none of these shifts is one of 64.
-        const uint32 rest = bits - room;
-        TakeWord(m_qwPending << room | field >> rest);
-        m_qwPending = field;
-        m_nPendingBits = rest;
+        FeedAcross(field, bits);
     }
 
     uint32 Value() const noexcept;
@@ -37,6 +33,7 @@ private:
     static constexpr uint32 kWordBits = 64;
 
     void TakeWord(uint64 word) noexcept;
+    void FeedAcross(uint64 field, uint32 bits) noexcept;
 
     uint32 m_dwRegister = 0;
     uint32 m_nPendingBits = 0; // below 64

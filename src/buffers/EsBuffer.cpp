@@ -23,15 +23,18 @@ struct Run {
     std::unique_ptr<uint8[]> pData;
     int nCapacity = 0;
 
-    // Nothing of the old buffer is kept, but where memory lacks it stays.
-    bool Grow(int capacity) noexcept {
-        auto* const data = new (std::nothrow) uint8[static_cast<std::size_t>(capacity)];
-        if (data == nullptr) {
-            return false;
+    // For an empty one. False where memory lacks, and it stays empty.
+    bool Make(int capacity) noexcept {
+        pData.reset(new (std::nothrow) uint8[static_cast<std::size_t>(capacity)]);
+        nCapacity = pData ? capacity : 0;
+        return pData != nullptr;
+    }
+
+    // Takes the place of `old` unless it is empty.
+    void Replace(Run& old) noexcept {
+        if (nCapacity > 0) {
+            std::swap(*this, old);
         }
-        pData.reset(data);
-        nCapacity = capacity;
-        return true;
     }
 
     // The bytes may be those of this very buffer, when a frame is put that was got here.
@@ -46,8 +49,7 @@ struct Node {
     int nStream = -1;
     int nSize = 0; // 0 once the frame was handed out
     Run data;
-    Run extra;
-    int nExtraSize = 0; // the most there ever was, which is what the receiver is told
+    Run extra; // made in the size of what is put, so its capacity is the most there ever was
     Node* pNext = nullptr;
 };
 
@@ -74,29 +76,36 @@ public:
         m_pWriteNode = nullptr;
     }
 
-    int PutDate(int stream, const uint8* data, int size, const uint8* extra, int extraSize) noexcept {
-        if (!IsStream(stream) || size <= 0 || data == nullptr) {
+    int PutDate(int stream, const uint8* bytes, int size, const uint8* extraFrom, int extraSize) noexcept {
+        if (!IsStream(stream) || size <= 0 || bytes == nullptr) {
             return 0;
         }
-        const int extraBytes = extra == nullptr ? 0 : std::max(extraSize, 0);
-        std::unique_ptr<Node> fresh; // linked once it can hold the frame
+        const int extraBytes = extraFrom == nullptr ? 0 : extraSize; // none below 0 either
+        std::unique_ptr<Node> fresh;                                 // linked once it can hold the frame
         Node* node =
             m_pReadNode == nullptr || m_pWriteNode->pNext == m_pReadNode ? nullptr : m_pWriteNode->pNext;
         if (node == nullptr) {
             fresh.reset(new (std::nothrow) Node);
             node = fresh.get();
         }
-        if (node == nullptr || !GrowNode(*node, size, extraBytes)) {
+        // All memory is taken before anything changes. What the larger runs replace goes at the very end: the
+        // bytes that are put may lie in it.
+        Run data;
+        Run extra;
+        if (node == nullptr || (node->data.nCapacity < size && !data.Make(DataCapacity(*node, size))) ||
+            (node->extra.nCapacity < extraBytes && !extra.Make(extraBytes))) {
             return 0;
         }
         if (fresh) {
             Link(fresh.release());
         }
         m_pWriteNode = node;
+        data.Replace(node->data);
+        extra.Replace(node->extra);
         node->nStream = stream;
         node->nSize = size;
-        node->data.Fill(data, size);
-        node->extra.Fill(extra, extraBytes);
+        node->data.Fill(bytes, size);
+        node->extra.Fill(extraFrom, extraBytes);
         ++m_dwFrameCount[static_cast<std::size_t>(stream)];
         return 1;
     }
@@ -112,7 +121,7 @@ public:
         size = node.nSize;
         stream = node.nStream;
         extra = node.extra.pData.get();
-        extraSize = node.nExtraSize;
+        extraSize = node.extra.nCapacity;
         state = PLUG_STREAMSTATE_DATA;
         uint32& count = m_dwFrameCount[static_cast<std::size_t>(node.nStream)];
         if (m_bEndOfInput && count <= 1) {
@@ -140,20 +149,8 @@ private:
     friend class vxcio::Counted<CInnerSoftEsBuffer>;
     ~CInnerSoftEsBuffer() { Close(); }
 
-    bool GrowNode(Node& node, int size, int extraSize) const noexcept {
-        if (node.data.nCapacity < size) {
-            const int least = node.data.nCapacity == 0 ? m_nDefaultSize : node.data.nCapacity;
-            if (!node.data.Grow(std::max(least, size))) {
-                return false;
-            }
-        }
-        if (node.extra.nCapacity < extraSize) {
-            if (!node.extra.Grow(extraSize)) {
-                return false;
-            }
-            node.nExtraSize = extraSize;
-        }
-        return true;
+    int DataCapacity(const Node& node, int size) const noexcept {
+        return std::max(node.data.nCapacity == 0 ? m_nDefaultSize : node.data.nCapacity, size);
     }
 
     // Between the newest node and the next one to be handed out.
@@ -179,7 +176,9 @@ private:
 CSoftEsBuffer::CSoftEsBuffer() noexcept : m_pInner(new (std::nothrow) CInnerSoftEsBuffer) {}
 
 CSoftEsBuffer& CSoftEsBuffer::operator=(const CSoftEsBuffer& other) noexcept {
-    vxcio::ShareInto(m_pInner, other.m_pInner);
+    if (this != &other) {
+        vxcio::ShareInto(m_pInner, other.m_pInner);
+    }
     return *this;
 }
 

@@ -27,12 +27,15 @@ public:
 
     // Begins a stream: the input is open and no frame is counted. `defaultSize` is what a node's first buffer
     // gets at least, in bytes. 1. Nodes that are there stay as they are, with the frames in them: call Close
-    // first to begin anew. A further use without Close meets the frames of the last one before its own.
+    // first to begin anew. A further use without Close meets the frames of the last one before its own, in
+    // every node of it, and counts each of them off: where none of its stream has been put since, the count
+    // goes below 0, to 4294967295.
     VXCSOFTCODECIO_API int Init(int defaultSize) noexcept;
 
     // Queues a copy of a frame: `size` bytes of `data`, and `extraSize` bytes of `extra` that go with it.
     // 1, or 0 and nothing has changed: size 0 or below, null data, a stream outside 0 to 7, or no memory.
-    // An extraSize below 0 or a null extra is taken as no extra bytes.
+    // An extraSize below 0 or a null extra is taken as no extra bytes. What GetDate gave may be put again,
+    // the data as data and the extra bytes as extra bytes. May be called before Init: the default size is 0.
     VXCSOFTCODECIO_API int PutDate(int stream, unsigned char* data, int size, unsigned char* extra,
                                    int extraSize) noexcept;
 
@@ -43,12 +46,13 @@ public:
     //
     // 1 with a frame; `state` is PLUG_STREAMSTATE_END with the last frame of its stream after the end of the
     // input, otherwise PLUG_STREAMSTATE_DATA. 0 without one, and `size` is 0:
-    //   nothing was ever put                              everything else is as it was
+    //   nothing was ever put, or not since Close          everything else is as it was
     //   the frame at the head is held back                `data` null, PLUG_STREAMSTATE_DATA
     //   the input has ended and its stream is through     `data` null, PLUG_STREAMSTATE_END
-    //   the head was taken before and another frame of    the head is passed over and counted off; `data` is
-    //   its stream has come since                         that of the old frame
-    // A frame at the head that is held back also holds up the frames of other streams behind it.
+    //   the head was taken before, and another frame of   the head is passed over and counted off; `data` is
+    //   its stream has come or Init was called since      that of the old frame, `state` as with a frame
+    // `stream`, `extra` and `extraSize` are those of the head in all but the first case. A frame at the head
+    // that is held back also holds up the frames of other streams behind it.
     VXCSOFTCODECIO_API int GetDate(int& stream, unsigned char*& data, int& size, unsigned char*& extra,
                                    int& extraSize, PLUG_STREAMSTATE_& state) noexcept;
 

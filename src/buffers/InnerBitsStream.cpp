@@ -7,7 +7,7 @@ void CInnerBitsStream::InitBuffer(uint8* buffer, uint32 size) noexcept {
     m_nByteIndex = 0;
     m_nCurrent = 0;
     m_nBitPos = 0;
-    m_nBitsLeft = 8;
+    m_nPassed = 0;
     m_bBehind = false;
     Load();
 }
@@ -15,28 +15,31 @@ void CInnerBitsStream::InitBuffer(uint8* buffer, uint32 size) noexcept {
 // ---- Reading ------------------------------------------------------------------------------------------
 
 int CInnerBitsStream::GetBitsBytewise(uint32* value, int count) noexcept {
+    if (count < 1 || !HasBit()) {
+        return 0;
+    }
     if (value != nullptr) {
         *value = 0;
     }
-    for (int rest = count; rest > 0;) {
-        const int run = std::min(m_nBitsLeft, rest);
+    for (auto rest = static_cast<uint32>(count); rest > 0;) {
+        const uint32 run = std::min(8 - m_nPassed, rest);
         rest -= run;
+        m_nPassed += run;
+        m_nBitPos += run;
         if (value != nullptr) {
             TakeIn();
-            const uint32 bits = m_cCopy >> (m_nBitsLeft - run) & ((1u << run) - 1);
+            const uint32 bits = m_cCopy >> (8 - m_nPassed) & ((1u << run) - 1);
             if (rest < kLongestField) {
                 *value |= bits << rest;
             }
             LoadAgain();
         }
-        m_nBitsLeft -= run;
-        m_nBitPos += run;
-        if (m_nBitsLeft == 0 && !NextByte() && rest > 0) {
+        if (m_nPassed == 8 && !NextByte() && rest > 0) {
             return 0;
         }
     }
     if (m_bCRCActive && value != nullptr) {
-        FeedCRC(*value, count);
+        FeedCRC(*value, static_cast<uint32>(count));
     }
     return 1;
 }
@@ -44,16 +47,24 @@ int CInnerBitsStream::GetBitsBytewise(uint32* value, int count) noexcept {
 // ---- Writing ------------------------------------------------------------------------------------------
 
 int CInnerBitsStream::PutBitsBytewise(uint32 value, int count) noexcept {
-    for (int rest = count; rest > 0;) {
-        const int run = std::min(m_nBitsLeft, rest);
+    const auto bits = static_cast<uint32>(std::max(count, 0));
+    // The CRC runs ahead, also of a write that then finds no room.
+    if (m_bCRCActive) {
+        FeedCRC(value, bits);
+    }
+    if (!HasBit()) {
+        return 0;
+    }
+    for (uint32 rest = bits; rest > 0;) {
+        const uint32 run = std::min(8 - m_nPassed, rest);
         rest -= run;
-        m_nBitsLeft -= run;
+        m_nPassed += run;
         m_nBitPos += run;
         if (rest < kLongestField) {
-            m_cCopy = static_cast<uint8>(m_cCopy | value >> rest << m_nBitsLeft);
+            m_cCopy = static_cast<uint8>(m_cCopy | value >> rest << (8 - m_nPassed));
             value &= (1u << rest) - 1;
         }
-        if (m_nBitsLeft == 0 && !NextByte() && rest > 0) {
+        if (m_nPassed == 8 && !NextByte() && rest > 0) {
             return 0;
         }
     }
@@ -81,7 +92,7 @@ void CInnerBitsStream::GoToBit(int64 position) noexcept {
     m_nBitPos = position;
     m_nByteIndex = static_cast<uint32>(position / 8);
     m_nCurrent = static_cast<uint64>(position / 8);
-    m_nBitsLeft = 8 - static_cast<int>(position % 8);
+    m_nPassed = static_cast<uint32>(position % 8);
     m_bBehind = IsBehind(position / 8);
     Load();
 }
@@ -123,7 +134,7 @@ int CInnerBitsStream::SetBitsPtr(uint32 position) noexcept {
 
 // It adds the bytes passed to an index that already counts them. Plug-ins rely on the numbers, so they stay.
 void CInnerBitsStream::AlignCurBytes() noexcept {
-    m_nBitsLeft = 8;
+    m_nPassed = 0;
     m_nByteIndex += static_cast<uint32>(m_nBitPos / 8);
     m_nBitPos = Index() * 8;
 }
@@ -134,4 +145,16 @@ void CInnerBitsStream::StartCRC() noexcept {
     m_crc.Start();
     m_bCRCActive = true;
     m_bCRCStarted = true;
+}
+
+// Bits of a field above the 32 that a value has are 0.
+void CInnerBitsStream::FeedCRC(uint32 value, uint32 count) noexcept {
+    while (count > kLongestField) {
+        const uint32 zeros = std::min(count - kLongestField, kLongestField);
+        m_crc.Feed(0, zeros);
+        count -= zeros;
+    }
+    if (count > 0) {
+        m_crc.Feed(value, count);
+    }
 }

@@ -4,7 +4,7 @@
 // is read and written. They go together, except at the end of the buffer, where only byteIndex goes on, and
 // after AlignCurBytes. Every access to memory holds m_nCurrent against the size, whatever byteIndex says.
 //
-// The next bit is always the one with m_nBitsLeft - 1 bits of the byte behind it.
+// The next bit is always the one that m_nPassed bits of the byte precede.
 //
 // What a field of ordinary length passes through is inline, so that it is one call for a caller.
 #pragma once
@@ -74,7 +74,7 @@ public:
     int SeekBitsPtr(int delta) noexcept;
     int SetBitsPtr(uint32 position) noexcept;
     void AlignCurBytes() noexcept;
-    int IsAligned() const noexcept { return m_nBitsLeft == 8 ? 1 : 0; }
+    int IsAligned() const noexcept { return m_nPassed == 0 ? 1 : 0; }
     void StartCRC() noexcept;
     void StopCRC() noexcept { m_bCRCActive = false; }
     uint32 GetCRCResult() const noexcept { return m_bCRCStarted ? m_crc.Value() : 0; }
@@ -85,7 +85,7 @@ private:
 
     // A field of 32 bits that starts within a byte touches five, and goes on to the one after them at most.
     static constexpr uint32 kWordBytes = 8;
-    static constexpr int kLongestField = 32;
+    static constexpr uint32 kLongestField = 32;
 
     // No pointer arithmetic: the address may lie outside the buffer, where it is only told.
     uint8* AddressOf(int64 index) const noexcept {
@@ -95,11 +95,11 @@ private:
     }
 
     // Whether there is a bit to take or to set; goes on to the next byte where this one is through.
-    bool HasBit() noexcept { return m_nReach > 0 && (m_nBitsLeft > 0 || NextByte()); }
-    // Whether a word can be taken at the cursor, however the field in it lies.
+    bool HasBit() noexcept { return m_nReach > 0 && (m_nPassed < 8 || NextByte()); }
+    // Whether a whole word can be taken at the cursor, however a field of that length lies in it.
     bool HasWord(int count) const noexcept {
-        return count <= kLongestField && m_nByteIndex == m_nCurrent &&
-               m_nCurrent + kWordBytes <= uint64{m_nReach};
+        return m_nPassed < 8 && static_cast<uint32>(count - 1) < kLongestField &&
+               m_nByteIndex == m_nCurrent && m_nCurrent + kWordBytes <= uint64{m_nReach};
     }
 
     void Store() noexcept;
@@ -110,9 +110,8 @@ private:
     void GoOn(uint32 bits, uint64 word) noexcept;
     uint64 WordWithCopy(uint64 word) const noexcept;
     int GetBitsBytewise(uint32* value, int count) noexcept;
-    int WriteBits(uint32 value, int count) noexcept;
     int PutBitsBytewise(uint32 value, int count) noexcept;
-    void FeedCRC(uint32 value, int count) noexcept;
+    void FeedCRC(uint32 value, uint32 count) noexcept;
     int64 Index() const noexcept;
     void GoToByte(int64 index) noexcept;
     void GoToBit(int64 position) noexcept;
@@ -123,7 +122,7 @@ private:
     uint32 m_nReach = 0;     // bytes that may be touched: the size, or 0 without a buffer
     uint64 m_nCurrent = 0;   // the byte that is worked on, counted from the base
     uint32 m_nByteIndex = 0; // wraps
-    int m_nBitsLeft = 8;     // of the copy, not yet passed
+    uint32 m_nPassed = 0;    // bits of the copy, up to 8
     int64 m_nBitPos = 0;
     uint8 m_cCopy = 0;
     bool m_bBehind = false;   // the caller went to the byte behind the buffer, which may then be read
@@ -167,13 +166,13 @@ inline bool CInnerBitsStream::NextByte() noexcept {
     if (next < m_nSize) {
         ++m_nCurrent;
         ++m_nByteIndex;
-        m_nBitsLeft = 8;
+        m_nPassed = 0;
         m_bBehind = false;
         Load();
         return true;
     }
     if (next == m_nSize) {
-        m_nBitsLeft = 0;
+        m_nPassed = 8;
         ++m_nByteIndex;
     }
     return false;
@@ -187,11 +186,11 @@ inline uint64 CInnerBitsStream::WordWithCopy(uint64 word) const noexcept {
 
 // Moves the cursor by `bits` within `word`, which becomes what is known of the new current byte.
 inline void CInnerBitsStream::GoOn(uint32 bits, uint64 word) noexcept {
-    const uint32 passed = static_cast<uint32>(8 - m_nBitsLeft) + bits;
+    const uint32 passed = m_nPassed + bits;
     const uint32 bytes = passed / 8;
+    m_nPassed = passed % 8;
     m_nCurrent += bytes;
     m_nByteIndex += bytes;
-    m_nBitsLeft = 8 - static_cast<int>(passed % 8);
     m_cCopy = static_cast<uint8>(word >> (56 - 8 * bytes));
     m_nBitPos += bits;
 }
@@ -200,11 +199,11 @@ inline int CInnerBitsStream::GetBit(int* bit) noexcept {
     if (!HasBit()) {
         return 0;
     }
-    --m_nBitsLeft;
+    ++m_nPassed;
     ++m_nBitPos;
     if (bit != nullptr) {
         TakeIn();
-        *bit = m_cCopy >> m_nBitsLeft & 1;
+        *bit = m_cCopy >> (8 - m_nPassed) & 1;
         if (m_bCRCActive) {
             m_crc.Feed(static_cast<uint32>(*bit), 1);
         }
@@ -213,19 +212,17 @@ inline int CInnerBitsStream::GetBit(int* bit) noexcept {
 }
 
 inline int CInnerBitsStream::GetBits(uint32* value, int count) noexcept {
-    if (count < 1 || !HasBit()) {
-        return 0;
-    }
     if (value == nullptr || !HasWord(count)) {
         return GetBitsBytewise(value, count);
     }
     const auto bits = static_cast<uint32>(count);
     // The field begins in the copy; after it the copy is what memory says, in the same byte too.
     const uint64 word = vxcio::ReadBigEndian(m_pBase + m_nCurrent);
-    *value = static_cast<uint32>(WordWithCopy(word) << (8 - m_nBitsLeft) >> (64 - bits));
+    const auto field = static_cast<uint32>(WordWithCopy(word) << m_nPassed >> (64 - bits));
     GoOn(bits, word);
+    *value = field;
     if (m_bCRCActive) {
-        m_crc.Feed(*value, bits);
+        m_crc.Feed(field, bits);
     }
     return 1;
 }
@@ -234,68 +231,48 @@ inline int CInnerBitsStream::PutBit(bool bit) noexcept {
     if (!HasBit()) {
         return 0;
     }
-    --m_nBitsLeft;
+    ++m_nPassed;
     ++m_nBitPos;
-    m_cCopy = static_cast<uint8>(m_cCopy | (bit ? 1u << m_nBitsLeft : 0u));
+    m_cCopy = static_cast<uint8>(m_cCopy | (bit ? 1u << (8 - m_nPassed) : 0u));
     if (m_bCRCActive) {
         m_crc.Feed(bit ? 1 : 0, 1);
     }
     return 1;
 }
 
+// The CRC comes last where the write cannot fail: nobody sees the order, and nothing has to be kept while a
+// whole word of it is worked in.
 inline int CInnerBitsStream::PutBits(uint32 value, int count) noexcept {
-    // The CRC runs ahead, also of a write that then finds no room.
-    if (m_bCRCActive) {
-        FeedCRC(value, count);
-    }
-    return WriteBits(value, count);
-}
-
-// As PutBits of 8 bits. Most bytes lie on bytes, with another behind them.
-inline int CInnerBitsStream::PutByte(uint8 value) noexcept {
-    if (m_bCRCActive) {
-        m_crc.Feed(value, 8);
-    }
-    if (m_nBitsLeft != 8 || m_nByteIndex != m_nCurrent || m_nCurrent + 1 >= m_nReach) {
-        return WriteBits(value, 8);
-    }
-    uint8* const current = m_pBase + m_nCurrent;
-    current[0] = m_cCopy | value;
-    m_cCopy = current[1];
-    ++m_nCurrent;
-    ++m_nByteIndex;
-    m_nBitPos += 8;
-    return 1;
-}
-
-inline int CInnerBitsStream::WriteBits(uint32 value, int count) noexcept {
-    if (!HasBit()) {
-        return 0;
-    }
-    if (count < 1) {
-        return 1;
-    }
     if (!HasWord(count)) {
         return PutBitsBytewise(value, count);
     }
     const auto bits = static_cast<uint32>(count);
-    const uint32 passed = static_cast<uint32>(8 - m_nBitsLeft) + bits;
+    const uint32 passed = m_nPassed + bits;
     uint8* const first = m_pBase + m_nCurrent;
     // Bits above the field land on what precedes it in its first byte, and go no further.
     const uint64 word = WordWithCopy(vxcio::ReadBigEndian(first)) | uint64{value} << (64 - passed);
     vxcio::WriteBigEndian(first, word, passed / 8, m_spare);
     GoOn(bits, word);
+    if (m_bCRCActive) {
+        m_crc.Feed(value, bits);
+    }
     return 1;
 }
 
-// Bits of a field above the 32 that a value has are 0.
-inline void CInnerBitsStream::FeedCRC(uint32 value, int count) noexcept {
-    while (count > kLongestField) {
-        const int zeros = std::min(count - kLongestField, kLongestField);
-        m_crc.Feed(0, static_cast<uint32>(zeros));
-        count -= zeros;
+// As PutBits of 8 bits. Most bytes lie on bytes, with another behind them.
+inline int CInnerBitsStream::PutByte(uint8 value) noexcept {
+    if (m_nPassed != 0 || m_nByteIndex != m_nCurrent || m_nCurrent + 1 >= m_nReach) {
+        return PutBitsBytewise(value, 8);
     }
-    if (count > 0) {
-        m_crc.Feed(value, static_cast<uint32>(count));
+    uint8* const current = m_pBase + m_nCurrent;
+    const uint8 next = current[1];
+    current[0] = m_cCopy | value;
+    m_cCopy = next;
+    ++m_nCurrent;
+    ++m_nByteIndex;
+    m_nBitPos += 8;
+    if (m_bCRCActive) {
+        m_crc.Feed(value, 8);
     }
+    return 1;
 }

@@ -15,7 +15,9 @@ CSoftStreamBuffer::CSoftStreamBuffer(const CSoftStreamBuffer& other) noexcept : 
 }
 
 CSoftStreamBuffer& CSoftStreamBuffer::operator=(const CSoftStreamBuffer& other) noexcept {
-    vxcio::ShareInto(m_pInner, other.m_pInner);
+    if (this != &other) {
+        vxcio::ShareInto(m_pInner, other.m_pInner);
+    }
     return *this;
 }
 

@@ -15,7 +15,9 @@ CSoftDataIO::CSoftDataIO(const CSoftDataIO& other) noexcept : m_pInner(nullptr) 
 }
 
 CSoftDataIO& CSoftDataIO::operator=(const CSoftDataIO& other) noexcept {
-    vxcio::ShareInto(m_pInner, other.m_pInner);
+    if (this != &other) {
+        vxcio::ShareInto(m_pInner, other.m_pInner);
+    }
     return *this;
 }
 

@@ -1,5 +1,5 @@
 // Memory is taken by the open, never by a write through the ring.
-#include "sinks/AllocationCount.h"
+#include "support/counting/AllocationCount.h"
 #include "sinks/HostSinkFixture.h"
 
 #include "filehandle/ThreadFixture.h"

@@ -1,4 +1,4 @@
-#include "sinks/AllocationCount.h"
+#include "support/counting/AllocationCount.h"
 
 #include <atomic>
 #include <cstddef>

@@ -1,0 +1,30 @@
+// Pes.h - the PES packets of an elementary stream (ISO/IEC 13818-1, 2.4.3.6).
+#pragma once
+
+#include "Packet.h"
+
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+struct PesFrame {
+    std::optional<unsigned long long> pts; // in units of 1/90000 s
+    std::span<unsigned char> payload;
+};
+
+// The PES packets of one PID.
+class PesReader {
+public:
+    // Gets whole payloads, good during the call.
+    using Receiver = std::function<void(const PesFrame&)>;
+
+    // Takes the payload of the next packet. Throws Malformed.
+    void Add(const Packet& packet, const Receiver& receive);
+    // The last one is complete.
+    void End(unsigned pid, const Receiver& receive);
+
+private:
+    std::vector<unsigned char> m_bytes;
+    bool m_begun = false;
+};
