@@ -32,7 +32,7 @@ int CInnerBitsStream::GetBitsBytewise(uint32* value, int count) noexcept {
             if (rest < kLongestField) {
                 *value |= bits << rest;
             }
-            Load();
+            LoadAgain();
         }
         if (m_nPassed == 8 && !NextByte() && rest > 0) {
             return 0;

@@ -104,6 +104,7 @@ private:
 
     void Store() noexcept;
     void Load() noexcept;
+    void LoadAgain() noexcept;
     void TakeIn() noexcept;
     bool NextByte() noexcept;
     void GoOn(uint32 bits, uint64 word) noexcept;
@@ -144,6 +145,11 @@ inline void CInnerBitsStream::Store() noexcept {
 inline void CInnerBitsStream::Load() noexcept {
     m_cCopy = m_nCurrent < m_nReach ? m_pBase[m_nCurrent] : 0;
     m_bToTakeIn = m_bBehind;
+}
+
+// After a read of bits of the copy: a byte behind the buffer may be touched by then.
+inline void CInnerBitsStream::LoadAgain() noexcept {
+    m_cCopy = m_nCurrent < m_nReach || m_bBehind ? m_pBase[m_nCurrent] : 0;
 }
 
 // Bits that were written to the copy meanwhile stay.
