@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <type_traits>
 #include <utility>
 
 namespace vxcio::test {
@@ -77,7 +78,9 @@ public:
         m_gate.Open();
         m_gate.Close();
     }
-    // Both.
+    // Nobody is stopped any more.
+    void LetAll() { m_gate.Open(); }
+    // Waits for a thread and lets it fall asleep.
     [[nodiscard]] bool SeeAsleep() {
         const bool came = WaitForSleeper();
         LetSleep();
