@@ -90,5 +90,6 @@ public:
     void ReSetEndOfInput() noexcept;
 
 private:
-    CInnerSoftStreamBuffer* m_pInner; // shared by copies; null where memory lacked, and then there is no ring
+    CInnerSoftStreamBuffer*
+        m_pInner; // shared by copies; null where memory lacked: PutData is refused, gets are -1
 };
