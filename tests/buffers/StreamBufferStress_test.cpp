@@ -177,6 +177,15 @@ public:
         m_changed.notify_all();
     }
     bool WalksAway() const { return m_walksAway; }
+    // For a failure.
+    std::string Describe() {
+        const std::lock_guard lock(m_mutex);
+        return "ring " + std::to_string(m_size) + ", ends " + std::to_string(m_ended) + " of " +
+               std::to_string(m_ends) + ", seen " + std::to_string(m_seen) + ", opened " +
+               std::to_string(m_opened) + (m_opensAtOnce ? " at once" : "") + ", put " +
+               std::to_string(m_put) + ", taken " + std::to_string(m_taken) + ", shown " +
+               std::to_string(m_shown) + (m_walksAway ? ", walks away" : "") + (m_allPut ? ", all put" : "");
+    }
 
 private:
     int Put(PLUG_STREAMSTATE_ state) {
@@ -228,7 +237,7 @@ private:
         m_seen = m_ended;
         m_changed.notify_all();
         if (!m_opensAtOnce) {
-            m_changed.wait(lock, [this] { return m_opened >= m_ended || m_lastBegun; });
+            m_changed.wait(lock, [this, end = m_ended] { return m_opened >= end || m_lastBegun; });
         }
         return m_allPut;
     }
@@ -307,13 +316,13 @@ TEST(StreamBufferStressTest, EveryByteComesOnceAndInOrderWhateverBothSidesDo) {
             return true;
         });
         const auto consumed = consumer.Wait();
-        ASSERT_TRUE(consumed.has_value()) << "the consumer sleeps on";
+        ASSERT_TRUE(consumed.has_value()) << "the consumer sleeps on: " << session.Describe();
         ASSERT_EQ(*consumed, "");
         if (session.WalksAway()) {
             ring.buffer.SetEndOfInput();
         }
         const auto produced = producer.Wait();
-        ASSERT_TRUE(produced.has_value()) << "the producer sleeps on";
+        ASSERT_TRUE(produced.has_value()) << "the producer sleeps on: " << session.Describe();
         ASSERT_EQ(*produced, "");
         session.Over();
         ASSERT_TRUE(third.Wait().has_value());
