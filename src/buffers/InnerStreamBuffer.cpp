@@ -34,6 +34,7 @@ int CInnerSoftStreamBuffer::Init(int size) noexcept {
     m_nTotalRead.store(0);
     m_nWriterWants.store(0);
     m_nReaderWants.store(0);
+    m_nLockWants.store(0);
     m_eState.store(PLUG_STREAMSTATE_OPEN);
     m_bLockKept.store(false);
     m_bPutting.store(false);
@@ -68,8 +69,22 @@ void CInnerSoftStreamBuffer::Close() noexcept {
     m_pPeekRead = nullptr;
     m_nPeekCapacity = 0;
     m_nPeekHeld = 0;
-    delete m_pEvents;
+    CloseEvents();
+}
+
+// A side that sleeps, or is on its way to, keeps the events: nothing signals them any more.
+void CInnerSoftStreamBuffer::CloseEvents() noexcept {
+    if (m_pEvents != nullptr && IsSomebodyAsleep()) {
+        m_pEvents->before = m_pLeftEvents;
+        m_pLeftEvents = m_pEvents;
+    } else {
+        delete m_pEvents;
+    }
     m_pEvents = nullptr;
+}
+
+bool CInnerSoftStreamBuffer::IsSomebodyAsleep() const noexcept {
+    return m_nReaderWants.load() != 0 || m_nWriterWants.load() != 0 || m_nLockWants.load() != 0;
 }
 
 // ---- Both sides ---------------------------------------------------------------------------------------
@@ -85,7 +100,13 @@ int CInnerSoftStreamBuffer::WithinQuarter(int bytes) const noexcept {
 
 // Does not come back while a PutData keeps the lock. False only where the wait itself failed.
 bool CInnerSoftStreamBuffer::HasLock() noexcept {
-    return !m_bLockKept.load() || m_pEvents->lock.Wait();
+    if (!m_bLockKept.load()) {
+        return true;
+    }
+    ++m_nLockWants;
+    const bool waited = m_pEvents->lock.Wait();
+    --m_nLockWants;
+    return waited;
 }
 
 void CInnerSoftStreamBuffer::SetEndOfInput() noexcept {

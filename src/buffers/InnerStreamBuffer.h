@@ -51,6 +51,7 @@ private:
         vxcio::RingEvent lock;
         vxcio::RingEvent data;
         vxcio::RingEvent space;
+        Events* before = nullptr; // of a list of left ones
         bool Create() noexcept;
     };
 
@@ -64,6 +65,8 @@ private:
     int Free() const noexcept { return m_nRingSize - Held(); }
     int WithinQuarter(int bytes) const noexcept;
     bool HasLock() noexcept;
+    void CloseEvents() noexcept;
+    bool IsSomebodyAsleep() const noexcept;
 
     bool EnterPut() noexcept;
     void LeavePut(PLUG_STREAMSTATE_ state) noexcept;
@@ -83,9 +86,11 @@ private:
     const bool m_bBlocking;
     uint8* m_pRing = nullptr; // these three change in Init and Close alone
     int m_nRingSize = 0;
-    Events* m_pEvents = nullptr; // in blocking mode
+    Events* m_pEvents = nullptr;     // in blocking mode
+    Events* m_pLeftEvents = nullptr; // of those who sleep for good
     std::atomic<int> m_eState{PLUG_STREAMSTATE_OPEN};
     std::atomic<bool> m_bLockKept{false};
+    std::atomic<int> m_nLockWants{0};
 
     // Each side writes its own cache line. A side that does not wait wants 0.
     static constexpr int kCacheLine = 64;
