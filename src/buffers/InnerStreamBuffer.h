@@ -14,7 +14,8 @@
 //           3. as many there, or end?                signal data event
 //              no: wait
 //
-// A put that is under way when another thread ends the input still counts, and the end comes behind it:
+// A put that is under way when another thread ends the input still counts, and the end comes behind it, by
+// the same kind of meeting:
 //
 //   writer: 1. m_bPutting = true                          reader: 1. the input has ended
 //           2. has the input ended? then refuse                   2. m_bPutting? then it has not ended yet

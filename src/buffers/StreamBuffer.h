@@ -90,6 +90,6 @@ public:
     void ReSetEndOfInput() noexcept;
 
 private:
-    CInnerSoftStreamBuffer*
-        m_pInner; // shared by copies; null where memory lacked: PutData is refused, gets are -1
+    // Shared by copies. Null where memory lacked: PutData is refused then, and gets are -1.
+    CInnerSoftStreamBuffer* m_pInner;
 };
