@@ -98,7 +98,7 @@ private:
     bool HasBit() noexcept { return m_nReach > 0 && (m_nPassed < 8 || NextByte()); }
     // Whether a whole word can be taken at the cursor, however a field of that length lies in it.
     bool HasWord(int count) const noexcept {
-        return m_nPassed < 8 && static_cast<uint32>(count - 1) < kLongestField &&
+        return m_nPassed < 8 && static_cast<uint32>(count) - 1 < kLongestField &&
                m_nByteIndex == m_nCurrent && m_nCurrent + kWordBytes <= uint64{m_nReach};
     }
 
@@ -262,7 +262,7 @@ inline int CInnerBitsStream::PutBits(uint32 value, int count) noexcept {
 // As PutBits of 8 bits. Most bytes lie on bytes, with another behind them.
 inline int CInnerBitsStream::PutByte(uint8 value) noexcept {
     if (m_nPassed != 0 || m_nByteIndex != m_nCurrent || m_nCurrent + 1 >= m_nReach) {
-        return PutBitsBytewise(value, 8);
+        return PutBits(value, 8);
     }
     uint8* const current = m_pBase + m_nCurrent;
     const uint8 next = current[1];
