@@ -375,6 +375,39 @@ TEST_F(StreamBufferBlockingTest, NoBytesComeBehindAnEndThatWasReported) {
     EXPECT_GT(whole, 0);
 }
 
+// It may fall asleep while the put is under way, and the end itself does not wake it any more then.
+TEST_F(StreamBufferBlockingTest, AnEndWithinAPutIsHeardWhenThePutIsThrough) {
+    static std::atomic<int> begun;
+    const int ringSize = 20 * kLeastRing; // so that a put takes long
+    const int piece = ringSize / 4 - 1;
+    StreamRing* left = &RingOfSleepers();
+    for (int round = 0; round < 30; ++round) {
+        left->buffer.Init(ringSize);
+        begun = 0;
+        Side consumer([left, round] {
+            while (begun == 0) {
+                std::this_thread::yield();
+            }
+            for (int i = 0; i < round * 1000 && begun == 1; ++i) { // somewhere in the put
+            }
+            left->buffer.SetEndOfInput();
+            begun = 2;
+            return left->Get(2 * piece);
+        });
+        begun = 1;
+        const int result = left->buffer.PutData(bytes.At(0), piece, kData);
+        if (result == 0) {
+            ExpectGot(consumer.Wait(), piece, kEnd, 0);
+            ASSERT_FALSE(HasFatalFailure());
+        } else {
+            while (begun != 2) {
+                std::this_thread::yield();
+            }
+            left = &RingOfSleepers(); // the lock may be kept, and the consumer asleep
+        }
+    }
+}
+
 // ---- Ends under a sleeper -----------------------------------------------------------------------------
 
 TEST_F(StreamBufferBlockingTest, CloseLeavesAConsumerAsleepAndANewRingIsUsable) {
