@@ -98,7 +98,7 @@ private:
     bool HasBit() noexcept { return m_nReach > 0 && (m_nPassed < 8 || NextByte()); }
     // Whether a whole word can be taken at the cursor, however a field of that length lies in it.
     bool HasWord(int count) const noexcept {
-        return m_nPassed < 8 && static_cast<uint32>(count - 1) < kLongestField &&
+        return m_nPassed < 8 && static_cast<uint32>(count) - 1 < kLongestField &&
                m_nByteIndex == m_nCurrent && m_nCurrent + kWordBytes <= uint64{m_nReach};
     }
 

@@ -1,5 +1,7 @@
 #include "buffers/BitsStreamFixture.h"
 
+#include <climits>
+
 using vxcio::test::BitsStreamFixture;
 
 using BitsStreamReadTest = BitsStreamFixture;
@@ -48,7 +50,7 @@ TEST_F(BitsStreamReadTest, AFieldOf32BitsLiesInFiveBytes) {
 TEST_F(BitsStreamReadTest, ACountBelow1FailsAndLeavesEverything) {
     Over({0xFF, 0xFF});
     unsigned int value = 77;
-    for (const int count : {0, -1, -32}) {
+    for (const int count : {0, -1, -32, INT_MIN}) {
         EXPECT_EQ(bits.GetBits(&value, count), 0);
         EXPECT_EQ(value, 77u);
     }
