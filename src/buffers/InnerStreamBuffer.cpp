@@ -34,8 +34,10 @@ int CInnerSoftStreamBuffer::Init(int size) noexcept {
     m_nTotalRead.store(0);
     m_nWriterWants.store(0);
     m_nReaderWants.store(0);
+    m_nLockWants.store(0);
     m_eState.store(PLUG_STREAMSTATE_OPEN);
     m_bLockKept.store(false);
+    m_bPutting.store(false);
     if (!Allocate(std::max(size, kLeastRing))) {
         Close();
     }
@@ -67,8 +69,22 @@ void CInnerSoftStreamBuffer::Close() noexcept {
     m_pPeekRead = nullptr;
     m_nPeekCapacity = 0;
     m_nPeekHeld = 0;
-    delete m_pEvents;
+    CloseEvents();
+}
+
+// A side that sleeps, or is on its way to, keeps the events: nothing signals them any more.
+void CInnerSoftStreamBuffer::CloseEvents() noexcept {
+    if (m_pEvents != nullptr && IsSomebodyAsleep()) {
+        m_pEvents->before = m_pLeftEvents;
+        m_pLeftEvents = m_pEvents;
+    } else {
+        delete m_pEvents;
+    }
     m_pEvents = nullptr;
+}
+
+bool CInnerSoftStreamBuffer::IsSomebodyAsleep() const noexcept {
+    return m_nReaderWants.load() != 0 || m_nWriterWants.load() != 0 || m_nLockWants.load() != 0;
 }
 
 // ---- Both sides ---------------------------------------------------------------------------------------
@@ -84,7 +100,13 @@ int CInnerSoftStreamBuffer::WithinQuarter(int bytes) const noexcept {
 
 // Does not come back while a PutData keeps the lock. False only where the wait itself failed.
 bool CInnerSoftStreamBuffer::HasLock() noexcept {
-    return !m_bLockKept.load() || m_pEvents->lock.Wait();
+    if (!m_bLockKept.load()) {
+        return true;
+    }
+    ++m_nLockWants;
+    const bool waited = m_pEvents->lock.Wait();
+    --m_nLockWants;
+    return waited;
 }
 
 void CInnerSoftStreamBuffer::SetEndOfInput() noexcept {
@@ -110,38 +132,52 @@ int CInnerSoftStreamBuffer::PutData(const uint8* data, int size, PLUG_STREAMSTAT
     }
     int remaining = data == nullptr ? 0 : std::max(size, 0);
     for (;;) {
-        if (m_bBlocking) {
-            if (!HasLock()) {
-                return kRefused;
-            }
-            if (IsEnded()) {
-                m_bLockKept.store(true);
-                return kRefused;
-            }
+        if (m_bBlocking && !EnterPut()) {
+            return kRefused;
         }
-        if (Free() > 0) {
-            const int copied = CopyIn(data, remaining);
-            remaining -= copied;
-            if (m_bBlocking) {
-                // An end that comes along is not signalled itself, so the reader is called in any case.
-                WakeReader(state == PLUG_STREAMSTATE_END);
+        const bool hasRoom = Free() > 0;
+        const int copied = hasRoom ? CopyIn(data, remaining) : 0;
+        remaining -= copied;
+        if (m_bBlocking) {
+            LeavePut(state);
+        }
+        if (hasRoom && remaining == 0) {
+            // An end that was set meanwhile stays.
+            int before = m_eState.load();
+            while (before != PLUG_STREAMSTATE_END && !m_eState.compare_exchange_weak(before, state)) {
             }
-            if (remaining == 0) {
-                // An end that was set meanwhile stays.
-                int before = m_eState.load();
-                while (before != PLUG_STREAMSTATE_END && !m_eState.compare_exchange_weak(before, state)) {
-                }
-                return 0;
-            }
-            data += copied;
+            return 0;
         }
         if (!m_bBlocking) {
             return 0;
         }
+        data += copied;
         if (!WaitForSpace(remaining)) {
             return kRefused;
         }
     }
+}
+
+// From here to LeavePut an end of the input does not count for the reader. False when the input has ended;
+// the lock is kept then.
+bool CInnerSoftStreamBuffer::EnterPut() noexcept {
+    if (!HasLock()) {
+        return false;
+    }
+    m_bPutting.store(true);
+    if (!IsEnded()) {
+        return true;
+    }
+    m_bLockKept.store(true);
+    m_bPutting.store(false);
+    return false;
+}
+
+void CInnerSoftStreamBuffer::LeavePut(PLUG_STREAMSTATE_ state) noexcept {
+    m_bPutting.store(false);
+    // An end that comes along is not signalled itself, and one that came meanwhile may have found the reader
+    // waiting for this put, so the reader is called in any case then.
+    WakeReader(state == PLUG_STREAMSTATE_END || IsEnded());
 }
 
 int CInnerSoftStreamBuffer::CopyIn(const uint8* data, int size) noexcept {
@@ -193,12 +229,17 @@ int CInnerSoftStreamBuffer::CopyOut(uint8* target, int size) noexcept {
     return bytes;
 }
 
+// The input has ended and no put is under way that may still bring bytes, which would come after the last.
+bool CInnerSoftStreamBuffer::IsEndInSight() const noexcept {
+    return IsEnded() && !m_bPutting.load();
+}
+
 // Sleeps until as many bytes are there as are missing, within reason, or the input has ended.
 bool CInnerSoftStreamBuffer::WaitForData(int missing) noexcept {
     const int wants = WithinQuarter(missing);
     m_nReaderWants.store(wants);
     m_pEvents->data.Reset();
-    const bool waited = IsEnded() || Held() >= wants || m_pEvents->data.Wait();
+    const bool waited = IsEndInSight() || Held() >= wants || m_pEvents->data.Wait();
     m_nReaderWants.store(0);
     return waited;
 }
@@ -216,10 +257,10 @@ int CInnerSoftStreamBuffer::ReadRing(uint8* target, int size, PLUG_STREAMSTATE_*
     int taken = 0;
     for (;;) {
         if (m_bBlocking && !HasLock()) {
-            return kNotNow;
+            return taken > 0 ? taken : kNotNow;
         }
         // Asked before the ring is looked at: all that came before the end is there then.
-        const bool isEnded = IsEnded();
+        const bool isEnded = IsEndInSight();
         if (!m_bBlocking && !isEnded && size > Held()) {
             return kNotNow;
         }

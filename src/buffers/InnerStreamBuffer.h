@@ -14,6 +14,13 @@
 //           3. as many there, or end?                signal data event
 //              no: wait
 //
+// A put that is under way when another thread ends the input still counts, and the end comes behind it, by
+// the same kind of meeting:
+//
+//   writer: 1. m_bPutting = true                          reader: 1. the input has ended
+//           2. has the input ended? then refuse                   2. m_bPutting? then it has not ended yet
+//           3. copy, advance, m_bPutting = false                  3. look at the ring
+//
 // What a side wants is at most a quarter of the ring, so that the two never wait for each other.
 //
 // The lock event is no lock any more but the memory of one: a PutData that is ended from outside takes it and
@@ -45,6 +52,7 @@ private:
         vxcio::RingEvent lock;
         vxcio::RingEvent data;
         vxcio::RingEvent space;
+        Events* before = nullptr; // of a list of left ones
         bool Create() noexcept;
     };
 
@@ -58,12 +66,17 @@ private:
     int Free() const noexcept { return m_nRingSize - Held(); }
     int WithinQuarter(int bytes) const noexcept;
     bool HasLock() noexcept;
+    void CloseEvents() noexcept;
+    bool IsSomebodyAsleep() const noexcept;
 
+    bool EnterPut() noexcept;
+    void LeavePut(PLUG_STREAMSTATE_ state) noexcept;
     int CopyIn(const uint8* data, int size) noexcept;
     bool WaitForSpace(int remaining) noexcept;
     void WakeReader(bool inAnyCase) noexcept;
 
     int CopyOut(uint8* target, int size) noexcept;
+    bool IsEndInSight() const noexcept;
     bool WaitForData(int missing) noexcept;
     void WakeWriter(bool inAnyCase) noexcept;
     int ReadRing(uint8* target, int size, PLUG_STREAMSTATE_* state) noexcept;
@@ -74,14 +87,17 @@ private:
     const bool m_bBlocking;
     uint8* m_pRing = nullptr; // these three change in Init and Close alone
     int m_nRingSize = 0;
-    Events* m_pEvents = nullptr; // in blocking mode
+    Events* m_pEvents = nullptr;     // in blocking mode
+    Events* m_pLeftEvents = nullptr; // of those who sleep for good
     std::atomic<int> m_eState{PLUG_STREAMSTATE_OPEN};
     std::atomic<bool> m_bLockKept{false};
+    std::atomic<int> m_nLockWants{0};
 
     // Each side writes its own cache line. A side that does not wait wants 0.
     static constexpr int kCacheLine = 64;
     alignas(kCacheLine) std::atomic<uint64> m_nTotalWritten{0};
     std::atomic<int> m_nWriterWants{0};
+    std::atomic<bool> m_bPutting{false};
     alignas(kCacheLine) std::atomic<uint64> m_nTotalRead{0};
     std::atomic<int> m_nReaderWants{0};
 

@@ -5,6 +5,18 @@
 
 #include <new>
 
+namespace {
+
+// A get where there is not even an inner object.
+int NeverAnything(PLUG_STREAMSTATE_* state) noexcept {
+    if (state != nullptr) {
+        *state = PLUG_STREAMSTATE_DATA;
+    }
+    return -1;
+}
+
+} // namespace
+
 CSoftStreamBuffer::CSoftStreamBuffer() noexcept : CSoftStreamBuffer(1) {}
 
 CSoftStreamBuffer::CSoftStreamBuffer(int blocking) noexcept
@@ -45,11 +57,11 @@ int CSoftStreamBuffer::PutData(unsigned char* data, int size, PLUG_STREAMSTATE_ 
 }
 
 int CSoftStreamBuffer::GetData(unsigned char*& data, int size, PLUG_STREAMSTATE_* state) noexcept {
-    return m_pInner == nullptr ? -1 : m_pInner->GetData(data, size, state);
+    return m_pInner == nullptr ? NeverAnything(state) : m_pInner->GetData(data, size, state);
 }
 
 int CSoftStreamBuffer::ShowData(unsigned char*& data, int size, PLUG_STREAMSTATE_* state) noexcept {
-    return m_pInner == nullptr ? -1 : m_pInner->ShowData(data, size, state);
+    return m_pInner == nullptr ? NeverAnything(state) : m_pInner->ShowData(data, size, state);
 }
 
 void CSoftStreamBuffer::SetEndOfInput() noexcept {

@@ -75,19 +75,21 @@ public:
     int GetData(unsigned char*& data, int size, PLUG_STREAMSTATE_* state) noexcept;
 
     // Shows the next `size` bytes without taking them: `data` points to them as in GetData, which then gives
-    // the same bytes. The count of bytes there, which is less than `size` at the end of the input, and
-    // without threads also when no more are there now. Sleeps as GetData does. *state is left alone where
-    // enough bytes were shown before, otherwise it is as in GetData.
+    // the same bytes. The count of bytes there, which is less than `size` at the end of the input. Sleeps as
+    // GetData does. Without threads, where the ring lacks some of them, only what was shown before, which may
+    // be nothing. *state is left alone where enough bytes were shown before, otherwise it is as in GetData.
     //
     // -1 for a size below 0, where memory lacks, and without a ring.
     int ShowData(unsigned char*& data, int size, PLUG_STREAMSTATE_* state) noexcept;
 
-    // The producer's end of the stream: PutData is refused from here on, and both sides wake.
+    // The producer's end of the stream: PutData is refused from here on, and both sides wake. Where another
+    // thread calls it, bytes of a PutData that is under way still come before the end.
     void SetEndOfInput() noexcept;
 
     // Opens the input again; what the ring holds stays. Wakes nobody.
     void ReSetEndOfInput() noexcept;
 
 private:
-    CInnerSoftStreamBuffer* m_pInner; // shared by copies; null where memory lacked, and then there is no ring
+    // Shared by copies. Null where memory lacked: PutData is refused then, and gets are -1.
+    CInnerSoftStreamBuffer* m_pInner;
 };

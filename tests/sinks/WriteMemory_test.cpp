@@ -1,6 +1,6 @@
 // Memory is taken by the open, never by a write through the ring.
-#include "support/counting/AllocationCount.h"
 #include "sinks/HostSinkFixture.h"
+#include "support/counting/AllocationCount.h"
 
 #include "filehandle/ThreadFixture.h"
 
