@@ -92,6 +92,15 @@ TEST_F(BitsStreamCrcTest, IsFedByEveryOperationThatPassesBits) {
     EXPECT_EQ(bits.GetCRCResult(), CrcOf("1010010100010010001101000101011001111000100110101011110011011110"));
 }
 
+TEST_F(BitsStreamCrcTest, TheHighestBitOfAFieldFeedsItToo) {
+    OverZeros(20);
+    bits.StartCRC();
+    EXPECT_EQ(bits.PutBits(0x80000000, 32), 1);
+    EXPECT_EQ(bits.GetCRCResult(), CrcOf("1" + std::string(31, '0')));
+    EXPECT_EQ(bits.PutBits(0x4000, 15), 1);
+    EXPECT_EQ(bits.GetCRCResult(), CrcOf("1" + std::string(31, '0') + "1" + std::string(14, '0')));
+}
+
 TEST_F(BitsStreamCrcTest, IsNotFedByAMove) {
     Start({0xA5, 0x12, 0x34, 0x56, 0x78});
     EXPECT_EQ(bits.SeekBytePtr(1), 1);

@@ -247,6 +247,31 @@ TEST_F(BitsStreamOutsideTest, AlignmentsWithoutEndWrapTheIndexAndTouchNothingEls
     EXPECT_EQ(Get(8), 0xF1u);
 }
 
+TEST_F(BitsStreamOutsideTest, ACursorThatRanOutOfTheBufferReadsZerosThereAndWritesNothing) {
+    Over(std::vector<uint8>(16, 0xFF));
+    EXPECT_EQ(bits.SeekBytePtr(8), 1);
+    for (int i = 0; i < 29; ++i) {
+        bits.AlignCurBytes();
+    }
+    ExpectAt(0, 0);
+    EXPECT_EQ(bits.GetCurBytePtr(), Buffer() + 8);
+    EXPECT_EQ(Get(32), 0xFFFFFFFFu);
+    EXPECT_EQ(Get(32), 0xFFFFFFFFu);
+    ExpectAt(8, 64);
+    EXPECT_EQ(bits.GetCurBytePtr(), Buffer() + 16);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(GetOne(), 0);
+        EXPECT_EQ(Get(3), 0u);
+        EXPECT_EQ(bits.PutBits(5, 3), 1);
+        EXPECT_EQ(Get(2), 0u);
+    }
+    EXPECT_EQ(bits.PutDWORD(0x12345678), 1);
+    bits.Flush();
+    ExpectAt(15, 123);
+    EXPECT_EQ(Get(8), 0xBADu);
+    EXPECT_EQ(Bytes(), std::vector<uint8>(16, 0xFF));
+}
+
 TEST_F(BitsStreamOutsideTest, APositionBeyondTheBufferThatIsBehindTheCursorReadsAsZero) {
     Over({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
     EXPECT_EQ(bits.SeekBytePtr(7), 1);

@@ -1,5 +1,7 @@
 #include "buffers/BitsStreamFixture.h"
 
+#include <climits>
+
 using vxcio::test::BitsStreamFixture;
 
 using BitsStreamReadTest = BitsStreamFixture;
@@ -48,7 +50,7 @@ TEST_F(BitsStreamReadTest, AFieldOf32BitsLiesInFiveBytes) {
 TEST_F(BitsStreamReadTest, ACountBelow1FailsAndLeavesEverything) {
     Over({0xFF, 0xFF});
     unsigned int value = 77;
-    for (const int count : {0, -1, -32}) {
+    for (const int count : {0, -1, -32, INT_MIN}) {
         EXPECT_EQ(bits.GetBits(&value, count), 0);
         EXPECT_EQ(value, 77u);
     }
@@ -61,6 +63,35 @@ TEST_F(BitsStreamReadTest, ACountBelow1FailsAndLeavesEverything) {
     EXPECT_EQ(bits.GetBits(&value, 0), 0);
     EXPECT_EQ(bits.GetCurBytesPos(), 0u);
     EXPECT_EQ(bits.IsAligned(), 0);
+}
+
+TEST_F(BitsStreamReadTest, FarFromTheEndACountBelow1FailsAsWell) {
+    Over(std::vector<uint8>(20, 0xFF));
+    unsigned int value = 77;
+    for (const int count : {0, -1, -32, INT_MIN}) {
+        EXPECT_EQ(bits.GetBits(&value, count), 0);
+        EXPECT_EQ(value, 77u);
+        EXPECT_EQ(bits.GetCurBitsPos(), 0);
+    }
+}
+
+TEST_F(BitsStreamReadTest, AFieldReplacesWhatTheValueHeld) {
+    for (const std::size_t size : {std::size_t{4}, std::size_t{20}}) {
+        Over(std::vector<uint8>(size, 0x11));
+        unsigned int value = 0xFFFFFFFF;
+        EXPECT_EQ(bits.GetBits(&value, 12), 1);
+        EXPECT_EQ(value, 0x111u);
+    }
+}
+
+TEST_F(BitsStreamReadTest, AFieldAfterSingleBitsIsThatOfTheNextByte) {
+    Over({0xFF, 0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC, 0xDE, 0xF0, 0x12, 0x34, 0x56});
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(GetOne(), 1);
+    }
+    EXPECT_EQ(Get(12), 0x123u);
+    EXPECT_EQ(bits.GetCurBitsPos(), 20);
+    EXPECT_EQ(bits.GetCurBytesPos(), 2u);
 }
 
 TEST_F(BitsStreamReadTest, AWholeBufferIsReadBitByBitAndTheNextBitFails) {
