@@ -85,8 +85,8 @@ public:
     int SetBytePtrPos(int index) noexcept;
     // Moves by bits, to bit 0 up to the size times 8; there as SeekBytePtr.
     int SeekBitsPtr(int delta) noexcept;
-    // Moves back to a bit; fails for one at the cursor or ahead of it. Behind the buffer, where AlignCurBytes
-    // may have brought the cursor, it is as SeekBytePtr at the size, and further on all bits are 0.
+    // Moves back to a bit; fails for one at the cursor or ahead of it. Where AlignCurBytes has brought the
+    // cursor beyond the buffer, a bit there can be gone to; it reads as 0.
     int SetBitsPtr(unsigned int position) noexcept;
     // Starts the current byte anew at its first bit, and adds the bytes passed to the byte index: after a
     // call at byte p, GetCurBytesPos and GetCurBitsPos stand at about twice p, while the current byte is the

@@ -87,13 +87,14 @@ void CInnerBitsStream::GoToByte(int64 index) noexcept {
     Load();
 }
 
-void CInnerBitsStream::GoToBit(int64 position) noexcept {
+// Whoever may be behind the buffer has gone there, so that the byte there may be read.
+void CInnerBitsStream::GoToBit(int64 position, bool mayBeBehind) noexcept {
     Store();
     m_nBitPos = position;
     m_nByteIndex = static_cast<uint32>(position / 8);
     m_nCurrent = static_cast<uint64>(position / 8);
     m_nPassed = static_cast<uint32>(position % 8);
-    m_bBehind = IsBehind(position / 8);
+    m_bBehind = mayBeBehind && IsBehind(position / 8);
     Load();
 }
 
@@ -120,7 +121,7 @@ int CInnerBitsStream::SeekBitsPtr(int delta) noexcept {
     if (position > uint64{m_nSize} * 8) {
         return 0;
     }
-    GoToBit(static_cast<int64>(position));
+    GoToBit(static_cast<int64>(position), true);
     return 1;
 }
 
@@ -128,7 +129,7 @@ int CInnerBitsStream::SetBitsPtr(uint32 position) noexcept {
     if (int64{position} >= m_nBitPos) {
         return 0;
     }
-    GoToBit(position);
+    GoToBit(position, m_bBehind);
     return 1;
 }
 

@@ -114,7 +114,7 @@ private:
     void FeedCRC(uint32 value, uint32 count) noexcept;
     int64 Index() const noexcept;
     void GoToByte(int64 index) noexcept;
-    void GoToBit(int64 position) noexcept;
+    void GoToBit(int64 position, bool mayBeBehind) noexcept;
     bool IsBehind(int64 index) const noexcept { return m_nReach > 0 && index == int64{m_nReach}; }
 
     uint8* m_pBase = nullptr;

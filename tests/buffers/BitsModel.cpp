@@ -212,12 +212,12 @@ void BitsModel::MoveToByte(int64 index) {
     LoadCache();
 }
 
-void BitsModel::MoveToBit(int64 position) {
+void BitsModel::MoveToBit(int64 position, bool isSeekToEnd) {
     StoreCache();
     m_bitPos = position;
     m_byteIndex = static_cast<int32>(static_cast<uint32>(m_bitPos / 8));
     m_current = m_bitPos / 8;
-    m_isBehindBySeek = HasBuffer() && m_current == int64{m_size};
+    m_isBehindBySeek = HasBuffer() && m_current == int64{m_size} && isSeekToEnd;
     LoadCache();
     m_bitsLeft = 8 - static_cast<int>(m_bitPos % 8);
     m_mask = static_cast<uint8>(0x80 >> (8 - m_bitsLeft));
@@ -245,7 +245,7 @@ int BitsModel::SeekBitsPtr(int delta) {
     if (position > uint64{m_size} * 8) {
         return 0;
     }
-    MoveToBit(static_cast<int64>(position));
+    MoveToBit(static_cast<int64>(position), true);
     return 1;
 }
 
@@ -253,7 +253,7 @@ int BitsModel::SetBitsPtr(uint32 position) {
     if (int64{position} >= m_bitPos) {
         return 0;
     }
-    MoveToBit(int64{position});
+    MoveToBit(int64{position}, m_isBehindBySeek);
     return 1;
 }
 

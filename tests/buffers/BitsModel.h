@@ -61,7 +61,7 @@ private:
     bool MoveToNextByte();
     bool HasBit();
     void MoveToByte(int64 index);
-    void MoveToBit(int64 position);
+    void MoveToBit(int64 position, bool isSeekToEnd);
     void FeedBit(uint32 bit);
     void FeedBits(uint32 value, int count);
 

@@ -272,6 +272,21 @@ TEST_F(BitsStreamOutsideTest, ACursorThatRanOutOfTheBufferReadsZerosThereAndWrit
     EXPECT_EQ(Bytes(), std::vector<uint8>(16, 0xFF));
 }
 
+// Whoever comes from beyond has not gone to the byte behind the buffer, and need not have one.
+TEST_F(BitsStreamOutsideTest, TheByteBehindTheBufferIsNotReadByOneWhoComesFromBeyondIt) {
+    Over({0xFF, 0xFF});
+    EXPECT_EQ(bits.SetBytePtrPos(1), 1);
+    bits.AlignCurBytes();
+    bits.AlignCurBytes();
+    ExpectAt(4, 32);
+    EXPECT_EQ(bits.SetBitsPtr(17), 1);
+    EXPECT_EQ(bits.GetCurBytePtr(), Buffer() + 2);
+    EXPECT_EQ(Get(3), 0u);
+    EXPECT_EQ(GetOne(), 0);
+    EXPECT_EQ(bits.SeekBitsPtr(-5), 1);
+    EXPECT_EQ(Get(4), 0xEu) << "one who went there by a seek reads it";
+}
+
 TEST_F(BitsStreamOutsideTest, APositionBeyondTheBufferThatIsBehindTheCursorReadsAsZero) {
     Over({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
     EXPECT_EQ(bits.SeekBytePtr(7), 1);
