@@ -22,7 +22,7 @@ class CInnerBitsStream;
 // outlives its use here. It is writable: also a reader may store. Copies share one cursor and may be
 // destroyed in any order. One thread at a time. Nothing here throws.
 //
-// int results are 1 for success and 0 for failure. Who reads or writes beyond the end gets 0; what came
+// int results are 1 for success and 0 for failure. Who reads or writes on through the end gets 0; what came
 // before the end has passed then, and the cursor stays behind it. The field that ends with the last bit of
 // the buffer succeeds, and the next one fails.
 //
@@ -34,9 +34,11 @@ public:
     CBitsStream& operator=(const CBitsStream& other) noexcept;
     virtual ~CBitsStream();
 
-    // Takes on a buffer of `size` bytes, with the cursor at its first bit. 1. A CRC goes on as it was.
+    // Takes on a buffer of `size` bytes, with the cursor at its first bit. 1, always. A CRC goes on as it
+    // was. Bits that were written to the former buffer and not stored yet are lost, as they are when the
+    // stream is destroyed: call Flush first.
     int InitBuffer(unsigned char* buffer, unsigned int size) noexcept;
-    // Does nothing. 1.
+    // Does nothing. 1, always.
     int ReFill() noexcept;
     // Stores the bits written to the current byte.
     void Flush() noexcept;
@@ -78,15 +80,16 @@ public:
     unsigned int GetBufferSize() noexcept;
 
     // Moves by whole bytes, to index 0 up to the size. The offset within the byte stays. Whoever goes to the
-    // size and takes a bit there reads the byte behind the buffer, which must be readable then. After the end
-    // was met, no bit of the byte gone to is left, and the next read or write is in the byte after it.
+    // size and takes a bit there reads the byte behind the buffer, which must be readable then; who puts bits
+    // there gets 1, and they go nowhere. After the end was met, no bit of the byte gone to is left, and the
+    // next read or write is in the byte after it.
     int SeekBytePtr(int delta) noexcept;
     // Moves to a byte, index 0 up to the size less 1. Otherwise as SeekBytePtr.
     int SetBytePtrPos(int index) noexcept;
     // Moves by bits, to bit 0 up to the size times 8; there as SeekBytePtr.
     int SeekBitsPtr(int delta) noexcept;
-    // Moves back to a bit; fails for one at the cursor or ahead of it. Where AlignCurBytes has brought the
-    // cursor beyond the buffer, a bit there can be gone to; it reads as 0.
+    // Moves back to a bit, of the first 4294967296; fails for one at the cursor or ahead of it. Where
+    // AlignCurBytes has brought the cursor beyond the buffer, a bit there can be gone to; it reads as 0.
     int SetBitsPtr(unsigned int position) noexcept;
     // Starts the current byte anew at its first bit, and adds the bytes passed to the byte index: after a
     // call at byte p, GetCurBytesPos and GetCurBitsPos stand at about twice p, while the current byte is the
@@ -104,5 +107,5 @@ public:
     unsigned int GetCRCResult() noexcept;
 
 private:
-    CInnerBitsStream* m_pInner; // shared by copies; null where memory lacked, and then all fail
+    CInnerBitsStream* m_pInner; // shared by copies; null where memory lacked: then there is no bit
 };

@@ -29,7 +29,7 @@ public:
     // gets at least, in bytes. 1. Nodes that are there stay as they are, with the frames in them: call Close
     // first to begin anew. A further use without Close meets the frames of the last one before its own, in
     // every node of it, and counts each of them off: where none of its stream has been put since, the count
-    // goes below 0, to 4294967295.
+    // goes below 0, to 4294967295 (GetFrameCount tells one less before the end of the input).
     VXCSOFTCODECIO_API int Init(int defaultSize) noexcept;
 
     // Queues a copy of a frame: `size` bytes of `data`, and `extraSize` bytes of `extra` that go with it.

@@ -46,13 +46,14 @@ int CInnerSoftStreamBuffer::Init(int size) noexcept {
 
 bool CInnerSoftStreamBuffer::Allocate(int size) noexcept {
     m_pRing = new (std::nothrow) uint8[static_cast<std::size_t>(size)];
-    m_nRingSize = size;
+    m_nRingSize.store(size);
     if (m_pRing == nullptr || !GrowScratch(kFirstScratch)) {
         return false;
     }
     if (m_bBlocking) {
-        m_pEvents = new (std::nothrow) Events;
-        return m_pEvents != nullptr && m_pEvents->Create();
+        auto* const events = new (std::nothrow) Events;
+        m_pEvents.store(events);
+        return events != nullptr && events->Create();
     }
     return true;
 }
@@ -60,7 +61,7 @@ bool CInnerSoftStreamBuffer::Allocate(int size) noexcept {
 void CInnerSoftStreamBuffer::Close() noexcept {
     delete[] m_pRing;
     m_pRing = nullptr;
-    m_nRingSize = 0;
+    m_nRingSize.store(0);
     delete[] m_pScratch;
     m_pScratch = nullptr;
     m_nScratchSize = 0;
@@ -74,13 +75,13 @@ void CInnerSoftStreamBuffer::Close() noexcept {
 
 // A side that sleeps, or is on its way to, keeps the events: nothing signals them any more.
 void CInnerSoftStreamBuffer::CloseEvents() noexcept {
-    if (m_pEvents != nullptr && IsSomebodyAsleep()) {
-        m_pEvents->before = m_pLeftEvents;
-        m_pLeftEvents = m_pEvents;
+    Events* const events = m_pEvents.exchange(nullptr);
+    if (events != nullptr && IsSomebodyAsleep()) {
+        events->before = m_pLeftEvents;
+        m_pLeftEvents = events;
     } else {
-        delete m_pEvents;
+        delete events;
     }
-    m_pEvents = nullptr;
 }
 
 bool CInnerSoftStreamBuffer::IsSomebodyAsleep() const noexcept {
@@ -95,7 +96,7 @@ int CInnerSoftStreamBuffer::Held() const noexcept {
 }
 
 int CInnerSoftStreamBuffer::WithinQuarter(int bytes) const noexcept {
-    return std::clamp(bytes, 1, m_nRingSize / 4);
+    return std::max(std::min(bytes, RingSize() / 4), 1);
 }
 
 // Does not come back while a PutData keeps the lock. False only where the wait itself failed.
@@ -103,18 +104,30 @@ bool CInnerSoftStreamBuffer::HasLock() noexcept {
     if (!m_bLockKept.load()) {
         return true;
     }
+    const auto self = vxcio::Ref<CInnerSoftStreamBuffer>::Share(*this);
     ++m_nLockWants;
-    const bool waited = m_pEvents->lock.Wait();
+    const Events* const events = m_pEvents.load();
+    const bool waited = events != nullptr && events->lock.Wait();
     --m_nLockWants;
     return waited;
 }
 
+void CInnerSoftStreamBuffer::SignalData() noexcept {
+    if (const Events* const events = m_pEvents.load(); events != nullptr) {
+        events->data.Set();
+    }
+}
+
+void CInnerSoftStreamBuffer::SignalSpace() noexcept {
+    if (const Events* const events = m_pEvents.load(); events != nullptr) {
+        events->space.Set();
+    }
+}
+
 void CInnerSoftStreamBuffer::SetEndOfInput() noexcept {
     m_eState.store(PLUG_STREAMSTATE_END);
-    if (m_pEvents != nullptr) {
-        m_pEvents->data.Set();
-        m_pEvents->space.Set();
-    }
+    SignalData();
+    SignalSpace();
 }
 
 void CInnerSoftStreamBuffer::ReSetEndOfInput() noexcept {
@@ -184,8 +197,8 @@ int CInnerSoftStreamBuffer::CopyIn(const uint8* data, int size) noexcept {
     const uint64 written = m_nTotalWritten.load(std::memory_order_relaxed);
     const int bytes = std::min(size, Free());
     if (bytes > 0) {
-        const int offset = static_cast<int>(written % static_cast<uint32>(m_nRingSize));
-        const int first = std::min(bytes, m_nRingSize - offset);
+        const int offset = static_cast<int>(written % static_cast<uint32>(RingSize()));
+        const int first = std::min(bytes, RingSize() - offset);
         std::memcpy(m_pRing + offset, data, static_cast<std::size_t>(first));
         if (first < bytes) {
             std::memcpy(m_pRing, data + first, static_cast<std::size_t>(bytes - first));
@@ -197,10 +210,14 @@ int CInnerSoftStreamBuffer::CopyIn(const uint8* data, int size) noexcept {
 
 // Sleeps until there is as much room as remains to be put, within reason, or the input has ended.
 bool CInnerSoftStreamBuffer::WaitForSpace(int remaining) noexcept {
+    const auto self = vxcio::Ref<CInnerSoftStreamBuffer>::Share(*this);
     const int wants = WithinQuarter(remaining);
     m_nWriterWants.store(wants);
-    m_pEvents->space.Reset();
-    const bool waited = IsEnded() || Free() >= wants || m_pEvents->space.Wait();
+    bool waited = false;
+    if (const Events* const events = m_pEvents.load(); events != nullptr) {
+        events->space.Reset();
+        waited = IsEnded() || Free() >= wants || events->space.Wait();
+    }
     m_nWriterWants.store(0);
     return waited;
 }
@@ -208,7 +225,7 @@ bool CInnerSoftStreamBuffer::WaitForSpace(int remaining) noexcept {
 void CInnerSoftStreamBuffer::WakeReader(bool inAnyCase) noexcept {
     const int wants = m_nReaderWants.load();
     if (wants != 0 && (inAnyCase || Held() >= wants)) {
-        m_pEvents->data.Set();
+        SignalData();
     }
 }
 
@@ -218,8 +235,8 @@ int CInnerSoftStreamBuffer::CopyOut(uint8* target, int size) noexcept {
     const uint64 read = m_nTotalRead.load(std::memory_order_relaxed);
     const int bytes = std::min(size, Held());
     if (bytes > 0) {
-        const int offset = static_cast<int>(read % static_cast<uint32>(m_nRingSize));
-        const int first = std::min(bytes, m_nRingSize - offset);
+        const int offset = static_cast<int>(read % static_cast<uint32>(RingSize()));
+        const int first = std::min(bytes, RingSize() - offset);
         std::memcpy(target, m_pRing + offset, static_cast<std::size_t>(first));
         if (first < bytes) {
             std::memcpy(target + first, m_pRing, static_cast<std::size_t>(bytes - first));
@@ -236,10 +253,14 @@ bool CInnerSoftStreamBuffer::IsEndInSight() const noexcept {
 
 // Sleeps until as many bytes are there as are missing, within reason, or the input has ended.
 bool CInnerSoftStreamBuffer::WaitForData(int missing) noexcept {
+    const auto self = vxcio::Ref<CInnerSoftStreamBuffer>::Share(*this);
     const int wants = WithinQuarter(missing);
     m_nReaderWants.store(wants);
-    m_pEvents->data.Reset();
-    const bool waited = IsEndInSight() || Held() >= wants || m_pEvents->data.Wait();
+    bool waited = false;
+    if (const Events* const events = m_pEvents.load(); events != nullptr) {
+        events->data.Reset();
+        waited = IsEndInSight() || Held() >= wants || events->data.Wait();
+    }
     m_nReaderWants.store(0);
     return waited;
 }
@@ -247,7 +268,7 @@ bool CInnerSoftStreamBuffer::WaitForData(int missing) noexcept {
 void CInnerSoftStreamBuffer::WakeWriter(bool inAnyCase) noexcept {
     const int wants = m_nWriterWants.load();
     if (wants != 0 && (inAnyCase || Free() >= wants)) {
-        m_pEvents->space.Set();
+        SignalSpace();
     }
 }
 
@@ -341,16 +362,18 @@ int CInnerSoftStreamBuffer::GetData(uint8*& data, int size, PLUG_STREAMSTATE_* s
         return size;
     }
     const bool isEnded = IsEnded(); // before the ring is looked at, as in ReadRing
+    const bool isOver = IsEndInSight();
     const int held = Held();
     const int shown = m_nPeekHeld;
-    if (held == 0 && isEnded) {
+    if (held == 0 && isOver) {
         data = m_pPeekRead;
         m_nPeekHeld = 0;
         Report(state, PLUG_STREAMSTATE_END);
         return shown;
     }
-    // All of the size is held against the ring, not just what peek lacks. An empty ring never waits here.
-    if (held == 0 || (size > held && !isEnded) || !GrowScratch(size)) {
+    // All of the size is held against the ring, not just what peek lacks. Only a put under way at the end of
+    // the input is waited for here.
+    if ((size > held && !isEnded) || !GrowScratch(size)) {
         if (m_bBlocking) {
             // So that asking again and again gets there: a producer that sleeps may have more in hand.
             WakeWriter(true);

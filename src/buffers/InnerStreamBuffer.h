@@ -23,6 +23,10 @@
 //
 // What a side wants is at most a quarter of the ring, so that the two never wait for each other.
 //
+// Whoever closes takes the events away before it looks whether a side wants something, and leaves them to it
+// then; a side says what it wants before it takes the events. So a side on its way to sleep has events that
+// nobody frees, or sees that there are none and comes back.
+//
 // The lock event is no lock any more but the memory of one: a PutData that is ended from outside takes it and
 // never gives it back, and whoever needs the ring after that sleeps for good.
 #pragma once
@@ -63,11 +67,14 @@ private:
     bool Allocate(int size) noexcept;
     bool IsEnded() const noexcept { return m_eState.load() == PLUG_STREAMSTATE_END; }
     int Held() const noexcept;
-    int Free() const noexcept { return m_nRingSize - Held(); }
+    int RingSize() const noexcept { return m_nRingSize.load(std::memory_order_relaxed); }
+    int Free() const noexcept { return RingSize() - Held(); }
     int WithinQuarter(int bytes) const noexcept;
     bool HasLock() noexcept;
     void CloseEvents() noexcept;
     bool IsSomebodyAsleep() const noexcept;
+    void SignalData() noexcept;
+    void SignalSpace() noexcept;
 
     bool EnterPut() noexcept;
     void LeavePut(PLUG_STREAMSTATE_ state) noexcept;
@@ -85,13 +92,14 @@ private:
     int WithoutRing(PLUG_STREAMSTATE_* state) const noexcept;
 
     const bool m_bBlocking;
-    uint8* m_pRing = nullptr; // these three change in Init and Close alone
-    int m_nRingSize = 0;
-    Events* m_pEvents = nullptr;     // in blocking mode
-    Events* m_pLeftEvents = nullptr; // of those who sleep for good
+    // These change in Init and Close alone. Two of them are atomic for a side that is about to sleep then.
+    uint8* m_pRing = nullptr;
+    std::atomic<int> m_nRingSize{0};
+    std::atomic<Events*> m_pEvents{nullptr}; // in blocking mode
+    Events* m_pLeftEvents = nullptr;         // of those who sleep for good
     std::atomic<int> m_eState{PLUG_STREAMSTATE_OPEN};
     std::atomic<bool> m_bLockKept{false};
-    std::atomic<int> m_nLockWants{0};
+    std::atomic<int> m_nLockWants{0}; // sides that sleep, or will, because the lock is kept
 
     // Each side writes its own cache line. A side that does not wait wants 0.
     static constexpr int kCacheLine = 64;

@@ -20,12 +20,14 @@ class CInnerSoftStreamBuffer;
 // be destroyed in any order.
 //
 // Threads, in blocking mode: one thread puts, one gets and shows; SetEndOfInput and ReSetEndOfInput may be
-// called on any. Init and Close only while nobody else is inside, but one who sleeps there: he is never woken
-// again, nor is memory of his touched. Without threads the object stays on one thread.
+// called on any. Init and Close only while nobody else is inside, but one who sleeps there or is about to: he
+// is not woken any more, nor is memory of his touched. Who has got the end does not know by that whether the
+// call that made it has come back: join the other threads before Close, Init and destruction. Without threads
+// the object stays on one thread.
 //
 // Before Init, after Close and where Init found no memory there is no ring: PutData gives 0 without threads
-// and 0x80000201 in blocking mode, GetData and ShowData give -1, or 0 with PLUG_STREAMSTATE_END after
-// SetEndOfInput. Nothing blocks then. Nothing here throws.
+// and 0x80000201 in blocking mode and after SetEndOfInput, GetData and ShowData give -1, or 0 with
+// PLUG_STREAMSTATE_END after SetEndOfInput. Nothing blocks then. Nothing here throws.
 class VXCSOFTCODECIO_API CSoftStreamBuffer {
 public:
     // In blocking mode.
@@ -62,7 +64,8 @@ public:
     // Takes `size` bytes: `data` points to them until the next GetData, ShowData, Init or Close. The count of
     // bytes, or -1 when it cannot be met now; then nothing was taken. *state, unless null, is
     // PLUG_STREAMSTATE_END when the input has ended and nothing is left behind these bytes, otherwise
-    // PLUG_STREAMSTATE_DATA.
+    // PLUG_STREAMSTATE_DATA. Bytes that were shown before and are enough come with PLUG_STREAMSTATE_DATA, the
+    // last ones too: the end comes with the next call then.
     //
     // In blocking mode it sleeps until all `size` bytes are there; fewer come only at the end of the input.
     // Without threads it gives all or -1, and at the end of the input what is left.
