@@ -119,6 +119,15 @@ TEST_F(DemuxTest, AJumpAnnouncedInAPacketWithoutPayloadIsOne) {
     EXPECT_THAT(outcome.out, Not(HasSubstr("dropped")));
 }
 
+TEST_F(DemuxTest, BehindAnAnnouncementTheSameBytesAreNoRepetition) {
+    Sample sample = Sample::Good();
+    sample.muxer.AddPes(kVideoPid, VideoPes(1, "vvvv"));
+    sample.muxer.AddEmpty(kVideoPid, kJump);
+    sample.muxer.Skip(kVideoPid, 15);
+    sample.muxer.AddPes(kVideoPid, VideoPes(1, "vvvv"));
+    ExpectTaken(sample.muxer.Bytes(), sample.video + "vvvvvvvv", sample.audio);
+}
+
 TEST_F(DemuxTest, AnAnnouncementIsNoJumpWhereTheCounterGoesOn) {
     Sample sample = Sample::Good();
     const std::string payload(300, 'p');
