@@ -2,8 +2,6 @@
 
 #include "Malformed.h"
 
-#include <utility>
-
 namespace {
 
 constexpr unsigned kAssociationPid = 0;
@@ -22,45 +20,46 @@ std::string Name(unsigned pid) {
 
 } // namespace
 
-// False for a packet that was sent twice. Throws where one is missing.
-bool Demuxer::IsNext(const Packet& packet) {
-    const auto [place, first] = m_counters.try_emplace(packet.pid, packet.counter);
-    const unsigned last = std::exchange(place->second, packet.counter);
-    if (first || packet.mayJump || packet.counter == (last + 1) % 16) {
-        return true;
-    }
-    if (packet.counter == last) {
-        return false;
-    }
-    throw Malformed("a packet of " + Name(packet.pid) + " is missing: after number " + std::to_string(last) +
-                    " comes " + std::to_string(packet.counter));
-}
-
 void Demuxer::Add(const Packet& packet) {
     ++m_packets;
-    if (!packet.hasPayload || !IsNext(packet)) {
+    const Continuity::Turn turn = m_continuity.Follow(packet);
+    if (turn == Continuity::Turn::Nothing || turn == Continuity::Turn::Repeated) {
         return;
     }
-    const auto take = [&](std::span<unsigned char> section) { TakeSection(packet.pid, section); };
+    const bool jumps = turn == Continuity::Turn::Jump;
     if (packet.pid == kAssociationPid) {
-        m_association.Add(packet, take);
+        AddTo(m_association, packet, jumps);
         return;
     }
     if (m_program && packet.pid == m_program->pid) {
-        m_map.Add(packet, take);
+        AddTo(m_map, packet, jumps);
         return;
     }
     for (int i = 0; i < FrameQueue::kStreams; ++i) {
         Stream& stream = m_streams[static_cast<std::size_t>(i)];
         if (stream.entry && packet.pid == stream.entry->pid) {
-            stream.pes.Add(packet, [&](const PesFrame& frame) { m_frames.Put(i, frame); });
+            const auto put = [&](const PesFrame& frame) { m_frames.Put(i, frame); };
+            if (jumps && stream.pes.Jump(packet, put)) {
+                ++m_dropped;
+            }
+            stream.pes.Add(packet, put);
             return;
         }
     }
 }
 
+void Demuxer::AddTo(SectionReader& reader, const Packet& packet, bool jumps) {
+    if (jumps && reader.Jump()) {
+        ++m_dropped;
+    }
+    reader.Add(packet, [&](std::span<unsigned char> section) { TakeSection(packet.pid, section); });
+}
+
 void Demuxer::TakeSection(unsigned pid, std::span<unsigned char> section) {
     ++m_sections;
+    if (!HasCrc(section)) {
+        throw Malformed("section " + std::to_string(m_sections) + ", of " + Name(pid) + ", has no CRC");
+    }
     if (!IsCrcRight(section)) {
         throw Malformed("the CRC of section " + std::to_string(m_sections) + ", of " + Name(pid) +
                         ", is wrong");
@@ -92,9 +91,11 @@ void Demuxer::TakeStreams(std::span<unsigned char> section) {
 }
 
 void Demuxer::Finish() {
+    m_association.End(kAssociationPid);
     if (!m_program) {
         throw Malformed("it has no program");
     }
+    m_map.End(m_program->pid);
     if (!m_streams[kVideo].entry || !m_streams[kAudio].entry) {
         throw Malformed("its program has no MPEG video or no MPEG audio");
     }

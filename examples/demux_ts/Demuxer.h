@@ -2,13 +2,13 @@
 // their frames on. Tables that change later are checked, but not followed.
 #pragma once
 
+#include "Continuity.h"
 #include "FrameQueue.h"
 #include "Packet.h"
 #include "Pes.h"
 #include "Sections.h"
 
 #include <array>
-#include <map>
 #include <optional>
 
 class Demuxer {
@@ -33,19 +33,24 @@ public:
     unsigned Sections() const { return m_sections; }
     unsigned Packets() const { return m_packets; }
     unsigned OtherStreams() const { return m_otherStreams; }
+    // Sections and PES packets that a jump of the counters has broken off.
+    unsigned Dropped() const { return m_dropped; }
 
 private:
-    bool IsNext(const Packet& packet);
+    void AddTo(SectionReader& reader, const Packet& packet, bool jumps);
     void TakeSection(unsigned pid, std::span<unsigned char> section);
     void TakeStreams(std::span<unsigned char> section);
 
     FrameQueue& m_frames;
-    std::map<unsigned, unsigned> m_counters; // by PID, the last one
+    Continuity m_continuity;
     SectionReader m_association;
     SectionReader m_map;
     std::optional<ProgramEntry> m_program;
-    std::array<Stream, FrameQueue::kStreams> m_streams;
+    std::array<Stream, FrameQueue::kStreams> m_streams{
+        Stream{{}, PesReader({.firstId = 0xE0, .lastId = 0xEF, .mayBeUnsized = true})},
+        Stream{{}, PesReader({.firstId = 0xC0, .lastId = 0xDF, .mayBeUnsized = false})}};
     unsigned m_sections = 0;
     unsigned m_packets = 0;
     unsigned m_otherStreams = 0;
+    unsigned m_dropped = 0;
 };

@@ -1,5 +1,7 @@
 #include "FrameQueue.h"
 
+#include "Crc.h"
+
 #include <cstring>
 #include <stdexcept>
 
@@ -38,10 +40,12 @@ void FrameQueue::Put(int stream, const PesFrame& frame) {
     if (frame.payload.empty()) {
         return; // the queue takes no frame without bytes
     }
-    Frame expected{stream, static_cast<int>(frame.payload.size()), StampOf(frame)};
+    const Frame expected{stream, static_cast<int>(frame.payload.size()), StampOf(frame),
+                         CrcOf(frame.payload)};
     m_expected.push_back(expected);
-    if (m_frames.PutDate(stream, frame.payload.data(), expected.size, expected.stamp.data(),
-                         static_cast<int>(expected.stamp.size())) != 1) {
+    Stamp stamp = expected.stamp;
+    if (m_frames.PutDate(stream, frame.payload.data(), expected.size, stamp.data(),
+                         static_cast<int>(stamp.size())) != 1) {
         throw std::runtime_error("there is no memory for a frame");
     }
     WriteReady();
@@ -60,14 +64,15 @@ void FrameQueue::WriteReady() {
         if (whole) {
             std::memcpy(got.stamp.data(), extra, got.stamp.size());
         }
+        got.crc = CrcOf({data, static_cast<std::size_t>(got.size)});
         if (!whole || m_expected.empty() || got != m_expected.front() || m_ended[stream]) {
-            throw std::runtime_error("a frame came out of order");
+            throw std::runtime_error("a frame did not come out as it went in");
         }
         m_expected.pop_front();
         m_ended[stream] = state == PLUG_STREAMSTATE_END;
         m_files[stream].Write({data, static_cast<std::size_t>(got.size)});
         Told& told = m_told[stream];
-        ++told.frames;
+        ++told.packets;
         told.bytes += static_cast<unsigned>(got.size);
         if (const std::optional<unsigned long long> pts = PtsOf(got.stamp)) {
             told.firstPts = told.firstPts.value_or(*pts);
@@ -80,11 +85,9 @@ void FrameQueue::Finish() {
     m_frames.SetEndOfInput();
     WriteReady();
     for (std::size_t i = 0; i < m_files.size(); ++i) {
-        if (!m_expected.empty() || m_ended[i] != (m_told[i].frames > 0)) {
+        if (!m_expected.empty() || m_ended[i] != (m_told[i].packets > 0)) {
             throw std::runtime_error("frames did not come out to the last");
         }
     }
-    for (OutFile& file : m_files) {
-        file.Keep();
-    }
+    OutFile::Keep(m_files);
 }

@@ -15,13 +15,13 @@ public:
     static constexpr int kStreams = 2;
 
     struct Told {
-        unsigned frames = 0;
+        unsigned packets = 0; // PES packets with a payload
         unsigned long long bytes = 0;
         std::optional<unsigned long long> firstPts;
         std::optional<unsigned long long> lastPts;
     };
 
-    // Both files are made, and stay only when Finish came to its end. Throws std::runtime_error.
+    // Both files get their names only when Finish came to its end. Throws std::runtime_error.
     FrameQueue(const std::string& video, const std::string& audio);
     ~FrameQueue();
     FrameQueue(const FrameQueue&) = delete;
@@ -30,7 +30,7 @@ public:
     // Queues a frame, and writes those that are ready. Throws std::runtime_error when a frame does not come
     // out as it went in, or cannot be written.
     void Put(int stream, const PesFrame& frame);
-    // The input has ended: writes the rest.
+    // The input has ended: writes the rest, and keeps both files or none.
     void Finish();
 
     const Told& Of(int stream) const { return m_told[static_cast<std::size_t>(stream)]; }
@@ -42,6 +42,7 @@ private:
         int stream = 0;
         int size = 0;
         Stamp stamp{};
+        unsigned crc = 0; // of the payload
 
         bool operator==(const Frame&) const = default;
     };

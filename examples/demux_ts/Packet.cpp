@@ -2,11 +2,18 @@
 
 #include "Fields.h"
 
+namespace {
+
+constexpr unsigned kClockBytes = 6;
+
+} // namespace
+
 Packet ParsePacket(unsigned char* bytes) {
     Fields fields(bytes, kPacket, "a packet");
     fields.Get(8); // the sync byte
     const bool broken = fields.Get(1) != 0;
     Packet packet;
+    packet.bytes = std::span(bytes, kPacket);
     packet.starts = fields.Get(1) != 0;
     fields.Get(1); // priority
     packet.pid = fields.Get(13);
@@ -32,7 +39,13 @@ Packet ParsePacket(unsigned char* bytes) {
         }
         if (length > 0) {
             packet.mayJump = fields.Get(1) != 0;
-            fields.Get(7);
+            fields.Get(2);
+            packet.hasClock = fields.Get(1) != 0;
+            fields.Get(4);
+            if (packet.hasClock && length < 1 + kClockBytes) {
+                throw Malformed("the adaptation field of a packet of PID " + std::to_string(packet.pid) +
+                                " is too short for its clock");
+            }
             fields.SkipBytes(length - 1);
         }
     }

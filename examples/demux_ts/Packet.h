@@ -9,8 +9,10 @@ struct Packet {
     unsigned pid = 0;
     bool starts = false; // a section or a PES packet begins in it
     bool hasPayload = false;
-    bool mayJump = false; // the continuity counter begins anew
+    bool mayJump = false;  // the continuity counter may begin anew
+    bool hasClock = false; // bytes 6 to 11 are a PCR
     unsigned counter = 0;
+    std::span<const unsigned char> bytes; // all of it
     std::span<unsigned char> payload;
 };
 

@@ -33,15 +33,13 @@ PacketFeed::PacketFeed(const std::string& name)
                                         VXC_FILE_FLAG_SEQUENTIAL_SCAN, nullptr, 0) != VXC_STATUS_OK) {
         throw std::runtime_error(name + " cannot be opened");
     }
-    m_ring.Init(0); // the least there is, 1 MiB
     m_producer = std::thread([this] { Produce(); });
 }
 
 PacketFeed::~PacketFeed() {
     // The producer may sleep before a full ring. It is refused now and ends, and nobody reads any more.
-    m_ring.SetEndOfInput();
+    m_ring.bytes.SetEndOfInput();
     m_producer.join();
-    m_ring.Close();
 }
 
 // Pieces of odd sizes, so that packets lie across them.
@@ -56,17 +54,17 @@ void PacketFeed::Produce() noexcept {
             m_unreadable = true;
             break;
         }
-        if (m_ring.PutData(m_block.data(), got, PLUG_STREAMSTATE_DATA) != 0) {
+        if (m_ring.bytes.PutData(m_block.data(), got, PLUG_STREAMSTATE_DATA) != 0) {
             return;
         }
         left -= std::min<std::uint64_t>(left, static_cast<unsigned>(got));
     }
-    m_ring.SetEndOfInput();
+    m_ring.bytes.SetEndOfInput();
 }
 
 // At least `bytes`, or what there is at the end of the file.
 int PacketFeed::Show(unsigned char*& data, int bytes) {
-    const int shown = m_ring.ShowData(data, bytes, nullptr);
+    const int shown = m_ring.bytes.ShowData(data, bytes, nullptr);
     if (shown < 0) {
         throw std::runtime_error("there is no memory for the ring");
     }
@@ -79,7 +77,7 @@ int PacketFeed::Show(unsigned char*& data, int bytes) {
 // Bytes that were shown.
 unsigned char* PacketFeed::Take(int bytes) {
     unsigned char* data = nullptr;
-    if (m_ring.GetData(data, bytes, nullptr) != bytes) {
+    if (m_ring.bytes.GetData(data, bytes, nullptr) != bytes) {
         throw std::runtime_error("the ring does not give what it has shown");
     }
     m_taken += static_cast<unsigned>(bytes);

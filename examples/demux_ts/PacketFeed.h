@@ -38,6 +38,15 @@ private:
         }
     };
 
+    struct Ring {
+        Ring() { bytes.Init(0); } // the least there is, 1 MiB
+        ~Ring() { bytes.Close(); }
+        Ring(const Ring&) = delete;
+        Ring& operator=(const Ring&) = delete;
+
+        CSoftStreamBuffer bytes;
+    };
+
     void Produce() noexcept;
     int Show(unsigned char*& data, int bytes);
     unsigned char* Take(int bytes);
@@ -46,7 +55,7 @@ private:
     std::unique_ptr<CSoftDataSource, CloseAndDelete> m_source;
     std::vector<unsigned char> m_block; // the producer's
     std::atomic<bool> m_unreadable{false};
-    CSoftStreamBuffer m_ring;
+    Ring m_ring;
     bool m_found = false;
     unsigned long long m_skipped = 0;
     unsigned long long m_taken = 0;

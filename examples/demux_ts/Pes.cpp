@@ -21,14 +21,19 @@ unsigned long long TimeStamp(Fields& fields) {
     return stamp;
 }
 
-PesFrame ParsePes(std::span<unsigned char> bytes, const std::string& what) {
+PesFrame ParsePes(std::span<unsigned char> bytes, const PesReader::Kind& kind, const std::string& what) {
     Fields fields(bytes.data(), bytes.size(), what);
     if (fields.Get(24) != 1) {
         throw Malformed(what + " does not begin as one");
     }
-    fields.Get(8); // its kind
+    const unsigned id = fields.Get(8);
+    if (id < kind.firstId || id > kind.lastId) {
+        throw Malformed(what + " has the stream_id " + std::to_string(id) + ", which is of another kind");
+    }
     const unsigned length = fields.Get(16);
-    // 0, in video only: up to where the next one begins.
+    if (length == 0 && !kind.mayBeUnsized) {
+        throw Malformed(what + " claims no length");
+    }
     if (length != 0 && bytes.size() != kPesHead + length) {
         throw Malformed(what + " has " + std::to_string(bytes.size() - kPesHead) + " bytes and claims " +
                         std::to_string(length));
@@ -71,9 +76,28 @@ void PesReader::Add(const Packet& packet, const Receiver& receive) {
     m_bytes.insert(m_bytes.end(), packet.payload.begin(), packet.payload.end());
 }
 
+// One without a length is whole where another one begins.
+bool PesReader::CanBeWhole(bool nextStarts) const {
+    if (m_bytes.size() < kPesHead) {
+        return false;
+    }
+    const std::size_t length = static_cast<std::size_t>(m_bytes[4]) << 8 | m_bytes[5];
+    return length == 0 ? nextStarts : m_bytes.size() == kPesHead + length;
+}
+
+bool PesReader::Jump(const Packet& packet, const Receiver& receive) {
+    if (m_begun && CanBeWhole(packet.starts)) {
+        End(packet.pid, receive);
+    }
+    const bool dropped = m_begun;
+    m_bytes.clear();
+    m_begun = false;
+    return dropped;
+}
+
 void PesReader::End(unsigned pid, const Receiver& receive) {
     if (m_begun) {
-        receive(ParsePes(m_bytes, "a PES packet of PID " + std::to_string(pid)));
+        receive(ParsePes(m_bytes, m_kind, "a PES packet of PID " + std::to_string(pid)));
         m_bytes.clear();
     }
     m_begun = false;

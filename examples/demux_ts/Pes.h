@@ -16,15 +16,30 @@ struct PesFrame {
 // The PES packets of one PID.
 class PesReader {
 public:
+    // The stream_id of all of them is in this range.
+    struct Kind {
+        unsigned firstId;
+        unsigned lastId;
+        bool mayBeUnsized; // a length of 0: up to where the next one begins
+    };
+
+    explicit PesReader(const Kind& kind) : m_kind(kind) {}
+
     // Gets whole payloads, good during the call.
     using Receiver = std::function<void(const PesFrame&)>;
 
     // Takes the payload of the next packet. Throws Malformed.
     void Add(const Packet& packet, const Receiver& receive);
-    // The last one is complete.
+    // The packets before this one are missing. What was begun is taken where it can be whole, otherwise it is
+    // dropped: true.
+    bool Jump(const Packet& packet, const Receiver& receive);
+    // The last one is complete. Throws Malformed.
     void End(unsigned pid, const Receiver& receive);
 
 private:
+    bool CanBeWhole(bool nextStarts) const;
+
+    Kind m_kind;
     std::vector<unsigned char> m_bytes;
     bool m_begun = false;
 };

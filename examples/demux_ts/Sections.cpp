@@ -1,5 +1,6 @@
 #include "Sections.h"
 
+#include "Crc.h"
 #include "Fields.h"
 
 namespace {
@@ -44,9 +45,7 @@ void SectionReader::Add(const Packet& packet, const Receiver& receive) {
                            payload.begin() + static_cast<std::ptrdiff_t>(before));
             GiveOut(packet.pid, receive);
         }
-        if (m_begun && !m_bytes.empty()) {
-            throw Malformed("a section of PID " + std::to_string(packet.pid) + " is not complete");
-        }
+        End(packet.pid);
         m_begun = true;
         m_bytes.clear();
         payload = payload.subspan(before);
@@ -80,14 +79,26 @@ void SectionReader::GiveOut(unsigned pid, const Receiver& receive) {
     }
 }
 
-bool IsCrcRight(std::span<unsigned char> section) {
-    CBitsStream bits;
-    bits.InitBuffer(section.data(), static_cast<unsigned>(section.size()));
-    bits.StartCRC();
-    for (std::size_t i = 0; i < section.size(); ++i) {
-        bits.GetBYTE(nullptr); // skipped, but fed
+bool SectionReader::Jump() {
+    const bool hadBegun = !m_bytes.empty();
+    m_bytes.clear();
+    m_begun = false;
+    return hadBegun;
+}
+
+void SectionReader::End(unsigned pid) const {
+    if (!m_bytes.empty()) {
+        throw Malformed("a section of PID " + std::to_string(pid) + " is not complete");
     }
-    return bits.GetCRCResult() == 0;
+}
+
+// The section_syntax_indicator: without it a section is of the short kind.
+bool HasCrc(std::span<const unsigned char> section) {
+    return (section[1] & 0x80u) != 0;
+}
+
+bool IsCrcRight(std::span<unsigned char> section) {
+    return CrcOf(section) == 0;
 }
 
 std::vector<ProgramEntry> ParsePrograms(std::span<unsigned char> section) {

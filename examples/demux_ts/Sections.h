@@ -16,6 +16,10 @@ public:
 
     // Takes the payload of the next packet. Throws Malformed.
     void Add(const Packet& packet, const Receiver& receive);
+    // The packets before the next one are missing. True where a section had begun, which is dropped.
+    bool Jump();
+    // There are no more packets. Throws Malformed where the last section is not complete.
+    void End(unsigned pid) const;
 
 private:
     void GiveOut(unsigned pid, const Receiver& receive);
@@ -24,6 +28,8 @@ private:
     bool m_begun = false;
 };
 
+// Whether it has a CRC at all.
+bool HasCrc(std::span<const unsigned char> section);
 // The CRC over the whole section, its own CRC field with it, comes to 0.
 bool IsCrcRight(std::span<unsigned char> section);
 

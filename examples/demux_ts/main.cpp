@@ -5,11 +5,14 @@
 //   CSoftEsBuffer      holds the frames, each with its PTS, until they are written
 //
 // The first MPEG video of the first program is written to VIDEO and its first MPEG audio to AUDIO. The exit
-// code is 0 only when the CRC of every section was right, no packet was missing and each frame came out as it
-// went in; otherwise it is 1, with the reason, and neither file is left.
+// code is 0 only when the CRC of every section was right, the continuity counters have no gap and the payload
+// of each PES packet came out of the queue as it went in; otherwise it is 1, with the reason. Both are
+// written as VIDEO.part and AUDIO.part, and get their names only when all is well: until then files of these
+// names stay as they are. What a jump that the stream announces has broken off is dropped, and told.
 #include "Demuxer.h"
 #include "FrameQueue.h"
 #include "Malformed.h"
+#include "OutFile.h"
 #include "PacketFeed.h"
 
 #include <cstdio>
@@ -19,8 +22,8 @@
 namespace {
 
 void TellStream(const char* title, const StreamEntry& entry, const FrameQueue::Told& told) {
-    std::printf("  %-12s PID %u, type %u: %u frames, %llu bytes", title, entry.pid, entry.type, told.frames,
-                told.bytes);
+    std::printf("  %-12s PID %u, type %u: %u PES packets, %llu bytes", title, entry.pid, entry.type,
+                told.packets, told.bytes);
     if (told.firstPts && told.lastPts) {
         std::printf(", PTS %llu to %llu", *told.firstPts, *told.lastPts);
     }
@@ -28,9 +31,10 @@ void TellStream(const char* title, const StreamEntry& entry, const FrameQueue::T
 }
 
 void Run(const std::string& stream, const std::string& video, const std::string& audio) {
+    PacketFeed feed(stream);
+    CheckNames(stream, video, audio);
     FrameQueue frames(video, audio);
     Demuxer demuxer(frames);
-    PacketFeed feed(stream);
     while (unsigned char* const bytes = feed.Next()) {
         try {
             demuxer.Add(ParsePacket(bytes));
@@ -50,6 +54,9 @@ void Run(const std::string& stream, const std::string& video, const std::string&
     TellStream("audio", demuxer.Entry(Demuxer::kAudio), frames.Of(Demuxer::kAudio));
     if (demuxer.OtherStreams() > 0) {
         std::printf("  %-12s %u more streams\n", "not taken", demuxer.OtherStreams());
+    }
+    if (demuxer.Dropped() > 0) {
+        std::printf("  %-12s %u that a jump has broken off\n", "dropped", demuxer.Dropped());
     }
 }
 
