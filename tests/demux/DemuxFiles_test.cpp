@@ -100,18 +100,6 @@ TEST_F(DemuxFilesTest, WhatIsNoFileOrProtectedIsNotReplaced) {
     EXPECT_EQ(m_Folder.Read("kept"), "kept");
 }
 
-#ifndef __SANITIZE_THREAD__ // which wants its own layout of the address space
-TEST_F(DemuxFilesTest, WithoutAThreadToReadItEndsInOrder) {
-    // Stacks that no address space holds. What is left in memory then, AddressSanitizer sees.
-    const Outcome outcome = RunProgram(
-        {"sh", "-c", "ulimit -s 200000000000 && exec \"$0\" in.ts v a", VXC_TEST_PROGRAM_DIR "/demux_ts"},
-        {.folder = m_Folder.Path().string()});
-    EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_EQ(outcome.error, "demux_ts: Resource temporarily unavailable\n");
-    EXPECT_EQ(Files(), std::set<std::string>({"in.ts"}));
-}
-#endif
-
 TEST_F(DemuxFilesTest, APartOfAnotherRunIsNotTouched) {
     m_Folder.Write("a.part", "of another run");
     ExpectLeftAlone({"in.ts", "v", "a"}, "a.part is there already");
