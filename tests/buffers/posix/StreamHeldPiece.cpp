@@ -98,6 +98,9 @@ void StreamHeldPiece::Stand() const {
 void StreamHeldPiece::OnFault(int /*number*/, siginfo_t* info, void* /*context*/) {
     const int error = errno;
     const StreamHeldPiece* const piece = g_current.load();
+    if (piece == nullptr) {
+        return; // it has just ended: the bytes can be read, and the signal is another's again
+    }
     const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
     const auto end = reinterpret_cast<std::uintptr_t>(piece->m_memory) + piece->m_size;
     if (address >= end - piece->m_page && address < end) {

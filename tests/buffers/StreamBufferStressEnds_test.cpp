@@ -1,5 +1,5 @@
 // Both sides of a byte ring at random, and a third thread that ends the input at any time, in the middle of
-// puts as well. Longer, and with seeds of one's own, as StreamBufferStress_test.cpp.
+// puts as well. For longer and with other seeds as StreamBufferStress_test.cpp tells.
 #include "buffers/StreamDice.h"
 #include "buffers/StreamSides.h"
 #include "buffers/StreamTesting.h"
@@ -163,7 +163,7 @@ private:
 
 } // namespace
 
-TEST(StreamBufferRandomEndTest, AllThatWasPutComesBeforeTheEndOrTheLockIsKept) {
+TEST(StreamBufferStressEndsTest, AllThatWasPutComesBeforeTheEndOrTheLockIsKept) {
     const std::chrono::seconds length(NumberFrom("VXC_STREAM_STRESS_SECONDS", 3));
     uint64 seed = NumberFrom("VXC_STREAM_STRESS_SEED", 1);
     // Left where a side never comes back.
