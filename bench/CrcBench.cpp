@@ -1,5 +1,6 @@
 // The CRC-32 of MPEG-2 over 1 MiB: the engine alone, and through a bit stream that writes or reads the bytes,
 // beside libavutil's table and Boost's.
+#include "MixedBytes.h"
 #include "buffers/BitsStream.h"
 #include "buffers/Crc32Mpeg.h"
 #include "frame/Types.h"
@@ -19,15 +20,7 @@ namespace {
 constexpr std::size_t kSize = 1 << 20;
 
 const std::vector<uint8>& TheBytes() {
-    static const std::vector<uint8> bytes = [] {
-        std::vector<uint8> made(kSize);
-        uint32 value = 1;
-        for (uint8& byte : made) {
-            value = value * 1664525u + 1013904223u;
-            byte = static_cast<uint8>(value >> 24);
-        }
-        return made;
-    }();
+    static const std::vector<uint8> bytes = bench::MixedBytes(kSize);
     return bytes;
 }
 

@@ -1,4 +1,5 @@
 // Md5Bench.cpp - the digest beside OpenSSL's, over the same bytes in the same run.
+#include "MixedBytes.h"
 #include "frame/MD5.h"
 
 #include <benchmark/benchmark.h>
@@ -9,18 +10,8 @@
 
 namespace {
 
-std::vector<unsigned char> Bytes(std::size_t size) {
-    std::vector<unsigned char> bytes(size);
-    uint32 value = 1;
-    for (unsigned char& byte : bytes) {
-        value = value * 1664525u + 1013904223u;
-        byte = static_cast<unsigned char>(value >> 24);
-    }
-    return bytes;
-}
-
 void Md5Own(benchmark::State& state) {
-    const std::vector<unsigned char> bytes = Bytes(static_cast<std::size_t>(state.range(0)));
+    const std::vector<unsigned char> bytes = bench::MixedBytes(static_cast<std::size_t>(state.range(0)));
     MD5_CTX md5;
     for (auto _ : state) {
         md5.Update(bytes.data(), static_cast<unsigned int>(bytes.size()));
@@ -32,7 +23,7 @@ void Md5Own(benchmark::State& state) {
 }
 
 void Md5OpenSsl(benchmark::State& state) {
-    const std::vector<unsigned char> bytes = Bytes(static_cast<std::size_t>(state.range(0)));
+    const std::vector<unsigned char> bytes = bench::MixedBytes(static_cast<std::size_t>(state.range(0)));
     EVP_MD_CTX* md5 = EVP_MD_CTX_new();
     if (md5 == nullptr || EVP_DigestInit_ex(md5, EVP_md5(), nullptr) != 1) {
         state.SkipWithError("OpenSSL has no MD5 here");

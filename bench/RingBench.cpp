@@ -1,6 +1,7 @@
 // Bytes handed from one thread to another, which receives them and does no more: through the byte ring in
 // blocking mode, through a pipe of the system's size and one of the ring's, and through a lock-free queue of
 // the ring's size, whose two sides spin. One iteration hands over one load with a thread for each side.
+#include "MixedBytes.h"
 #include "buffers/StreamBuffer.h"
 #include "frame/Types.h"
 #include "posix/Pipe.h"
@@ -105,15 +106,7 @@ private:
 
 // The producer's memory. Pieces are taken from it in turn, so its whole pieces come round and round.
 const std::vector<uint8>& TheBytes() {
-    static const std::vector<uint8> bytes = [] {
-        std::vector<uint8> made(kBlock);
-        uint32 value = 1;
-        for (uint8& byte : made) {
-            value = value * 1664525u + 1013904223u;
-            byte = static_cast<uint8>(value >> 24);
-        }
-        return made;
-    }();
+    static const std::vector<uint8> bytes = bench::MixedBytes(kBlock);
     return bytes;
 }
 
@@ -186,6 +179,7 @@ BENCHMARK(Pass<PipeRing<0>, kBlock, kPacket>)->Name("Ring64KiBIn188BytesOut/pipe
 BENCHMARK(Pass<PipeRing<kRing>, kBlock, kPacket>)->Name("Ring64KiBIn188BytesOut/pipe_of_1MiB")->Apply(InTime);
 BENCHMARK(Pass<LockFreeRing, kBlock, kPacket>)->Name("Ring64KiBIn188BytesOut/lock_free")->Apply(InTime);
 
+// The peers have no way to look first: they only take.
 BENCHMARK(Pass<LibraryRingWithLook, kBlock, kPacket>)
     ->Name("Ring64KiBIn188BytesShownAndOut/library")
     ->Apply(InTime);

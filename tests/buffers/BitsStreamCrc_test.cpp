@@ -1,6 +1,7 @@
 #include "buffers/BitsStreamFixture.h"
 
 #include "buffers/BitsModel.h"
+#include "buffers/LongDivision.h"
 #include "stress/program/Random.h"
 
 #include <string>
@@ -8,19 +9,14 @@
 
 using vxcio::test::BitsModel;
 using vxcio::test::BitsStreamFixture;
+using vxcio::test::LongDivision;
 
 namespace {
 
 constexpr uint32 kNoBits = 0xFFFFFFFFu; // the CRC of nothing
 
-// The CRC of bits given as text, by long division.
 uint32 CrcOf(std::string_view text) {
-    uint32 value = kNoBits;
-    for (const char bit : text) {
-        const bool isOut = (value >> 31 != 0) != (bit == '1');
-        value = value << 1 ^ (isOut ? 0x04C11DB7u : 0);
-    }
-    return value;
+    return LongDivision::Of(text);
 }
 
 class BitsStreamCrcTest : public BitsStreamFixture {

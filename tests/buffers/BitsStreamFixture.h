@@ -52,6 +52,15 @@ protected:
         return bits.GetBit(&bit) == 1 ? bit : -1;
     }
 
+    void ExpectAt(uint32 index, int64 position) {
+        EXPECT_EQ(bits.GetCurBytesPos(), index);
+        EXPECT_EQ(bits.GetCurBitsPos(), position);
+    }
+    void ReadAll() {
+        while (bits.GetBit(nullptr) == 1) {
+        }
+    }
+
     CBitsStream bits;
 
 private:

@@ -6,17 +6,7 @@ using vxcio::test::BitsStreamFixture;
 
 namespace {
 
-class BitsStreamMovesTest : public BitsStreamFixture {
-protected:
-    void ExpectAt(uint32 index, int64 position) {
-        EXPECT_EQ(bits.GetCurBytesPos(), index);
-        EXPECT_EQ(bits.GetCurBitsPos(), position);
-    }
-    void ReadAll() {
-        while (bits.GetBit(nullptr) == 1) {
-        }
-    }
-};
+class BitsStreamMovesTest : public BitsStreamFixture {};
 
 } // namespace
 

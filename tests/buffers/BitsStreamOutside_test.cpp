@@ -7,17 +7,7 @@ using vxcio::test::BitsStreamFixture;
 
 namespace {
 
-class BitsStreamOutsideTest : public BitsStreamFixture {
-protected:
-    void ExpectAt(uint32 index, int64 position) {
-        EXPECT_EQ(bits.GetCurBytesPos(), index);
-        EXPECT_EQ(bits.GetCurBitsPos(), position);
-    }
-    void ReadAll() {
-        while (bits.GetBit(nullptr) == 1) {
-        }
-    }
-};
+class BitsStreamOutsideTest : public BitsStreamFixture {};
 
 } // namespace
 

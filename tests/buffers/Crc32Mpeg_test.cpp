@@ -1,4 +1,5 @@
 #include "buffers/Crc32Mpeg.h"
+#include "buffers/LongDivision.h"
 
 #include "stress/program/Random.h"
 
@@ -6,25 +7,7 @@
 
 using vxcio::Crc32Mpeg;
 using vxcio::stress::Random;
-
-namespace {
-
-// One bit at a time.
-class LongDivision {
-public:
-    void Feed(uint32 value, uint32 bits) {
-        for (uint32 place = bits; place-- > 0;) {
-            const uint32 out = m_value >> 31 ^ (value >> place & 1);
-            m_value = m_value << 1 ^ (out != 0 ? 0x04C11DB7u : 0);
-        }
-    }
-    uint32 Value() const { return m_value; }
-
-private:
-    uint32 m_value = 0xFFFFFFFFu;
-};
-
-} // namespace
+using vxcio::test::LongDivision;
 
 TEST(Crc32MpegTest, NothingIsAllOnes) {
     Crc32Mpeg crc;

@@ -128,11 +128,11 @@ TEST_F(EsBufferNodesTest, ASmallerSecondRunIsReportedAsTheLargestOfItsNode) {
     Put(buffer, 0, "b");
     EXPECT_EQ(Get(buffer).extraSize, 100);
     EXPECT_EQ(Put(buffer, 0, "c", std::string(40, 's')), 1); // into the node of a
-    const Got b = Get(buffer);
+    const EsGot b = Get(buffer);
     EXPECT_EQ(b.extraSize, 0);
     EXPECT_EQ(b.extra, nullptr);
     buffer.SetEndOfInput();
-    const Got c = Get(buffer);
+    const EsGot c = Get(buffer);
     EXPECT_EQ(c.extraSize, 100);
     EXPECT_EQ(c.Extra(), std::string(40, 's') + std::string(60, 'L'));
 }
@@ -144,7 +144,7 @@ TEST_F(EsBufferNodesTest, ALargerSecondRunReplacesTheBuffer) {
     EXPECT_EQ(TakenByPut(buffer, "c", "123"), 1);
     buffer.SetEndOfInput();
     Get(buffer);
-    const Got c = Get(buffer);
+    const EsGot c = Get(buffer);
     EXPECT_EQ(c.Extra(), "123");
 }
 
@@ -155,14 +155,14 @@ TEST_F(EsBufferNodesTest, AFrameWithoutSecondRunReportsTheOneOfItsNode) {
     Put(buffer, 0, "c");
     Get(buffer);
     buffer.SetEndOfInput();
-    const Got c = Get(buffer);
+    const EsGot c = Get(buffer);
     EXPECT_EQ(c.Extra(), "old");
     EXPECT_EQ(c.extra, extra);
 }
 
 TEST_F(EsBufferNodesTest, AFrameThatIsHeldBackShowsItsSecondRun) {
     Put(buffer, 0, "a", "extra");
-    const Got got = Get(buffer);
+    const EsGot got = Get(buffer);
     ExpectNone(got, 0, kData);
     EXPECT_EQ(got.Extra(), "extra");
 }
@@ -171,9 +171,9 @@ TEST_F(EsBufferNodesTest, WhatWasGivenStaysUntilItsNodeComesRound) {
     for (const char* frame : {"aa", "bb", "cc", "dd"}) {
         Put(buffer, 0, frame, frame);
     }
-    const Got a = Get(buffer);
-    const Got b = Get(buffer);
-    const Got c = Get(buffer);
+    const EsGot a = Get(buffer);
+    const EsGot b = Get(buffer);
+    const EsGot c = Get(buffer);
     Put(buffer, 0, "x", "x"); // into the node of a
     EXPECT_EQ(a.data[0], 'x');
     EXPECT_EQ(a.Data(), "xa"); // the same buffer
@@ -185,7 +185,7 @@ TEST_F(EsBufferNodesTest, WhatWasGivenStaysUntilItsNodeComesRound) {
     EXPECT_EQ(c.Extra(), "cc");
     Put(buffer, 0, "z", "z");
     Put(buffer, 0, "v", "v"); // a new node; the head is d
-    const Got d = Get(buffer);
+    const EsGot d = Get(buffer);
     EXPECT_EQ(d.Data(), "dd");
     EXPECT_EQ(c.Data(), "zc");
 }
@@ -193,7 +193,7 @@ TEST_F(EsBufferNodesTest, WhatWasGivenStaysUntilItsNodeComesRound) {
 TEST_F(EsBufferNodesTest, InitLeavesWhatWasGiven) {
     Put(buffer, 0, "a");
     Put(buffer, 0, "b");
-    const Got a = Get(buffer);
+    const EsGot a = Get(buffer);
     buffer.Init(100000);
     buffer.SetEndOfInput();
     EXPECT_EQ(a.Data(), "a");
@@ -202,17 +202,17 @@ TEST_F(EsBufferNodesTest, InitLeavesWhatWasGiven) {
 TEST_F(EsBufferNodesTest, WhatWasGivenMayBePutAgain) {
     Put(buffer, 0, "frame", "extra");
     Put(buffer, 0, "b", "b");
-    const Got a = Get(buffer);
+    const EsGot a = Get(buffer);
     ASSERT_EQ(buffer.PutDate(0, a.data, 5, a.extra, 5), 1); // onto itself
     Get(buffer);
     Put(buffer, 0, "c", "c");
-    const Got again = Get(buffer);
+    const EsGot again = Get(buffer);
     EXPECT_EQ(again.Data(), "frame");
     EXPECT_EQ(again.Extra(), "extra");
     ASSERT_EQ(buffer.PutDate(0, again.data + 1, 4, again.extra + 2, 3), 1); // it overlaps
     Get(buffer);
     buffer.SetEndOfInput();
-    const Got part = Get(buffer);
+    const EsGot part = Get(buffer);
     EXPECT_EQ(part.Data(), "rame");
     EXPECT_EQ(part.Extra(), "trara");
 }
@@ -221,13 +221,13 @@ TEST_F(EsBufferNodesTest, BytesOfTheBufferThatIsReplacedMayBePut) {
     buffer.Init(0);
     Put(buffer, 0, "12345");
     Put(buffer, 0, "b");
-    const Got given = Get(buffer);
+    const EsGot given = Get(buffer);
     std::string larger(4000, 'L');
     // The data buffer grows, and the second run comes from the one that it replaces.
     ASSERT_EQ(buffer.PutDate(0, reinterpret_cast<unsigned char*>(larger.data()), 4000, given.data, 5), 1);
     Get(buffer);
     buffer.SetEndOfInput();
-    const Got got = Get(buffer);
+    const EsGot got = Get(buffer);
     EXPECT_EQ(got.Data(), larger);
     EXPECT_EQ(got.Extra(), "12345");
 }

@@ -39,7 +39,7 @@ TEST_F(EsBufferLackTest, WithoutMemoryForANodeNothingChanges) {
     ExpectFrame(Get(buffer), 0, "a", kData);
     ExpectFrame(Get(buffer), 0, "b", kData);
     buffer.SetEndOfInput();
-    const Got got = Get(buffer);
+    const EsGot got = Get(buffer);
     ExpectFrame(got, 0, "new", kEnd);
     EXPECT_EQ(got.Extra(), "NEW");
 }
@@ -50,7 +50,7 @@ TEST_F(EsBufferLackTest, WithoutMemoryForTheFirstNodeTheQueueStaysEmpty) {
         const MemoryLack lack(nth);
         EXPECT_EQ(Put(buffer, 0, "a", "A"), 0);
         EXPECT_TRUE(lack.Came());
-        EXPECT_EQ(Get(buffer).stream, Got::kUntouched);
+        EXPECT_EQ(Get(buffer).stream, EsGot::kUntouched);
     }
     buffer.SetEndOfInput();
     EXPECT_EQ(buffer.GetFrameCount(0), 0u);
@@ -61,7 +61,7 @@ TEST_F(EsBufferLackTest, WithoutMemoryForTheFirstNodeTheQueueStaysEmpty) {
 TEST_F(EsBufferLackTest, WithoutMemoryForAUsedNodeWhatWasGivenStays) {
     Put(buffer, 0, "a", "A");
     Put(buffer, 0, "b", "B");
-    const Got a = Get(buffer);
+    const EsGot a = Get(buffer);
     std::string large(101, 'l');
     for (int nth = 1; nth <= 2; ++nth) { // its data, its second run
         SCOPED_TRACE(nth);
@@ -74,7 +74,7 @@ TEST_F(EsBufferLackTest, WithoutMemoryForAUsedNodeWhatWasGivenStays) {
     EXPECT_EQ(TakenByPut(buffer, std::string(100, 's'), "S"), 0); // the old buffers are there
     ExpectFrame(Get(buffer), 0, "b", kData);
     buffer.SetEndOfInput();
-    const Got got = Get(buffer);
+    const EsGot got = Get(buffer);
     ExpectFrame(got, 0, std::string(100, 's'), kEnd);
     EXPECT_EQ(got.data, a.data);
     EXPECT_EQ(got.Extra(), "S");
@@ -92,10 +92,10 @@ TEST(EsBufferWithoutMemoryTest, AnObjectThatFoundNoMemoryTakesNothingAndGivesNot
     EXPECT_EQ(Put(*buffer, 0, "a"), 0);
     buffer->SetEndOfInput();
     EXPECT_EQ(buffer->GetFrameCount(0), 0u);
-    const Got got = Get(*buffer);
+    const EsGot got = Get(*buffer);
     EXPECT_EQ(got.result, 0);
     EXPECT_EQ(got.size, 0);
-    EXPECT_EQ(got.stream, Got::kUntouched);
+    EXPECT_EQ(got.stream, EsGot::kUntouched);
     buffer->Close();
     const CSoftEsBuffer copy(*buffer);
     CSoftEsBuffer good;
@@ -121,7 +121,7 @@ TEST(EsBufferCopiesTest, CopiesShareOneQueueAndMayGoInEachOrder) {
         Put(*all[2], 0, "c");
         EXPECT_EQ(all[0]->GetFrameCount(0), 2u);
         CSoftEsBuffer& last = *all[order[2]];
-        const Got a = Get(last);
+        const EsGot a = Get(last);
         all[order[0]].reset();
         EXPECT_EQ(a.Data(), "a");
         all[order[1]].reset();
@@ -149,5 +149,5 @@ TEST(EsBufferCopiesTest, CloseByOneClosesForAll) {
     CSoftEsBuffer copy(buffer);
     Put(buffer, 0, "a");
     copy.Close();
-    EXPECT_EQ(Get(buffer).stream, Got::kUntouched);
+    EXPECT_EQ(Get(buffer).stream, EsGot::kUntouched);
 }

@@ -28,13 +28,13 @@ TEST_F(EsBufferTest, InitGivesOne) {
 }
 
 TEST_F(EsBufferTest, WithoutAnyFrameOnlyTheSizeIsWritten) {
-    const Got got = Get(buffer);
+    const EsGot got = Get(buffer);
     EXPECT_EQ(got.result, 0);
     EXPECT_EQ(got.size, 0);
-    EXPECT_EQ(got.stream, Got::kUntouched);
+    EXPECT_EQ(got.stream, EsGot::kUntouched);
     EXPECT_EQ(got.data, &g_untouchedData);
     EXPECT_EQ(got.extra, &g_untouchedExtra);
-    EXPECT_EQ(got.extraSize, Got::kUntouched);
+    EXPECT_EQ(got.extraSize, EsGot::kUntouched);
     EXPECT_EQ(got.state, PLUG_STREAMSTATE_OPEN);
     buffer.SetEndOfInput();
     EXPECT_EQ(Get(buffer).state, PLUG_STREAMSTATE_OPEN);
@@ -122,7 +122,7 @@ TEST_F(EsBufferTest, StreamsOutsideZeroToSevenAreRefused) {
         EXPECT_EQ(Put(buffer, stream, "x"), 0);
         EXPECT_EQ(buffer.GetFrameCount(stream), 0u);
     }
-    EXPECT_EQ(Get(buffer).stream, Got::kUntouched); // no node was made
+    EXPECT_EQ(Get(buffer).stream, EsGot::kUntouched); // no node was made
     Put(buffer, 0, "x");
     Put(buffer, 7, "x");
     buffer.SetEndOfInput();
@@ -138,7 +138,7 @@ TEST_F(EsBufferTest, AFrameWithoutDataIsRefusedAlsoWithExtraBytes) {
     EXPECT_EQ(buffer.PutDate(0, bytes.data(), INT_MIN, nullptr, 0), 0);
     EXPECT_EQ(buffer.PutDate(0, nullptr, 4, bytes.data(), 4), 0);
     EXPECT_EQ(buffer.PutDate(0, nullptr, 0, nullptr, 0), 0);
-    EXPECT_EQ(Get(buffer).stream, Got::kUntouched);
+    EXPECT_EQ(Get(buffer).stream, EsGot::kUntouched);
     buffer.SetEndOfInput();
     EXPECT_EQ(buffer.GetFrameCount(0), 0u);
 }
@@ -146,7 +146,7 @@ TEST_F(EsBufferTest, AFrameWithoutDataIsRefusedAlsoWithExtraBytes) {
 TEST_F(EsBufferTest, ARefusedFrameLeavesTheNextNodeAlone) {
     Put(buffer, 0, "a");
     Put(buffer, 0, "b");
-    const Got got = Get(buffer); // its node is free now, and next
+    const EsGot got = Get(buffer); // its node is free now, and next
     EXPECT_EQ(buffer.PutDate(0, got.data, 0, got.data, 1), 0);
     EXPECT_EQ(Put(buffer, 9, "x", "y"), 0);
     EXPECT_EQ(got.Data(), "a");
@@ -164,7 +164,7 @@ TEST_F(EsBufferTest, ExtraBytesThatAreNotThereCountAsNone) {
     EXPECT_EQ(buffer.PutDate(0, bytes.data(), 4, bytes.data(), 0), 1);
     buffer.SetEndOfInput();
     for (int i = 0; i < 4; ++i) {
-        const Got got = Get(buffer);
+        const EsGot got = Get(buffer);
         EXPECT_EQ(got.result, 1);
         EXPECT_EQ(got.extra, nullptr);
         EXPECT_EQ(got.extraSize, 0);
@@ -178,7 +178,7 @@ TEST_F(EsBufferTest, TheFrameIsACopy) {
     bytes.fill(0);
     extra.fill(0);
     buffer.SetEndOfInput();
-    const Got got = Get(buffer);
+    const EsGot got = Get(buffer);
     EXPECT_EQ(got.Data(), "ab");
     EXPECT_EQ(got.Extra(), "xy");
 }
@@ -261,7 +261,7 @@ TEST_F(EsBufferTest, AfterCloseItBeginsAnewAndTheCountsStay) {
     Put(buffer, 1, "c");
     buffer.Close();
     EXPECT_EQ(buffer.GetFrameCount(0), 1u);
-    EXPECT_EQ(Get(buffer).stream, Got::kUntouched);
+    EXPECT_EQ(Get(buffer).stream, EsGot::kUntouched);
     buffer.Close(); // may be repeated
     Put(buffer, 0, "d");
     EXPECT_EQ(buffer.GetFrameCount(0), 2u);

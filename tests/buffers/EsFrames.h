@@ -15,7 +15,7 @@ inline unsigned char g_untouchedData;
 inline unsigned char g_untouchedExtra;
 
 // What one GetDate gave. Outputs that it left alone are as they begin here.
-struct Got {
+struct EsGot {
     static constexpr int kUntouched = -77;
 
     int result = kUntouched;
@@ -37,8 +37,8 @@ private:
     }
 };
 
-inline Got Get(CSoftEsBuffer& buffer) {
-    Got got;
+inline EsGot Get(CSoftEsBuffer& buffer) {
+    EsGot got;
     got.result = buffer.GetDate(got.stream, got.data, got.size, got.extra, got.extraSize, got.state);
     return got;
 }
@@ -60,7 +60,7 @@ inline int TakenByPut(CSoftEsBuffer& buffer, std::string data, std::string extra
 }
 
 // A frame came, with this content.
-inline void ExpectFrame(const Got& got, int stream, const std::string& data, PLUG_STREAMSTATE_ state) {
+inline void ExpectFrame(const EsGot& got, int stream, const std::string& data, PLUG_STREAMSTATE_ state) {
     EXPECT_EQ(got.result, 1);
     EXPECT_EQ(got.stream, stream);
     EXPECT_EQ(got.Data(), data);
@@ -68,7 +68,7 @@ inline void ExpectFrame(const Got& got, int stream, const std::string& data, PLU
 }
 
 // No frame came, and the head stays: of `stream`, held back or through.
-inline void ExpectNone(const Got& got, int stream, PLUG_STREAMSTATE_ state) {
+inline void ExpectNone(const EsGot& got, int stream, PLUG_STREAMSTATE_ state) {
     EXPECT_EQ(got.result, 0);
     EXPECT_EQ(got.stream, stream);
     EXPECT_EQ(got.data, nullptr);
@@ -77,7 +77,7 @@ inline void ExpectNone(const Got& got, int stream, PLUG_STREAMSTATE_ state) {
 }
 
 // A head that was taken before is passed over.
-inline void ExpectPassedOver(const Got& got, int stream, PLUG_STREAMSTATE_ state) {
+inline void ExpectPassedOver(const EsGot& got, int stream, PLUG_STREAMSTATE_ state) {
     EXPECT_EQ(got.result, 0);
     EXPECT_EQ(got.stream, stream);
     EXPECT_NE(got.data, nullptr);
