@@ -1,6 +1,7 @@
 #include "buffers/BitsStreamCalls.h"
 
-#include <cstdlib>
+#include "support/NumberFrom.h"
+
 #include <limits>
 
 namespace vxcio::test {
@@ -156,15 +157,6 @@ void DoRandomCalls(BitsStreamPair& pair, stress::Random& random, const BitsMix& 
         }
     }
 }
-
-namespace {
-
-uint64 NumberFrom(const char* variable, uint64 otherwise) {
-    const char* const text = std::getenv(variable);
-    return text == nullptr ? otherwise : std::strtoull(text, nullptr, 0);
-}
-
-} // namespace
 
 SeedRange RandomSeeds(uint64 wanted) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

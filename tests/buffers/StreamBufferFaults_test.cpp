@@ -144,10 +144,10 @@ TEST_F(StreamBufferFaultsTest, AGetThatFindsNoMemoryTakesNothing) {
         ring.Put(bytes, 10);
         {
             const MemoryLack lack(1);
-            EXPECT_EQ(ring.Get(large), (Got{-1, kData, nullptr}));
+            EXPECT_EQ(ring.Get(large), (StreamGot{-1, kData, nullptr}));
             EXPECT_TRUE(lack.Came());
         }
-        const Got got = ring.Get(large);
+        const StreamGot got = ring.Get(large);
         ASSERT_EQ(got.count, large);
         EXPECT_EQ(std::memcmp(got.data, bytes.At(0), static_cast<std::size_t>(large)), 0);
         EXPECT_EQ(ring.Get(10).count, 10);
@@ -158,15 +158,15 @@ TEST_F(StreamBufferFaultsTest, AShowThatFindsNoMemoryKeepsWhatWasShown) {
     for (const int blocking : {0, 1}) {
         StreamRing ring(blocking);
         ring.Put(bytes, 1000);
-        const Got shown = ring.Show(100);
+        const StreamGot shown = ring.Show(100);
         ring.Get(10);
         {
             const MemoryLack lack(1);
             EXPECT_EQ(ring.Show(500).count, -1);
             EXPECT_TRUE(lack.Came());
         }
-        EXPECT_EQ(ring.Get(90), (Got{90, kData, shown.data + 10}));
-        const Got rest = ring.Get(900);
+        EXPECT_EQ(ring.Get(90), (StreamGot{90, kData, shown.data + 10}));
+        const StreamGot rest = ring.Get(900);
         ASSERT_EQ(rest.count, 900);
         EXPECT_EQ(std::memcmp(rest.data, bytes.At(100), 900), 0);
     }
@@ -206,7 +206,7 @@ TEST_F(StreamBufferFaultsTest, AWaitThatFailsIsAskedAgainAndThenGivenUp) {
     EXPECT_EQ(plan.Calls(Op::VXC_WaitForSingleObject), kInsisted);
     EXPECT_EQ(ring.Show(10).count, 0);
     ring.Put(bytes, 4);
-    const Got part = ring.Get(10);
+    const StreamGot part = ring.Get(10);
     ASSERT_EQ(part.count, 4) << "what was taken is given";
     EXPECT_EQ(part.state, kData);
     EXPECT_EQ(std::memcmp(part.data, bytes.At(0), 4), 0);
@@ -215,7 +215,7 @@ TEST_F(StreamBufferFaultsTest, AWaitThatFailsIsAskedAgainAndThenGivenUp) {
     EXPECT_EQ(plan.Calls(Op::VXC_WaitForSingleObject), 4 * kInsisted);
     EXPECT_EQ(ring.Put(bytes, kLeastRing + 1), kRefused);
     EXPECT_EQ(plan.Calls(Op::VXC_WaitForSingleObject), 5 * kInsisted);
-    const Got all = ring.Get(kLeastRing);
+    const StreamGot all = ring.Get(kLeastRing);
     ASSERT_EQ(all.count, kLeastRing);
     EXPECT_EQ(std::memcmp(all.data, bytes.At(4), kLeastRing), 0);
 }

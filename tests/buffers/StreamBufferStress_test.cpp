@@ -3,8 +3,10 @@
 //
 //   VXC_STREAM_STRESS_SECONDS=600 VXC_STREAM_STRESS_SEED=1000000 buffers_tests
 //   --gtest_filter='*StreamBufferStress*'
+#include "buffers/StreamDice.h"
 #include "buffers/StreamSides.h"
 #include "buffers/StreamTesting.h"
+#include "support/NumberFrom.h"
 
 #include <gtest/gtest.h>
 
@@ -12,10 +14,8 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <random>
 #include <string>
 
 using namespace vxcio;
@@ -24,55 +24,6 @@ using namespace vxcio::test;
 namespace {
 
 constexpr int kLargestRing = kLeastRing + 300000;
-
-uint64 NumberFrom(const char* variable, uint64 otherwise) {
-    const char* const text = std::getenv(variable);
-    return text == nullptr ? otherwise : std::strtoull(text, nullptr, 0);
-}
-
-class Dice {
-public:
-    explicit Dice(uint64 seed) : m_random(seed) {}
-    int Below(int end) { return static_cast<int>(m_random() % static_cast<uint64>(end)); }
-    bool OneIn(int count) { return Below(count) == 0; }
-    // Of a piece: the corners first of all, up to three times the ring.
-    int Size(int ring) {
-        switch (Below(40)) {
-        case 0:
-            return ring - 1 + Below(3);
-        case 1:
-            return Below(3 * ring);
-        case 2:
-        case 3:
-            return Below(ring);
-        case 4:
-        case 5:
-        case 6:
-            return 0;
-        case 7:
-        case 8:
-        case 9:
-            return 1;
-        case 10:
-        case 11:
-        case 12:
-        case 13:
-            return 65536;
-        case 14:
-        case 15:
-        case 16:
-        case 17:
-            return Below(100000);
-        case 18:
-            return ring / 4 - 1 + Below(3);
-        default:
-            return OneIn(2) ? 188 : Below(5000);
-        }
-    }
-
-private:
-    std::mt19937_64 m_random;
-};
 
 // One ring from Init on. The producer ends its input and opens it again a few times; at the last end it
 // either waits until all was taken, or the consumer walks away in the middle.
@@ -137,7 +88,7 @@ public:
             const bool shows = m_consumer.OneIn(3);
             const int size = shows && m_consumer.OneIn(2) ? m_consumer.Below(300) : m_consumer.Size(m_size);
             const int shown = m_shown;
-            const Got got = shows ? m_ring.Show(size) : m_ring.Get(size);
+            const StreamGot got = shows ? m_ring.Show(size) : m_ring.Get(size);
             if (std::string wrong = Check(got, shows, size, shown); !wrong.empty()) {
                 return wrong + ", size " + std::to_string(size) + ", shown " + std::to_string(shown) +
                        ", got " + std::to_string(got.count);
@@ -246,7 +197,7 @@ private:
         return m_lastBegun;
     }
 
-    std::string Check(const Got& got, bool shows, int size, int shown) {
+    std::string Check(const StreamGot& got, bool shows, int size, int shown) {
         if (got.count == -1) {
             return !shows && shown > 0 && size > shown ? "" : "not now, though it could have slept";
         }
@@ -268,7 +219,7 @@ private:
     }
     // Less than asked for comes with the end alone. Where the input is opened at once, the end may be over
     // before it is reported.
-    bool MayBeShort(const Got& got) const { return got.state == PLUG_STREAMSTATE_END || m_opensAtOnce; }
+    bool MayBeShort(const StreamGot& got) const { return got.state == PLUG_STREAMSTATE_END || m_opensAtOnce; }
 
     StreamRing& m_ring;
     StreamBytes& m_bytes;

@@ -17,19 +17,19 @@ constexpr int kBlocking = 1;
 constexpr auto kData = PLUG_STREAMSTATE_DATA;
 constexpr auto kEnd = PLUG_STREAMSTATE_END;
 
-bool Holds(const Got& got, StreamBytes& bytes, uint64 position) {
+bool Holds(const StreamGot& got, StreamBytes& bytes, uint64 position) {
     return std::memcmp(got.data, bytes.At(position), static_cast<std::size_t>(got.count)) == 0;
 }
 
 class StreamBufferTest : public ::testing::TestWithParam<int> {
 protected:
-    void ExpectGot(const Got& got, int count, PLUG_STREAMSTATE_ state, uint64 position) {
+    void ExpectGot(const StreamGot& got, int count, PLUG_STREAMSTATE_ state, uint64 position) {
         ASSERT_EQ(got.count, count);
         EXPECT_EQ(got.state, state);
         EXPECT_TRUE(Holds(got, bytes, position));
     }
-    static void ExpectNotNow(const Got& got, PLUG_STREAMSTATE_ state = kData) {
-        EXPECT_EQ(got, (Got{-1, state, nullptr}));
+    static void ExpectNotNow(const StreamGot& got, PLUG_STREAMSTATE_ state = kData) {
+        EXPECT_EQ(got, (StreamGot{-1, state, nullptr}));
     }
 
     StreamBytes bytes{6 * 1048576};
@@ -93,7 +93,7 @@ TEST_P(StreamBufferPlainTest, AnythingButTheEndKeepsTheInputOpen) {
 TEST_P(StreamBufferPlainTest, AGetOfMoreThanThereIsTakesNothing) {
     StreamRing ring(kWithoutThreads);
     ring.Put(bytes, 99);
-    const Got got = ring.Get(100);
+    const StreamGot got = ring.Get(100);
     EXPECT_EQ(got.count, -1);
     EXPECT_EQ(got.state, kData);
     ExpectGot(ring.Get(99), 99, kData, 0);
@@ -197,7 +197,7 @@ TEST_P(StreamBufferTest, OpeningAgainKeepsWhatIsThere) {
 TEST_P(StreamBufferTest, AGetOfNothingGivesNothing) {
     StreamRing ring(GetParam());
     ExpectGot(ring.Get(0), 0, kData, 0);
-    EXPECT_EQ(ring.Show(0), (Got{0, kUntouched, nullptr}));
+    EXPECT_EQ(ring.Show(0), (StreamGot{0, kUntouched, nullptr}));
     ring.Put(bytes, 3);
     ExpectGot(ring.Get(0), 0, kData, 0);
     ring.Show(2);
@@ -225,28 +225,28 @@ TEST_P(StreamBufferTest, TheStateMayBeLeftOut) {
 TEST_P(StreamBufferTest, WhatWasShownIsGotWithoutACopy) {
     StreamRing ring(GetParam());
     ring.Put(bytes, 1000);
-    const Got shown = ring.Show(100);
+    const StreamGot shown = ring.Show(100);
     ExpectGot(shown, 100, kData, 0);
-    EXPECT_EQ(ring.Get(100), (Got{100, kData, shown.data}));
+    EXPECT_EQ(ring.Get(100), (StreamGot{100, kData, shown.data}));
     ExpectGot(ring.Get(900), 900, kData, 100);
 }
 
 TEST_P(StreamBufferTest, ShownBytesAreTakenInPartsWithoutACopyAndShownAgain) {
     StreamRing ring(GetParam());
     ring.Put(bytes, 1000);
-    const Got shown = ring.Show(100);
-    EXPECT_EQ(ring.Get(30), (Got{30, kData, shown.data}));
-    EXPECT_EQ(ring.Show(70), (Got{70, kUntouched, shown.data + 30})) << "enough was shown: no state";
-    EXPECT_EQ(ring.Show(1), (Got{1, kUntouched, shown.data + 30}));
-    EXPECT_EQ(ring.Get(70), (Got{70, kData, shown.data + 30}));
+    const StreamGot shown = ring.Show(100);
+    EXPECT_EQ(ring.Get(30), (StreamGot{30, kData, shown.data}));
+    EXPECT_EQ(ring.Show(70), (StreamGot{70, kUntouched, shown.data + 30})) << "enough was shown: no state";
+    EXPECT_EQ(ring.Show(1), (StreamGot{1, kUntouched, shown.data + 30}));
+    EXPECT_EQ(ring.Get(70), (StreamGot{70, kData, shown.data + 30}));
 }
 
 TEST_P(StreamBufferTest, ShowingMoreMovesWhatIsShownToTheStart) {
     StreamRing ring(GetParam());
     ring.Put(bytes, 1000);
-    const Got shown = ring.Show(100);
+    const StreamGot shown = ring.Show(100);
     ring.Get(10); // so that both places overlap
-    const Got more = ring.Show(95);
+    const StreamGot more = ring.Show(95);
     EXPECT_EQ(more.data, shown.data);
     ExpectGot(more, 95, kData, 10);
     ExpectGot(ring.Show(500), 500, kData, 10); // a larger place
@@ -282,7 +282,7 @@ TEST_P(StreamBufferTest, ShownBytesAloneAreNotEnoughWhileTheInputIsOpen) {
     ring.Show(100);
     ExpectNotNow(ring.Get(101)); // does not sleep either
     ring.buffer.SetEndOfInput();
-    const Got got = ring.Get(101);
+    const StreamGot got = ring.Get(101);
     ExpectGot(got, 100, kEnd, 0);
     ExpectGot(ring.Get(1), 0, kEnd, 0);
 }

@@ -36,11 +36,11 @@ private:
     std::vector<uint8> m_table;
 };
 
-struct Got {
+struct StreamGot {
     int count = 0;
     PLUG_STREAMSTATE_ state = kUntouched;
     uint8* data = nullptr;
-    bool operator==(const Got&) const = default;
+    bool operator==(const StreamGot&) const = default;
 };
 
 // A ring after Init. It is one thread's own as far as the buffer allows it.
@@ -57,13 +57,13 @@ public:
         put += static_cast<uint32>(size);
         return result;
     }
-    Got Get(int size) {
-        Got got;
+    StreamGot Get(int size) {
+        StreamGot got;
         got.count = buffer.GetData(got.data, size, &got.state);
         return got;
     }
-    Got Show(int size) {
-        Got got;
+    StreamGot Show(int size) {
+        StreamGot got;
         got.count = buffer.ShowData(got.data, size, &got.state);
         return got;
     }
@@ -71,5 +71,12 @@ public:
     CSoftStreamBuffer buffer;
     uint64 put = 0;
 };
+
+// A new ring whose memory stays, as a thread may sleep in it until the program ends.
+inline StreamRing& RingOfSleepers() {
+    static auto* const kept = new std::vector<StreamRing*>;
+    kept->push_back(new StreamRing(1));
+    return *kept->back();
+}
 
 } // namespace vxcio::test
