@@ -100,11 +100,11 @@ int CInnerSoftStreamBuffer::WithinQuarter(int bytes) const noexcept {
 }
 
 // Does not come back while a PutData keeps the lock. False only where the wait itself failed.
-bool CInnerSoftStreamBuffer::HasLock() noexcept {
+bool CInnerSoftStreamBuffer::HasLock(Self& self) noexcept {
     if (!m_bLockKept.load()) {
         return true;
     }
-    const auto self = vxcio::Ref<CInnerSoftStreamBuffer>::Share(*this);
+    self = Self::Share(*this);
     ++m_nLockWants;
     const Events* const events = m_pEvents.load();
     const bool waited = events != nullptr && events->lock.Wait();
@@ -137,6 +137,7 @@ void CInnerSoftStreamBuffer::ReSetEndOfInput() noexcept {
 // ---- The producer -------------------------------------------------------------------------------------
 
 int CInnerSoftStreamBuffer::PutData(const uint8* data, int size, PLUG_STREAMSTATE_ state) noexcept {
+    Self self;
     if (IsEnded()) {
         return kRefused;
     }
@@ -145,7 +146,7 @@ int CInnerSoftStreamBuffer::PutData(const uint8* data, int size, PLUG_STREAMSTAT
     }
     int remaining = data == nullptr ? 0 : std::max(size, 0);
     for (;;) {
-        if (m_bBlocking && !EnterPut()) {
+        if (m_bBlocking && !EnterPut(self)) {
             return kRefused;
         }
         const bool hasRoom = Free() > 0;
@@ -165,7 +166,7 @@ int CInnerSoftStreamBuffer::PutData(const uint8* data, int size, PLUG_STREAMSTAT
             return 0;
         }
         data += copied;
-        if (!WaitForSpace(remaining)) {
+        if (!WaitForSpace(remaining, self)) {
             return kRefused;
         }
     }
@@ -173,8 +174,8 @@ int CInnerSoftStreamBuffer::PutData(const uint8* data, int size, PLUG_STREAMSTAT
 
 // From here to LeavePut an end of the input does not count for the reader. False when the input has ended;
 // the lock is kept then.
-bool CInnerSoftStreamBuffer::EnterPut() noexcept {
-    if (!HasLock()) {
+bool CInnerSoftStreamBuffer::EnterPut(Self& self) noexcept {
+    if (!HasLock(self)) {
         return false;
     }
     m_bPutting.store(true);
@@ -209,8 +210,8 @@ int CInnerSoftStreamBuffer::CopyIn(const uint8* data, int size) noexcept {
 }
 
 // Sleeps until there is as much room as remains to be put, within reason, or the input has ended.
-bool CInnerSoftStreamBuffer::WaitForSpace(int remaining) noexcept {
-    const auto self = vxcio::Ref<CInnerSoftStreamBuffer>::Share(*this);
+bool CInnerSoftStreamBuffer::WaitForSpace(int remaining, Self& self) noexcept {
+    self = Self::Share(*this);
     const int wants = WithinQuarter(remaining);
     m_nWriterWants.store(wants);
     bool waited = false;
@@ -252,8 +253,8 @@ bool CInnerSoftStreamBuffer::IsEndInSight() const noexcept {
 }
 
 // Sleeps until as many bytes are there as are missing, within reason, or the input has ended.
-bool CInnerSoftStreamBuffer::WaitForData(int missing) noexcept {
-    const auto self = vxcio::Ref<CInnerSoftStreamBuffer>::Share(*this);
+bool CInnerSoftStreamBuffer::WaitForData(int missing, Self& self) noexcept {
+    self = Self::Share(*this);
     const int wants = WithinQuarter(missing);
     m_nReaderWants.store(wants);
     bool waited = false;
@@ -273,11 +274,11 @@ void CInnerSoftStreamBuffer::WakeWriter(bool inAnyCase) noexcept {
 }
 
 // Takes `size` bytes out of the ring, fewer at the end of the input; without threads all or, as -1, none.
-int CInnerSoftStreamBuffer::ReadRing(uint8* target, int size, PLUG_STREAMSTATE_* state) noexcept {
+int CInnerSoftStreamBuffer::ReadRing(uint8* target, int size, PLUG_STREAMSTATE_* state, Self& self) noexcept {
     Report(state, PLUG_STREAMSTATE_DATA);
     int taken = 0;
     for (;;) {
-        if (m_bBlocking && !HasLock()) {
+        if (m_bBlocking && !HasLock(self)) {
             return taken > 0 ? taken : kNotNow;
         }
         // Asked before the ring is looked at: all that came before the end is there then.
@@ -296,7 +297,7 @@ int CInnerSoftStreamBuffer::ReadRing(uint8* target, int size, PLUG_STREAMSTATE_*
             }
             return taken;
         }
-        if (copied == 0 && !WaitForData(size - taken)) {
+        if (copied == 0 && !WaitForData(size - taken, self)) {
             return taken > 0 ? taken : kNotNow;
         }
     }
@@ -341,6 +342,7 @@ bool CInnerSoftStreamBuffer::MakePeekRoom(int size) noexcept {
 }
 
 int CInnerSoftStreamBuffer::GetData(uint8*& data, int size, PLUG_STREAMSTATE_* state) noexcept {
+    Self self;
     Report(state, PLUG_STREAMSTATE_DATA);
     if (m_pRing == nullptr) {
         return WithoutRing(state);
@@ -353,7 +355,7 @@ int CInnerSoftStreamBuffer::GetData(uint8*& data, int size, PLUG_STREAMSTATE_* s
             return kNotNow;
         }
         data = m_pScratch;
-        return ReadRing(m_pScratch, size, state);
+        return ReadRing(m_pScratch, size, state, self);
     }
     if (m_nPeekHeld >= size) {
         data = m_pPeekRead;
@@ -382,12 +384,13 @@ int CInnerSoftStreamBuffer::GetData(uint8*& data, int size, PLUG_STREAMSTATE_* s
     }
     std::memcpy(m_pScratch, m_pPeekRead, static_cast<std::size_t>(shown));
     m_nPeekHeld = 0;
-    const int read = ReadRing(m_pScratch + shown, size - shown, state);
+    const int read = ReadRing(m_pScratch + shown, size - shown, state, self);
     data = m_pScratch;
     return shown + std::max(read, 0);
 }
 
 int CInnerSoftStreamBuffer::ShowData(uint8*& data, int size, PLUG_STREAMSTATE_* state) noexcept {
+    Self self;
     if (m_pRing == nullptr) {
         return WithoutRing(state);
     }
@@ -401,7 +404,7 @@ int CInnerSoftStreamBuffer::ShowData(uint8*& data, int size, PLUG_STREAMSTATE_* 
     if (!MakePeekRoom(size)) {
         return kNotNow;
     }
-    const int read = ReadRing(m_pPeek + m_nPeekHeld, size - m_nPeekHeld, state);
+    const int read = ReadRing(m_pPeek + m_nPeekHeld, size - m_nPeekHeld, state, self);
     m_nPeekHeld += std::max(read, 0);
     data = m_pPeek;
     return m_nPeekHeld;

@@ -52,6 +52,10 @@ public:
     void ReSetEndOfInput() noexcept;
 
 private:
+    // Of an operation: a reference from its first wait on, so that it comes to its end although the object
+    // was destroyed meanwhile.
+    using Self = vxcio::Ref<CInnerSoftStreamBuffer>;
+
     struct Events {
         vxcio::RingEvent lock;
         vxcio::RingEvent data;
@@ -70,23 +74,23 @@ private:
     int RingSize() const noexcept { return m_nRingSize.load(std::memory_order_relaxed); }
     int Free() const noexcept { return RingSize() - Held(); }
     int WithinQuarter(int bytes) const noexcept;
-    bool HasLock() noexcept;
+    bool HasLock(Self& self) noexcept;
     void CloseEvents() noexcept;
     bool IsSomebodyAsleep() const noexcept;
     void SignalData() noexcept;
     void SignalSpace() noexcept;
 
-    bool EnterPut() noexcept;
+    bool EnterPut(Self& self) noexcept;
     void LeavePut(PLUG_STREAMSTATE_ state) noexcept;
     int CopyIn(const uint8* data, int size) noexcept;
-    bool WaitForSpace(int remaining) noexcept;
+    bool WaitForSpace(int remaining, Self& self) noexcept;
     void WakeReader(bool inAnyCase) noexcept;
 
     int CopyOut(uint8* target, int size) noexcept;
     bool IsEndInSight() const noexcept;
-    bool WaitForData(int missing) noexcept;
+    bool WaitForData(int missing, Self& self) noexcept;
     void WakeWriter(bool inAnyCase) noexcept;
-    int ReadRing(uint8* target, int size, PLUG_STREAMSTATE_* state) noexcept;
+    int ReadRing(uint8* target, int size, PLUG_STREAMSTATE_* state, Self& self) noexcept;
     bool GrowScratch(int size) noexcept;
     bool MakePeekRoom(int size) noexcept;
     int WithoutRing(PLUG_STREAMSTATE_* state) const noexcept;
