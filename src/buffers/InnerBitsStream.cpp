@@ -60,9 +60,9 @@ int CInnerBitsStream::PutBitsBytewise(uint32 value, int count) noexcept {
         rest -= run;
         m_nPassed += run;
         m_nBitPos += run;
+        // What stands above the run in value leaves the byte, unless bits of the byte have passed before.
         if (rest < kLongestField) {
             m_cCopy = static_cast<uint8>(m_cCopy | value >> rest << (8 - m_nPassed));
-            value &= (1u << rest) - 1;
         }
         if (m_nPassed == 8 && !NextByte() && rest > 0) {
             return 0;

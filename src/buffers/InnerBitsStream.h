@@ -160,6 +160,7 @@ inline void CInnerBitsStream::TakeIn() noexcept {
     }
 }
 
+// Called when all bits of the byte have passed. Where there is no next byte it stays so.
 inline bool CInnerBitsStream::NextByte() noexcept {
     Store();
     const uint64 next = uint64{m_nByteIndex} + 1;
@@ -172,7 +173,6 @@ inline bool CInnerBitsStream::NextByte() noexcept {
         return true;
     }
     if (next == m_nSize) {
-        m_nPassed = 8;
         ++m_nByteIndex;
     }
     return false;

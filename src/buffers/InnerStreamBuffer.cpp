@@ -28,7 +28,7 @@ bool CInnerSoftStreamBuffer::Events::Create() noexcept {
            space.Create(vxcio::RingEventKind::ManualReset);
 }
 
-int CInnerSoftStreamBuffer::Init(int size) noexcept {
+void CInnerSoftStreamBuffer::Init(int size) noexcept {
     Close();
     m_nTotalWritten.store(0);
     m_nTotalRead.store(0);
@@ -41,7 +41,6 @@ int CInnerSoftStreamBuffer::Init(int size) noexcept {
     if (!Allocate(std::max(size, kLeastRing))) {
         Close();
     }
-    return 0;
 }
 
 bool CInnerSoftStreamBuffer::Allocate(int size) noexcept {
@@ -288,9 +287,7 @@ int CInnerSoftStreamBuffer::ReadRing(uint8* target, int size, PLUG_STREAMSTATE_*
         }
         const int copied = CopyOut(target + taken, size - taken);
         taken += copied;
-        if (m_bBlocking) {
-            WakeWriter(false);
-        }
+        WakeWriter(false);
         if (taken == size || isEnded) {
             if (isEnded && Held() == 0) {
                 Report(state, PLUG_STREAMSTATE_END);
@@ -376,10 +373,8 @@ int CInnerSoftStreamBuffer::GetData(uint8*& data, int size, PLUG_STREAMSTATE_* s
     // All of the size is held against the ring, not just what peek lacks. Only a put under way at the end of
     // the input is waited for here.
     if ((size > held && !isEnded) || !GrowScratch(size)) {
-        if (m_bBlocking) {
-            // So that asking again and again gets there: a producer that sleeps may have more in hand.
-            WakeWriter(true);
-        }
+        // So that asking again and again gets there: a producer that sleeps may have more in hand.
+        WakeWriter(true);
         return kNotNow;
     }
     std::memcpy(m_pScratch, m_pPeekRead, static_cast<std::size_t>(shown));

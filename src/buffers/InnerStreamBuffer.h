@@ -43,7 +43,7 @@ public:
     explicit CInnerSoftStreamBuffer(bool blocking) noexcept : m_bBlocking(blocking) {}
 
     // The operations of CSoftStreamBuffer.
-    int Init(int size) noexcept;
+    void Init(int size) noexcept;
     void Close() noexcept;
     int PutData(const uint8* data, int size, PLUG_STREAMSTATE_ state) noexcept;
     int GetData(uint8*& data, int size, PLUG_STREAMSTATE_* state) noexcept;
