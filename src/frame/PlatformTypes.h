@@ -89,6 +89,7 @@ inline constexpr uint32 VXC_ERROR_PROC_NOT_FOUND = 127;
 inline constexpr uint32 VXC_ERROR_NEGATIVE_SEEK = 131;
 inline constexpr uint32 VXC_ERROR_DIR_NOT_EMPTY = 145;
 inline constexpr uint32 VXC_ERROR_ALREADY_EXISTS = 183;
+inline constexpr uint32 VXC_ERROR_BAD_EXE_FORMAT = 193;
 inline constexpr uint32 VXC_ERROR_FILENAME_EXCED_RANGE = 206;
 inline constexpr uint32 VXC_ERROR_FILE_TOO_LARGE = 223;
 inline constexpr uint32 VXC_ERROR_NOACCESS = 998;

@@ -12,8 +12,10 @@
 //            new position and puts the high half into *high, which may be null; 0xFFFFFFFF is a failure
 //            when VXC_GetLastError is nonzero as well. VXC_CloseFile ends a handle of VXC_CreateFileW.
 //   events   VXC_CloseHandle ends a handle of VXC_CreateEventW or VXC_CreateThread; a wait that goes on
-//            with it keeps what it waits for. Events have no names here: a name that is not null gives null
-//            and error 87.
+//            with it keeps what it waits for. An auto-reset event with a name is shared by all processes of
+//            the user that name it, whatever their width; last error 183 tells that it was there already.
+//            A wait for all of several objects takes none of those, and a manual-reset one cannot have a
+//            name: error 87.
 //   threads  the handle is signalled when the entry function has returned; its exit code is
 //            VXC_STILL_ACTIVE until then. A thread is never ended by force.
 //   settings VXC_GetGlobalStringW takes in *size the room of value in characters and gives the length.

@@ -4,6 +4,8 @@
 #include "platform/DiskQueries.h"
 #include "platform/FileCache.h"
 #include "platform/ModulePath.h"
+#include "platform/Process.h"
+#include "platform/SharedObjects.h"
 #include "platform/SystemVersion.h"
 
 namespace vxcio::test {
@@ -20,6 +22,8 @@ public:
         DiskQueries() = m_disks;
         FileCache() = m_cache;
         ModulePath() = m_module;
+        Process() = m_process;
+        SharedObjects() = m_shared;
         SystemVersion() = m_version;
     }
     PlatformScope(const PlatformScope&) = delete;
@@ -28,12 +32,16 @@ public:
     DiskQueryTable& Disks() const { return DiskQueries(); }
     FileCacheTable& Cache() const { return FileCache(); }
     ModulePathTable& Module() const { return ModulePath(); }
+    ProcessTable& Processes() const { return Process(); }
+    SharedObjectTable& Shared() const { return SharedObjects(); }
     SystemVersionTable& Version() const { return SystemVersion(); }
 
 private:
     const DiskQueryTable m_disks = DiskQueries();
     const FileCacheTable m_cache = FileCache();
     const ModulePathTable m_module = ModulePath();
+    const ProcessTable m_process = Process();
+    const SharedObjectTable m_shared = SharedObjects();
     const SystemVersionTable m_version = SystemVersion();
 };
 

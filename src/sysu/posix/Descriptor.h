@@ -17,6 +17,11 @@ public:
     int Get() const noexcept { return m_descriptor; }
     // Hands it over: it is not closed here any more.
     int Take() noexcept { return std::exchange(m_descriptor, -1); }
+    // Takes over another one; the one it had is closed.
+    void Reset(int descriptor) noexcept {
+        Close();
+        m_descriptor = descriptor;
+    }
     // 0, or -1 with errno; it has gone in either case.
     int Close() noexcept {
         const int descriptor = Take();

@@ -1,5 +1,7 @@
 #include "frame/SystemLayer.h"
 #include "sysu/LastError.h"
+#include "sysu/NamedObjects.h"
+#include "sysu/posix/NamedEvent.h"
 #include "sysu/posix/Thread.h"
 #include "sysu/posix/WaitObject.h"
 
@@ -23,8 +25,11 @@ WaitObject* EventOf(void* handle) noexcept {
 void* VXC_CreateEventW(VXC_SECURITY_ATTRIBUTES* /*security*/, int manualReset, int initialState,
                        const wchar_t* name) noexcept {
     if (name != nullptr) {
-        SetLastError(VXC_ERROR_INVALID_PARAMETER);
-        return nullptr;
+        if (manualReset != 0) {
+            SetLastError(VXC_ERROR_INVALID_PARAMETER);
+            return nullptr;
+        }
+        return MakeNamedEvent(name, initialState != 0);
     }
     const WaitKind kind = manualReset != 0 ? WaitKind::ManualEvent : WaitKind::AutoEvent;
     auto* event = new (std::nothrow) WaitObject(kind, initialState != 0);
@@ -34,12 +39,20 @@ void* VXC_CreateEventW(VXC_SECURITY_ATTRIBUTES* /*security*/, int manualReset, i
     return event;
 }
 
+void* vxcio::OpenNamedEvent(const wchar_t* name) noexcept {
+    return OpenEventOf(name);
+}
+
 int VXC_SetEvent(void* handle) noexcept {
     WaitObject* event = EventOf(handle);
     if (event == nullptr) {
         return 0;
     }
-    Signal(*event);
+    if (event->kind == WaitKind::NamedEvent) {
+        SignalNamed(static_cast<NamedEvent&>(*event));
+    } else {
+        Signal(*event);
+    }
     return 1;
 }
 
@@ -48,7 +61,11 @@ int VXC_ResetEvent(void* handle) noexcept {
     if (event == nullptr) {
         return 0;
     }
-    Unsignal(*event);
+    if (event->kind == WaitKind::NamedEvent) {
+        UnsignalNamed(static_cast<NamedEvent&>(*event));
+    } else {
+        Unsignal(*event);
+    }
     return 1;
 }
 

@@ -3,6 +3,7 @@
 #include "frame/PlatformTypes.h"
 #include "sysu/LastError.h"
 #include "sysu/posix/Futex.h"
+#include "sysu/posix/NamedEvent.h"
 #include "sysu/posix/Thread.h"
 
 namespace vxcio::sysu {
@@ -101,6 +102,8 @@ void DropReference(WaitObject& object) noexcept {
     }
     if (object.kind == WaitKind::Thread) {
         delete static_cast<Thread*>(&object);
+    } else if (object.kind == WaitKind::NamedEvent) {
+        delete static_cast<NamedEvent*>(&object);
     } else {
         delete &object;
     }

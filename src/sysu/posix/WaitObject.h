@@ -1,6 +1,7 @@
 // WaitObject.h - what can be waited for: events and threads; and the queue of those who wait.
 //
-// An object's whole state is one word: bit 0 tells that it is signalled, the rest counts the waits that
+// An object's whole state is one word; a named event's lies in memory that processes share, and NamedEvent.h
+// tells of it. The word: bit 0 tells that it is signalled, the rest counts the waits that
 // stand in its queue.
 //
 //      0  not signalled, nobody waits   \  changed by anybody with one compare-and-exchange:
@@ -45,6 +46,7 @@ enum class WaitKind : uint32 {
     AutoEvent,   // a wait that is satisfied takes the signal away
     ManualEvent, // stays signalled until it is reset
     Thread,      // signalled for good when the thread has ended
+    NamedEvent,  // as AutoEvent, but its state is shared with other processes (NamedEvent.h)
 };
 
 // In an object's word.
@@ -117,6 +119,27 @@ bool TryTake(WaitObject& object) noexcept;
 void Signal(WaitObject& object) noexcept;
 // Takes the signal away.
 void Unsignal(WaitObject& object) noexcept;
+
+// Keeps the objects of a wait alive.
+class ObjectReferences {
+public:
+    ObjectReferences(WaitObject* const* objects, uint32 count) noexcept : m_objects(objects), m_count(count) {
+        for (uint32 i = 0; i < m_count; ++i) {
+            AddReference(*m_objects[i]);
+        }
+    }
+    ~ObjectReferences() {
+        for (uint32 i = 0; i < m_count; ++i) {
+            DropReference(*m_objects[i]);
+        }
+    }
+    ObjectReferences(const ObjectReferences&) = delete;
+    ObjectReferences& operator=(const ObjectReferences&) = delete;
+
+private:
+    WaitObject* const* const m_objects;
+    const uint32 m_count;
+};
 
 // The three below need the wait lock.
 void EnterQueues(Waiter& waiter) noexcept;

@@ -2,37 +2,13 @@
 #include "sysu/LastError.h"
 #include "sysu/posix/Clock.h"
 #include "sysu/posix/Futex.h"
+#include "sysu/posix/Looking.h"
+#include "sysu/posix/NamedEvent.h"
 #include "sysu/posix/WaitObject.h"
 
 namespace vxcio::sysu {
 
 namespace {
-
-// Cores of this thread as last seen: asked once, and again after each look in vain, on the way to sleep.
-constinit thread_local uint32 t_cores = 0;
-
-// Looks between two glances at the clock.
-constexpr int kLooksPerClock = 16;
-
-// Keeps the objects of a wait alive.
-class References {
-public:
-    explicit References(const Waiter& waiter) noexcept : m_waiter(waiter) {
-        for (uint32 i = 0; i < m_waiter.count; ++i) {
-            AddReference(*m_waiter.links[i].object);
-        }
-    }
-    ~References() {
-        for (uint32 i = 0; i < m_waiter.count; ++i) {
-            DropReference(*m_waiter.links[i].object);
-        }
-    }
-    References(const References&) = delete;
-    References& operator=(const References&) = delete;
-
-private:
-    const Waiter& m_waiter;
-};
 
 // Whether the wait would end if it looked closer; a guess, since nothing stands still.
 bool SeemsReady(const Waiter& waiter) noexcept {
@@ -63,31 +39,7 @@ bool SpinAndTake(Waiter& waiter) noexcept {
     if (waiter.count == 1 && first.kind == WaitKind::AutoEvent && first.word.load() >= kOneWaiter) {
         return false;
     }
-    const uint64 patience = first.spin.Patience();
-    if (patience == 0) {
-        return false;
-    }
-    if (t_cores == 0) {
-        t_cores = UsableCores();
-    }
-    if (t_cores < 2) {
-        return false;
-    }
-    const uint64 start = MonotonicNanoseconds();
-    uint64 looked = 0; // at the last glance at the clock
-    do {
-        for (int look = 0; look < kLooksPerClock; ++look) {
-            SpinPause();
-            if (SeemsReady(waiter) && TakeNow(waiter)) {
-                first.spin.Paid(looked);
-                return true;
-            }
-        }
-        looked = MonotonicNanoseconds() - start;
-    } while (looked < patience);
-    first.spin.InVain();
-    t_cores = UsableCores();
-    return false;
+    return LookAWhile(first.spin, [&] { return SeemsReady(waiter) && TakeNow(waiter); });
 }
 
 // Sleeps until the wait is satisfied or its time has come. The wait stands in the queues.
@@ -110,8 +62,8 @@ bool Sleep(Waiter& waiter, uint64 deadline) noexcept {
     }
 }
 
-uint32 WaitSlowly(Waiter& waiter, uint32 milliseconds) noexcept {
-    const References references(waiter);
+uint32 WaitSlowly(Waiter& waiter, WaitObject* const* objects, uint32 milliseconds) noexcept {
+    const ObjectReferences references(objects, waiter.count);
     const uint64 deadline =
         milliseconds == VXC_INFINITE ? kNoDeadline : DeadlineAfter(MonotonicNanoseconds(), milliseconds);
     if (SpinAndTake(waiter)) {
@@ -153,6 +105,9 @@ uint32 VXC_WaitForSingleObject(void* handle, uint32 milliseconds) noexcept {
     if (object == nullptr) {
         return VXC_WAIT_FAILED;
     }
+    if (object->kind == WaitKind::NamedEvent) {
+        return WaitWithNamed(&object, 1, milliseconds);
+    }
     if (TryTake(*object)) {
         return VXC_WAIT_OBJECT_0;
     }
@@ -162,7 +117,7 @@ uint32 VXC_WaitForSingleObject(void* handle, uint32 milliseconds) noexcept {
     WaitLink link;
     link.object = object;
     Waiter waiter(&link, 1, false);
-    return WaitSlowly(waiter, milliseconds);
+    return WaitSlowly(waiter, &object, milliseconds);
 }
 
 uint32 VXC_WaitForMultipleObjects(uint32 count, void* const* handles, int waitAll,
@@ -172,16 +127,21 @@ uint32 VXC_WaitForMultipleObjects(uint32 count, void* const* handles, int waitAl
         return VXC_WAIT_FAILED;
     }
     WaitObject* objects[VXC_MAXIMUM_WAIT_OBJECTS];
+    bool named = false;
     for (uint32 i = 0; i < count; ++i) {
         objects[i] = WaitObjectOf(handles[i]);
         if (objects[i] == nullptr) {
             return VXC_WAIT_FAILED;
         }
+        named = named || objects[i]->kind == WaitKind::NamedEvent;
     }
     const bool all = waitAll != 0 && count > 1;
-    if (all && HoldsOneTwice(objects, count)) {
+    if (all && (named || HoldsOneTwice(objects, count))) {
         SetLastError(VXC_ERROR_INVALID_PARAMETER);
         return VXC_WAIT_FAILED;
+    }
+    if (named) {
+        return WaitWithNamed(objects, count, milliseconds);
     }
     // The first object is the one that wins anyway.
     if (!all && TryTake(*objects[0])) {
@@ -196,5 +156,5 @@ uint32 VXC_WaitForMultipleObjects(uint32 count, void* const* handles, int waitAl
     if ((milliseconds == 0 || SeemsReady(waiter)) && TakeNow(waiter)) {
         return waiter.index;
     }
-    return milliseconds == 0 ? VXC_WAIT_TIMEOUT : WaitSlowly(waiter, milliseconds);
+    return milliseconds == 0 ? VXC_WAIT_TIMEOUT : WaitSlowly(waiter, objects, milliseconds);
 }

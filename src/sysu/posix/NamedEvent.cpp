@@ -1,0 +1,99 @@
+#include "sysu/posix/NamedEvent.h"
+
+#include "frame/PlatformTypes.h"
+#include "sysu/LastError.h"
+#include "sysu/posix/Futex.h"
+
+#include <cerrno>
+#include <new>
+#include <optional>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace vxcio::sysu {
+
+namespace {
+
+bool WriteFirstWords(int descriptor, bool signalled) noexcept {
+    const uint32 words[] = {kSharedEventMagic, kSharedEventVersion, signalled ? 1U : 0U, 0};
+    return pwrite(descriptor, words, sizeof words, 0) == static_cast<ssize_t>(sizeof words);
+}
+
+bool BeginSignalled(int descriptor) noexcept {
+    return WriteFirstWords(descriptor, true);
+}
+
+bool BeginClear(int descriptor) noexcept {
+    return WriteFirstWords(descriptor, false);
+}
+
+// The handle of an open file. `existed` is what success says of the name.
+void* Take(std::optional<SharedFile>&& file) {
+    if (!file.has_value()) {
+        return nullptr;
+    }
+    if (file->bytes < sizeof(SharedEventWords)) {
+        SetLastError(VXC_ERROR_INVALID_HANDLE);
+        return nullptr;
+    }
+    void* const memory =
+        mmap(nullptr, sizeof(SharedEventWords), PROT_READ | PROT_WRITE, MAP_SHARED, file->Descriptor(), 0);
+    if (memory == MAP_FAILED) {
+        SetLastSystemError(errno);
+        return nullptr;
+    }
+    auto& words = *static_cast<SharedEventWords*>(memory);
+    const bool existed = file->existed;
+    NamedEvent* event = nullptr;
+    const bool whole = words.magic.load() == kSharedEventMagic && words.version.load() == kSharedEventVersion;
+    if (whole) {
+        event = new (std::nothrow) NamedEvent(std::move(*file), words);
+    }
+    if (event == nullptr) {
+        munmap(memory, sizeof(SharedEventWords));
+        SetLastError(whole ? VXC_ERROR_NOT_ENOUGH_MEMORY : VXC_ERROR_INVALID_HANDLE);
+        return nullptr;
+    }
+    SetLastError(existed ? VXC_ERROR_ALREADY_EXISTS : VXC_ERROR_SUCCESS);
+    return event;
+}
+
+template <class Act>
+void* WithMemory(Act act) noexcept {
+    try {
+        return act();
+    } catch (...) {
+        SetLastError(VXC_ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+}
+
+} // namespace
+
+NamedEvent::~NamedEvent() {
+    munmap(&words, sizeof words);
+}
+
+void* MakeNamedEvent(const wchar_t* name, bool signalled) noexcept {
+    return WithMemory([&] {
+        return Take(CreateShared(name, SharedKind::Event, kSharedEventBytes,
+                                 signalled ? BeginSignalled : BeginClear));
+    });
+}
+
+void* OpenEventOf(const wchar_t* name) noexcept {
+    return WithMemory([&] { return Take(OpenShared(name, SharedKind::Event)); });
+}
+
+void SignalNamed(NamedEvent& event) noexcept {
+    event.words.state.exchange(1);
+    if (event.words.waiters.load() != 0) {
+        FutexWakeOne(&event.words.state, FutexScope::Machine);
+    }
+}
+
+void UnsignalNamed(NamedEvent& event) noexcept {
+    event.words.state.exchange(0);
+}
+
+} // namespace vxcio::sysu
