@@ -5,17 +5,13 @@
 // sets up for it. The calls for one channel come from one thread, one after the other; those for different
 // channels come side by side.
 //
-// The first function is required; without the others the instance is null.
+// The functions are exported under the names below, with VXC32PLUG_EXPORT. The first is required; without the
+// others the instance is null.
 #pragma once
 
 #include "bridge/Serialize.h"
+#include "frame/Export.h"
 #include "frame/Types.h"
-
-#if defined(_WIN32)
-#define VXC32PLUG_EXPORT extern "C" __declspec(dllexport)
-#else
-#define VXC32PLUG_EXPORT extern "C" __attribute__((visibility("default")))
-#endif
 
 // One request. `command` and `commandString` are those of RemoteCall_In; the string lives for the call.
 // `request` loads and stands behind the leader, `reply` stores and stands behind the leader that the server
