@@ -10,6 +10,9 @@ namespace {
 // A head with no name in it is the shortest message.
 constexpr uint32 kShortestRequest = 16;
 
+// Three values with their tags.
+constexpr uint32 kLeaderBytes = 15;
+
 // Behind a reply so much is cleared, so that a host that asks for more than was answered finds nothing there:
 // the last reply's bytes least of all.
 constexpr uint32 kClearedBehind = 16;
@@ -31,40 +34,43 @@ bool TakeRequest(const vxcio::ChannelSpaces& spaces, Request& request) {
     return true;
 }
 
-Reply::Reply(const vxcio::ChannelSpaces& spaces) {
-    m_stream.m_pBuffer = spaces.reply;
-    m_stream.m_dwCapacity = spaces.replyBytes;
-    m_stream.m_nDirection = VXC_SERIALIZE_STORE;
+Reply::Reply(const vxcio::ChannelSpaces& spaces)
+    : m_space(spaces.reply), m_bytes(spaces.reply == nullptr ? 0 : spaces.replyBytes) {
     Begin();
 }
 
+// Sets up everything: a plug-in may have had its hands on the stream.
 void Reply::Begin() {
+    m_stream.m_pBuffer = m_space;
+    m_stream.m_dwCapacity = m_bytes;
     m_stream.m_dwPosition = 0;
+    m_stream.m_nDirection = VXC_SERIALIZE_STORE;
     m_stream.m_nError = VXC_SERIALIZE_OK;
     SOutParamLeader leader = {};
     m_stream << leader;
 }
 
+bool Reply::IsInOrder() const {
+    return m_stream.m_nError == VXC_SERIALIZE_OK && m_stream.m_nDirection == VXC_SERIALIZE_STORE &&
+           m_stream.m_pBuffer == m_space && m_stream.m_dwPosition >= kLeaderBytes &&
+           m_stream.m_dwPosition <= m_bytes;
+}
+
 void Reply::Finish(uint32 result) {
-    // A plug-in has had its hands on the stream.
-    if (m_stream.m_nError != VXC_SERIALIZE_OK || m_stream.m_nDirection != VXC_SERIALIZE_STORE ||
-        m_stream.m_dwPosition > m_stream.m_dwCapacity) {
+    if (!IsInOrder()) {
         Refuse(kResultNoRoom);
         return;
     }
     const uint32 size = m_stream.m_dwPosition;
+    m_stream.m_dwCapacity = m_bytes;
     m_stream.m_dwPosition = 0;
     SOutParamLeader leader = {size, result, 0};
     m_stream << leader;
-    m_stream.m_dwPosition = std::max(size, m_stream.m_dwPosition);
-    const uint32 behind = std::min(kClearedBehind, m_stream.m_dwCapacity - m_stream.m_dwPosition);
-    if (behind != 0) {
-        std::memset(m_stream.m_pBuffer + m_stream.m_dwPosition, 0, behind);
-    }
+    m_stream.m_dwPosition = size;
+    std::memset(m_space + size, 0, std::min(kClearedBehind, m_bytes - size));
 }
 
 void Reply::Refuse(uint32 result) {
-    m_stream.m_nDirection = VXC_SERIALIZE_STORE;
     Begin();
     if (m_stream.m_nError == VXC_SERIALIZE_OK) { // else there is no room for a reply at all
         Finish(result);

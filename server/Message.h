@@ -26,21 +26,25 @@ struct Request {
 // False where the head is out of order or claims more than is there.
 bool TakeRequest(const vxcio::ChannelSpaces& spaces, Request& request);
 
-// The reply of one request. Its leader comes first and is completed by Finish; whatever happens in between,
-// Finish or Refuse leaves a whole reply.
+// The reply of one request. Its leader comes first and is completed by Finish; whatever happens to the stream
+// in between, Finish or Refuse leaves a whole reply in the channel's space, where that has room for one.
 class Reply {
 public:
     explicit Reply(const vxcio::ChannelSpaces& spaces);
 
     CVXCSerialize& Results() { return m_stream; }
-    // Results that do not fit make it a refusal.
+    // Results that do not fit, or a stream that does not stand behind its leader in the space any more, make
+    // it a refusal with kResultNoRoom.
     void Finish(uint32 result);
     // Without results, whatever was stored before.
     void Refuse(uint32 result);
 
 private:
     void Begin();
+    bool IsInOrder() const;
 
+    unsigned char* const m_space;
+    const uint32 m_bytes;
     CVXCSerialize m_stream;
 };
 

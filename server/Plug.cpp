@@ -3,6 +3,8 @@
 #include "Report.h"
 #include "frame/SystemLayer.h"
 
+#include <utility>
+
 namespace vxcserver {
 
 namespace {
@@ -14,16 +16,17 @@ Function Find(void* module, const char* name) {
 
 } // namespace
 
+void Plug::ModuleCloser::operator()(void* module) const {
+    VXC_CloseModule(module);
+}
+
 std::shared_ptr<Plug> Plug::Load(const wchar_t* path) {
-    void* const module = *path == 0 ? nullptr : VXC_LoadModuleExW(path, 0, 0);
+    Module module(*path == 0 ? nullptr : VXC_LoadModuleExW(path, 0, 0));
     if (module == nullptr) {
         ReportError(L"%s could not be loaded", path);
         return nullptr;
     }
-    std::shared_ptr<Plug> plug(new Plug(module));
-    plug->m_call = Find<PFN_VXC32PlugCall>(module, VXC32PLUG_CALL);
-    plug->m_open = Find<PFN_VXC32PlugOpen>(module, VXC32PLUG_OPEN);
-    plug->m_close = Find<PFN_VXC32PlugClose>(module, VXC32PLUG_CLOSE);
+    std::unique_ptr<Plug> plug(new Plug(std::move(module)));
     if (plug->m_call == nullptr) {
         ReportError(L"%s is no plug-in: it has no %S", path, VXC32PLUG_CALL);
         return nullptr;
@@ -31,8 +34,9 @@ std::shared_ptr<Plug> Plug::Load(const wchar_t* path) {
     return plug;
 }
 
-Plug::~Plug() {
-    VXC_CloseModule(m_module);
-}
+Plug::Plug(Module module)
+    : m_module(std::move(module)), m_call(Find<PFN_VXC32PlugCall>(m_module.get(), VXC32PLUG_CALL)),
+      m_open(Find<PFN_VXC32PlugOpen>(m_module.get(), VXC32PLUG_OPEN)),
+      m_close(Find<PFN_VXC32PlugClose>(m_module.get(), VXC32PLUG_CLOSE)) {}
 
 } // namespace vxcserver

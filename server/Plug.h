@@ -13,7 +13,10 @@ class Plug {
 public:
     // Null where there is no such module, or it is no plug-in; the log tells why.
     static std::shared_ptr<Plug> Load(const wchar_t* path);
-    ~Plug();
+    // One of functions that outlive it, without a module. The latter two may be null.
+    Plug(PFN_VXC32PlugCall call, PFN_VXC32PlugOpen open, PFN_VXC32PlugClose close)
+        : m_call(call), m_open(open), m_close(close) {}
+    ~Plug() = default;
     Plug(const Plug&) = delete;
     Plug& operator=(const Plug&) = delete;
 
@@ -33,12 +36,17 @@ public:
     }
 
 private:
-    explicit Plug(void* module) : m_module(module) {}
+    struct ModuleCloser {
+        void operator()(void* module) const;
+    };
+    using Module = std::unique_ptr<void, ModuleCloser>;
 
-    void* const m_module;
-    PFN_VXC32PlugCall m_call = nullptr;
-    PFN_VXC32PlugOpen m_open = nullptr;
-    PFN_VXC32PlugClose m_close = nullptr;
+    explicit Plug(Module module);
+
+    const Module m_module;
+    const PFN_VXC32PlugCall m_call;
+    const PFN_VXC32PlugOpen m_open;
+    const PFN_VXC32PlugClose m_close;
 };
 
 } // namespace vxcserver

@@ -1,11 +1,8 @@
 #include "PlugChannel.h"
 
 #include "CrashReport.h"
-#include "Message.h"
 #include "Report.h"
-#include "bridge/ChannelSpaces.h"
 
-#include <thread>
 #include <utility>
 
 namespace vxcserver {
@@ -14,7 +11,12 @@ PlugChannel::PlugChannel(std::shared_ptr<Plug> plug, uint64 plugHandle, const wc
     : m_plug(std::move(plug)), m_plugHandle(plugHandle), m_id(id),
       m_end(ConstructVXCInteratcter(VXC_INTERACTER_RECEIVER)) {}
 
-PlugChannel::~PlugChannel() = default;
+PlugChannel::~PlugChannel() {
+    if (m_closer.joinable()) {
+        m_closer.detach(); // it has the channel's last reference then, and is this very thread
+    }
+    m_end.reset(); // waits for its thread, which uses the rest
+}
 
 bool PlugChannel::Begin(uint32 outSize) {
     if (m_end == nullptr) {
@@ -25,13 +27,26 @@ bool PlugChannel::Begin(uint32 outSize) {
     return m_end->Initialize(m_plugHandle, m_id.c_str(), 0, outSize) == 0;
 }
 
-bool PlugChannel::End(std::chrono::milliseconds limit) {
-    std::unique_lock lock(m_mutex);
-    if (!m_closing) {
-        std::thread([self = shared_from_this()] { self->Close(); }).detach();
-        m_closing = true;
+void PlugChannel::BeginEnd() {
+    if (!m_closer.joinable()) {
+        const std::lock_guard lock(m_mutex);
+        if (!m_closed) {
+            m_closer = std::thread([self = shared_from_this()] { self->Close(); });
+        }
     }
-    return m_changed.wait_for(lock, limit, [this] { return m_closed; });
+}
+
+bool PlugChannel::WaitForEnd(std::chrono::steady_clock::time_point limit) {
+    {
+        std::unique_lock lock(m_mutex);
+        if (!m_changed.wait_until(lock, limit, [this] { return m_closed; })) {
+            return false;
+        }
+    }
+    if (m_closer.joinable()) {
+        m_closer.join(); // so that nothing of the plug-in is in use any more
+    }
+    return true;
 }
 
 void PlugChannel::Close() {
@@ -52,31 +67,34 @@ void PlugChannel::Close() {
 }
 
 int PlugChannel::Serve(void* channel) {
-    static_cast<PlugChannel*>(channel)->ServeOne();
+    auto* const self = static_cast<PlugChannel*>(channel);
+    PrepareForCrashes();
+    self->Answer(vxcio::UsableSpaces(*self->m_end));
     return 0;
 }
 
-void PlugChannel::ServeOne() {
-    const vxcio::ChannelSpaces spaces = vxcio::UsableSpaces(*m_end);
+void PlugChannel::Answer(const vxcio::ChannelSpaces& spaces) noexcept {
     Reply reply(spaces);
     try {
         Request request;
-        if (!TakeRequest(spaces, request)) {
+        if (TakeRequest(spaces, request)) {
+            CarryOut(request, reply);
+        } else {
             reply.Refuse(kResultBadRequest);
-            return;
         }
-        if (!m_opened) {
-            PrepareForCrashes();
-            m_instance = m_plug->Open(m_plugHandle, m_id.c_str());
-            m_opened = true;
-        }
-        const int result =
-            m_plug->Call(m_instance, request.leader.command, request.leader.commandString.c_str(),
-                         request.arguments, reply.Results());
-        reply.Finish(static_cast<uint32>(result));
     } catch (...) {
         reply.Refuse(kResultThrown);
     }
+}
+
+void PlugChannel::CarryOut(Request& request, Reply& reply) {
+    if (!m_opened) {
+        m_instance = m_plug->Open(m_plugHandle, m_id.c_str());
+        m_opened = true;
+    }
+    const int result = m_plug->Call(m_instance, request.leader.command, request.leader.commandString.c_str(),
+                                    request.arguments, reply.Results());
+    reply.Finish(static_cast<uint32>(result));
 }
 
 } // namespace vxcserver

@@ -1,7 +1,9 @@
 // PlugChannel.h - the server's end of one channel to a plug-in, and the plug-in's instance behind it.
 #pragma once
 
+#include "Message.h"
 #include "Plug.h"
+#include "bridge/ChannelSpaces.h"
 #include "bridge/Interacter.h"
 #include "frame/Types.h"
 
@@ -10,10 +12,12 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 
 namespace vxcserver {
 
-// Requests are carried out on the channel's own thread, everything else comes from the server's.
+// Requests are carried out on the channel's own thread, everything else comes from the server's. One whose
+// end takes too long is to be kept, or the process ended: its closing thread uses it.
 class PlugChannel : public std::enable_shared_from_this<PlugChannel> {
 public:
     PlugChannel(std::shared_ptr<Plug> plug, uint64 plugHandle, const wchar_t* id);
@@ -23,11 +27,17 @@ public:
 
     // Brings the channel up; false where that failed. To be called once.
     bool Begin(uint32 outSize);
-    // Ends the channel and the instance, on a thread of its own, since a plug-in may never come back. False
-    // when that takes longer; it goes on then, and another call waits for the same end.
-    bool End(std::chrono::milliseconds limit);
+    // Begins to end the channel and the instance, on a thread of its own, since a plug-in may never come
+    // back. Once it was begun, again is harmless. May throw std::system_error.
+    void BeginEnd();
+    // Waits for that. False when it takes longer; it goes on then, and another call waits for the same end.
+    bool WaitForEnd(std::chrono::steady_clock::time_point limit);
 
     uint64 PlugHandle() const { return m_plugHandle; }
+
+    // Carries out the request that stands in the spaces; a whole reply stands there afterwards, whatever the
+    // plug-in does short of ending the process. On one thread.
+    void Answer(const vxcio::ChannelSpaces& spaces) noexcept;
 
 private:
     struct Deleter {
@@ -35,7 +45,7 @@ private:
     };
 
     static int Serve(void* channel);
-    void ServeOne();
+    void CarryOut(Request& request, Reply& reply);
     void Close();
 
     const std::shared_ptr<Plug> m_plug;
@@ -49,8 +59,8 @@ private:
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    bool m_closing = false; // guarded by the mutex
-    bool m_closed = false;  // guarded by the mutex
+    bool m_closed = false; // guarded by the mutex
+    std::thread m_closer;  // the server's; holds the channel until it has ended
 };
 
 } // namespace vxcserver

@@ -2,11 +2,12 @@
 
 #include "CrashReport.h"
 #include "Report.h"
-#include "bridge/ChannelSpaces.h"
 
 #include <chrono>
+#include <exception>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 using namespace std::chrono_literals;
 
@@ -48,13 +49,26 @@ bool Server::Begin() {
 void Server::Run() {
     while (!m_quit.load() && !m_watch.HasEnded(kLookEvery) && vxcio::HasPeer(*m_system) != 0) {
     }
-    std::thread([] {
-        std::this_thread::sleep_for(kExitLimit);
-        EndAtOnce(0);
-    }).detach();
+    try {
+        std::thread([] {
+            std::this_thread::sleep_for(kExitLimit);
+            EndAtOnce(0);
+        }).detach();
+        EndEverything();
+    } catch (const std::exception&) {
+        EndAtOnce(0); // no thread or no memory for an orderly end; the system lets go of everything
+    }
+}
+
+void Server::EndEverything() {
     m_system->Release();
-    for (const uint64 handle : m_channels.Handles()) {
-        m_channels.Find(handle)->End(kExitLimit);
+    const std::vector<uint64> channels = m_channels.Handles();
+    for (const uint64 handle : channels) {
+        m_channels.Find(handle)->BeginEnd();
+    }
+    for (const uint64 handle : channels) {
+        // No limit but that of the whole.
+        m_channels.Find(handle)->WaitForEnd(std::chrono::steady_clock::now() + 2 * kExitLimit);
         m_channels.Remove(handle);
     }
     for (const uint64 handle : m_plugs.Handles()) {
@@ -63,21 +77,21 @@ void Server::Run() {
 }
 
 int Server::Serve(void* server) {
-    static_cast<Server*>(server)->ServeOne();
+    auto* const self = static_cast<Server*>(server);
+    PrepareForCrashes(); // modules run code of theirs when they are loaded
+    self->Answer(vxcio::UsableSpaces(*self->m_system));
     return 0;
 }
 
-void Server::ServeOne() {
-    PrepareForCrashes(); // modules run code of theirs when they are loaded
-    const vxcio::ChannelSpaces spaces = vxcio::UsableSpaces(*m_system);
+void Server::Answer(const vxcio::ChannelSpaces& spaces) noexcept {
     Reply reply(spaces);
     try {
         Request request;
-        if (!TakeRequest(spaces, request) || request.leader.command != 0) {
+        if (TakeRequest(spaces, request) && request.leader.command == 0) {
+            Dispatch(request, reply);
+        } else {
             reply.Refuse(kResultBadRequest);
-            return;
         }
-        Dispatch(request, reply);
     } catch (...) {
         reply.Refuse(kResultThrown);
     }
@@ -123,14 +137,16 @@ uint32 Server::FreePlug(CVXCSerialize& arguments) {
     if (m_plugs.Find(handle) == nullptr) {
         return kResultBadRequest;
     }
-    const auto limit = std::chrono::steady_clock::now() + kEndLimit;
+    std::vector<uint64> ending;
     for (const uint64 channel : m_channels.Handles()) {
-        const std::shared_ptr<PlugChannel> end = m_channels.Find(channel);
-        if (end->PlugHandle() != handle) {
-            continue;
+        if (m_channels.Find(channel)->PlugHandle() == handle) {
+            m_channels.Find(channel)->BeginEnd();
+            ending.push_back(channel);
         }
-        const auto left = limit - std::chrono::steady_clock::now();
-        if (!end->End(std::chrono::duration_cast<std::chrono::milliseconds>(left))) {
+    }
+    const auto limit = std::chrono::steady_clock::now() + kEndLimit;
+    for (const uint64 channel : ending) {
+        if (!m_channels.Find(channel)->WaitForEnd(limit)) {
             return kResultStillBusy;
         }
         m_channels.Remove(channel);
@@ -154,7 +170,6 @@ uint32 Server::InitChannel(CVXCSerialize& arguments, CVXCSerialize& results) {
     }
     const auto channel = std::make_shared<PlugChannel>(plug, plugHandle, id.c_str());
     if (!channel->Begin(outSize)) {
-        channel->End(kEndLimit);
         return kResultBadRequest;
     }
     // The channel has signalled its end event by now, ahead of the reply.
@@ -169,7 +184,8 @@ uint32 Server::EndChannel(CVXCSerialize& arguments) {
     if (channel == nullptr) {
         return m_channels.IsGone(handle) ? 0 : kResultBadRequest;
     }
-    if (!channel->End(kEndLimit)) {
+    channel->BeginEnd();
+    if (!channel->WaitForEnd(std::chrono::steady_clock::now() + kEndLimit)) {
         return kResultStillBusy;
     }
     m_channels.Remove(handle);

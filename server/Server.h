@@ -6,6 +6,7 @@
 #include "Message.h"
 #include "Plug.h"
 #include "PlugChannel.h"
+#include "bridge/ChannelSpaces.h"
 #include "bridge/Interacter.h"
 #include "frame/Types.h"
 
@@ -29,13 +30,19 @@ public:
     // channel first, so that the host can start another server.
     void Run();
 
+    // Carries out the request of the system channel that stands in the spaces; a whole reply stands there
+    // afterwards. On one thread, the system channel's while that is up.
+    void Answer(const vxcio::ChannelSpaces& spaces) noexcept;
+    // Whether the host has said so.
+    bool IsToQuit() const { return m_quit.load(); }
+
 private:
     struct Deleter {
         void operator()(CVXCInteracter* channel) const { DeleteVXCInteratcter(channel); }
     };
 
     static int Serve(void* server);
-    void ServeOne();
+    void EndEverything();
     void Dispatch(Request& request, Reply& reply);
 
     uint32 LoadPlug(CVXCSerialize& arguments, CVXCSerialize& results);

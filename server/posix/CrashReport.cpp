@@ -1,7 +1,6 @@
 #include "CrashReport.h"
 
 #include <csignal>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <unistd.h>
@@ -37,18 +36,15 @@ private:
     const std::unique_ptr<char[]> m_memory;
 };
 
-void Write(const char* text) noexcept {
-    if (write(STDERR_FILENO, text, std::strlen(text)) < 0) {
-        return; // nobody listens
-    }
-}
-
-// Only what may be called in a signal handler.
+// Only what may be called in a signal handler; in one piece, so that the line stays whole.
 void OnCrash(int number) {
-    char text[3] = {static_cast<char>('0' + number / 10), static_cast<char>('0' + number % 10), 0};
-    Write("VXC32ServU: ended by signal ");
-    Write(number < 10 ? text + 1 : text);
-    Write("\n");
+    char text[] = "VXC32ServU: ended by signal   \n";
+    char* const digits = text + sizeof text - 4;
+    digits[0] = static_cast<char>(number < 10 ? ' ' : '0' + number / 10);
+    digits[1] = static_cast<char>('0' + number % 10);
+    if (write(STDERR_FILENO, text, sizeof text - 1) < 0) {
+        _exit(kSignalBase + number); // nobody listens
+    }
     _exit(kSignalBase + number);
 }
 

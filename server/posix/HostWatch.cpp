@@ -51,8 +51,11 @@ HostWatch::HostWatch(uint32 processId) noexcept
       m_wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), m_startTime(StartTime(processId)) {}
 
 HostWatch::~HostWatch() {
-    close(m_process);
-    close(m_wake);
+    for (const int descriptor : {m_process, m_wake}) {
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
+    }
 }
 
 bool HostWatch::EndedByItsFacts() const noexcept {
@@ -63,6 +66,10 @@ bool HostWatch::HasEnded(std::chrono::milliseconds limit) noexcept {
     // Without descriptors of processes the facts are looked at in turns.
     pollfd events[] = {{m_wake, POLLIN, 0}, {m_process, POLLIN, 0}};
     poll(events, m_process < 0 ? 1 : 2, static_cast<int>(limit.count()));
+    uint64 wakes = 0;
+    if ((events[0].revents & POLLIN) != 0 && read(m_wake, &wakes, sizeof wakes) < 0) {
+        wakes = 0; // somebody else has taken them
+    }
     if (m_process >= 0) {
         return (events[1].revents & POLLIN) != 0;
     }
