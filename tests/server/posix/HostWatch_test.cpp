@@ -1,0 +1,174 @@
+// Whether the host still lives, with and without descriptors of processes.
+#include "server/HostWatch.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstddef>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
+using vxcserver::HostWatch;
+
+namespace {
+
+// A process that waits to be killed.
+class OtherProcess {
+public:
+    OtherProcess() : m_id(fork()) {
+        if (m_id == 0) {
+            for (;;) {
+                pause();
+            }
+        }
+    }
+    ~OtherProcess() {
+        Kill();
+        Reap();
+    }
+    OtherProcess(const OtherProcess&) = delete;
+    OtherProcess& operator=(const OtherProcess&) = delete;
+
+    uint32 Id() const { return static_cast<uint32>(m_id); }
+    // It is a zombie then.
+    void Kill() const {
+        if (!m_reaped) {
+            kill(m_id, SIGKILL);
+            siginfo_t unused = {};
+            waitid(P_PID, static_cast<id_t>(m_id), &unused, WEXITED | WNOWAIT);
+        }
+    }
+    void Reap() {
+        if (!m_reaped) {
+            waitpid(m_id, nullptr, 0);
+            m_reaped = true;
+        }
+    }
+
+private:
+    const pid_t m_id;
+    bool m_reaped = false;
+};
+
+// From here on this process has no descriptors of processes.
+bool ForbidProcessDescriptors() {
+    sock_filter steps[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pidfd_open, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | (ENOSYS & SECCOMP_RET_DATA)),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program = {4, steps};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0 &&
+           syscall(SYS_pidfd_open, getpid(), 0) < 0;
+}
+
+// What the numbered exit code of a child stands for: the first step that went wrong, 0 for none.
+template <class Steps>
+int InAChildWithoutDescriptors(Steps steps) {
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(ForbidProcessDescriptors() ? steps() : 99);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+} // namespace
+
+TEST(HostWatchTest, ALivingHostHasNotEnded) {
+    const OtherProcess host;
+    HostWatch watch(host.Id());
+    EXPECT_FALSE(watch.HasEnded(0ms));
+    EXPECT_FALSE(watch.HasEnded(2ms));
+}
+
+TEST(HostWatchTest, AKilledHostHasEndedAlsoWhileNobodyTookItsStatus) {
+    OtherProcess host;
+    HostWatch watch(host.Id());
+    host.Kill();
+    EXPECT_TRUE(watch.HasEnded(30s));
+    host.Reap();
+    EXPECT_TRUE(watch.HasEnded(30s));
+}
+
+TEST(HostWatchTest, TheEndOfTheHostEndsTheWait) {
+    OtherProcess host;
+    HostWatch watch(host.Id());
+    std::thread killer([&host] { host.Kill(); });
+    EXPECT_TRUE(watch.HasEnded(30s));
+    killer.join();
+}
+
+TEST(HostWatchTest, AHostThatHadEndedBeforeIsSeen) {
+    OtherProcess host;
+    host.Kill();
+    HostWatch zombie(host.Id());
+    EXPECT_TRUE(zombie.HasEnded(0ms));
+    host.Reap();
+    HostWatch gone(host.Id());
+    EXPECT_TRUE(gone.HasEnded(0ms));
+    HostWatch impossible(0xFFFFFFFFu);
+    EXPECT_TRUE(impossible.HasEnded(0ms));
+}
+
+TEST(HostWatchTest, WakeUpEndsOneWaitThisOneOrTheNext) {
+    const OtherProcess host;
+    HostWatch watch(host.Id());
+    watch.WakeUp();
+    watch.WakeUp();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(watch.HasEnded(30s));
+    std::thread waker([&watch] { watch.WakeUp(); });
+    EXPECT_FALSE(watch.HasEnded(30s));
+    waker.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 20s);
+    const auto again = std::chrono::steady_clock::now();
+    EXPECT_FALSE(watch.HasEnded(3ms));
+    EXPECT_GE(std::chrono::steady_clock::now() - again, 2ms); // the wakes are used up
+}
+
+TEST(HostWatchTest, WithoutDescriptorsTheFactsOfTheProcessAreLookedAt) {
+    EXPECT_EQ(InAChildWithoutDescriptors([] {
+                  OtherProcess host;
+                  HostWatch watch(host.Id());
+                  if (watch.HasEnded(0ms)) {
+                      return 1;
+                  }
+                  host.Kill();
+                  if (!watch.HasEnded(0ms)) { // a zombie
+                      return 2;
+                  }
+                  host.Reap();
+                  return watch.HasEnded(0ms) ? 0 : 3;
+              }),
+              0);
+}
+
+TEST(HostWatchTest, WithoutDescriptorsANumberThatIsTakenAnewIsAnotherProcess) {
+    // The watch tells processes by their start: one that is not there has none, and whoever had the number
+    // later would have another one. A process that is there from before is never taken for one that was
+    // missing.
+    EXPECT_EQ(InAChildWithoutDescriptors([] {
+                  OtherProcess gone;
+                  gone.Kill();
+                  gone.Reap();
+                  HostWatch watch(gone.Id());
+                  for (int i = 0; i < 3; ++i) {
+                      if (!watch.HasEnded(0ms)) {
+                          return 1;
+                      }
+                  }
+                  return 0;
+              }),
+              0);
+}
