@@ -1,12 +1,12 @@
 // Attachments: blocks of a length that only the stream knows.
-#include "bridge/RecordAttachment.h"
 #include "bridge/RecordFields.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
-unsigned char* vxcio::ReadAttachment(CVXCSerialize& stream, unsigned int& size) {
+unsigned char* vxcio::RecordReader::Attachment(uint32& size) {
+    CVXCSerialize& stream = m_cursor.Leave();
     const unsigned int told = std::exchange(size, 0u);
     const unsigned int position = stream.m_dwPosition;
     const int error = stream.m_nError;
@@ -30,21 +30,24 @@ unsigned char* vxcio::ReadAttachment(CVXCSerialize& stream, unsigned int& size) 
     }
     std::memset(memory + count, 0, room - count);
     size = count;
+    m_cursor.Enter();
     return memory;
 }
 
 CVXCSerialize& operator<<(CVXCSerialize& stream, SPlugAppendInfo_T& record) {
-    vxcio::RecordWriter(stream).All(record.type, record.size);
+    vxcio::RecordWriter fields(stream);
+    fields.Numbers(record.type, record.size);
     if (record.size != 0) {
-        stream.WriteBlock(record.data, record.size);
+        fields.Bytes(record.data, record.size);
     }
     return stream;
 }
 
 CVXCSerialize& operator>>(CVXCSerialize& stream, SPlugAppendInfo_T& record) {
-    vxcio::RecordReader(stream).All(record.type, record.size);
+    vxcio::RecordReader fields(stream);
+    fields.Numbers(record.type, record.size);
     if (record.size != 0) {
-        record.data = vxcio::ReadAttachment(stream, record.size);
+        record.data = fields.Attachment(record.size);
     }
     return stream;
 }

@@ -1,5 +1,4 @@
 // The description with one of three payloads.
-#include "bridge/RecordAttachment.h"
 #include "bridge/RecordFields.h"
 
 #include <cstring>
@@ -22,14 +21,21 @@ using Memory = std::unique_ptr<unsigned char, Freed>;
 
 template <class Fields>
 void Walk(Fields& fields, SMediaDescriptFiles& record) {
-    fields.All(record.value0, record.value1, record.name0, record.name1, record.name2, record.value2,
-               record.name3);
+    fields.Numbers(record.value0, record.value1);
+    fields.Block(record.name0);
+    fields.Block(record.name1);
+    fields.Block(record.name2);
+    fields.Numbers(record.value2);
+    fields.Block(record.name3);
 }
 
 template <class Fields>
 void Walk(Fields& fields, SMediaDescriptExtra& record) {
-    fields.All(record.value0, record.value1, record.name0, record.name1, record.name2, record.value2,
-               record.extraSize);
+    fields.Numbers(record.value0, record.value1);
+    fields.Block(record.name0);
+    fields.Block(record.name1);
+    fields.Block(record.name2);
+    fields.Numbers(record.value2, record.extraSize);
 }
 
 // A payload without a record is one of zeros, so that the reader stays in step.
@@ -50,14 +56,14 @@ unsigned char* Kept(const Payload& payload) {
 
 CVXCSerialize& operator<<(CVXCSerialize& stream, SMediaDescript& record) {
     RecordWriter fields(stream);
-    fields.Field(record.type);
+    fields.Numbers(record.type);
     if (record.type == kFiles) {
         SMediaDescriptFiles none{};
         Walk(fields, PayloadOf(record, none));
     } else if (record.type == kBytes) {
-        fields.Field(record.size);
+        fields.Numbers(record.size);
         if (record.size != 0) { // a reader of size 0 does not look for a block
-            stream.WriteBlock(record.data, record.size);
+            fields.Bytes(record.data, record.size);
         }
     } else if (record.type == kExtra) {
         SMediaDescriptExtra none{};
@@ -67,7 +73,7 @@ CVXCSerialize& operator<<(CVXCSerialize& stream, SMediaDescript& record) {
         }
         Walk(fields, payload);
         if (payload.extraSize != 0) {
-            stream.WriteBlock(payload.extra, payload.extraSize);
+            fields.Bytes(payload.extra, payload.extraSize);
         }
     }
     return stream;
@@ -75,15 +81,15 @@ CVXCSerialize& operator<<(CVXCSerialize& stream, SMediaDescript& record) {
 
 CVXCSerialize& operator>>(CVXCSerialize& stream, SMediaDescript& record) {
     RecordReader fields(stream); // the payload goes through its temporary too
-    fields.Field(record.type);
+    fields.Numbers(record.type);
     if (record.type == kFiles) {
         SMediaDescriptFiles payload{};
         Walk(fields, payload);
         record.data = Kept(payload);
     } else if (record.type == kBytes) {
-        fields.Field(record.size);
+        fields.Numbers(record.size);
         if (record.size != 0) {
-            fields.FixedBlock(record.data, record.size);
+            fields.Bytes(record.data, record.size);
         } else {
             record.data = nullptr;
         }
@@ -92,7 +98,7 @@ CVXCSerialize& operator>>(CVXCSerialize& stream, SMediaDescript& record) {
         Walk(fields, payload);
         Memory extra;
         if (payload.extraSize != 0) {
-            extra.reset(vxcio::ReadAttachment(stream, payload.extraSize));
+            extra.reset(fields.Attachment(payload.extraSize));
         }
         payload.extra = extra.get();
         record.data = Kept(payload);
