@@ -108,8 +108,6 @@ TEST_F(ProgramTest, TheProgramIsTheLongestBeginningThatIsAFile) {
     EXPECT_EQ(Run(second).Value("program"), second);
     const std::string third = Put("a dir/x y z report");
     EXPECT_EQ(Run(third).Value("program"), third);
-    EXPECT_EQ(Run(m_folder.Name("a dir/x") + " report " + m_folder.Name("other") + " y").Value("program"),
-              "");
 }
 
 TEST_F(ProgramTest, AFolderIsNoProgram) {

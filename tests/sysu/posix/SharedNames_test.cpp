@@ -300,7 +300,8 @@ TEST(SharedNameTest, TheFirstNameOfAProcessRemovesWhatCrashesHaveLeft) {
                 MakeFile(path, 0600);
             }
             MakeFile(start + "foreign.m", 0644);
-            HeldSection section(CreateNamedSection(L"new", 4096, nullptr));
+            Peer next(Peers().back(), {"hold", "new", "4096"});
+            ASSERT_TRUE(next.IsReady());
             for (const std::string& path : stale) {
                 EXPECT_FALSE(IsFileThere(path)) << path;
             }

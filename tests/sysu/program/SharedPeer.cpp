@@ -80,12 +80,12 @@ bool Hold(const Words& words) {
     return vxcio::CloseSection(section) != 0 && vxcio::UnmapSection(view) != 0 && VXC_CloseHandle(event) != 0;
 }
 
-bool Wait(const Words& words) {
-    void* const event = vxcio::OpenNamedEvent(vxcio::FromUtf8(words.at(0)).c_str());
+bool Wait(const std::string& name, void (*ready)()) {
+    void* const event = vxcio::OpenNamedEvent(vxcio::FromUtf8(name).c_str());
     if (event == nullptr) {
         return false;
     }
-    SayReady();
+    ready();
     return VXC_WaitForSingleObject(event, kHangLimit) == VXC_WAIT_OBJECT_0;
 }
 
@@ -145,7 +145,7 @@ bool Report(const Words& words, const char* program) {
     }
     // In one step, so that who looks for it finds the whole of it.
     std::filesystem::rename(whole + ".part", whole);
-    return words.size() < 2 || Wait({words.at(1)});
+    return words.size() < 2 || Wait(words.at(1), [] {});
 }
 
 bool Run(const std::string& command, const Words& words, const char* program) {
@@ -159,7 +159,7 @@ bool Run(const std::string& command, const Words& words, const char* program) {
         return Hold(words);
     }
     if (command == "wait") {
-        return Wait(words);
+        return Wait(words.at(0), SayReady);
     }
     if (command == "invert") {
         return Invert(words);
