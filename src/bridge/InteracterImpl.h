@@ -50,6 +50,7 @@ public:
     int InitSenderEnd() noexcept;
 
     vxcio::ChannelSpaces Usable() const noexcept;
+    bool IsRequestSpaceShared() const noexcept;
 
 private:
     int InitSender() noexcept;

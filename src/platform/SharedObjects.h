@@ -21,6 +21,8 @@ struct SharedObjectTable {
     // Nonzero on success; 0 for an address that is no view, which changes nothing.
     int (*unmapView)(void* address);
     int (*closeMapping)(void* mapping);
+    // Nonzero while somebody else has opened the section too.
+    int (*hasOthers)(void* mapping);
     // Auto-reset events, to be waited for, signalled and closed by the VXC_ operations. A taken name gives
     // the event that is there, as it stands.
     void* (*createEvent)(const wchar_t* name);

@@ -21,6 +21,9 @@ VXCSOFTCODECSYSU_API void* OpenNamedSection(const wchar_t* name) noexcept;
 // The whole section, with zeros of this process behind it up to `least` bytes. *bytes, unless null, gets the
 // length of the section. Null for a section without bytes and where addresses lack.
 VXCSOFTCODECSYSU_API void* MapSection(void* section, uint32 least, uint64* bytes) noexcept;
+// 1 while somebody else, in this process or another one, has opened the section; 0 when this handle and its
+// views are all there is, and for what is no handle.
+VXCSOFTCODECSYSU_API int SectionHasOthers(void* section) noexcept;
 // 1, or 0 for an address that is not the start of a view.
 VXCSOFTCODECSYSU_API int UnmapSection(void* address) noexcept;
 // 1, or 0 for what is no handle of a section. Views stay.

@@ -240,6 +240,22 @@ SharedFile::~SharedFile() {
     }
 }
 
+bool SharedFile::HasOthers() const noexcept {
+    try {
+        const Guard guard;
+        if (guard.Error() != 0) {
+            return true;
+        }
+        // Under the guard nobody takes the whole lock in the meantime, so the own share is there to be had
+        // again.
+        const bool others = IsAlive(m_descriptor.Get());
+        ShareLock(m_descriptor.Get());
+        return others;
+    } catch (...) {
+        return true;
+    }
+}
+
 void SweepShared() noexcept {
     try {
         const std::string prefix = Prefix();

@@ -41,6 +41,8 @@ public:
     SharedFile& operator=(SharedFile&&) = delete;
 
     int Descriptor() const noexcept { return m_descriptor.Get(); }
+    // Whether somebody else has opened the file; true where that cannot be told.
+    bool HasOthers() const noexcept;
 
     const std::string path;
     const uint64 bytes = 0;

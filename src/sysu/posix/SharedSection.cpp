@@ -84,7 +84,7 @@ void* MapWithTail(int descriptor, std::size_t fileBytes, std::size_t bytes) noex
 }
 
 // The section of a handle; none with last error 6 for what is no handle.
-Section SectionOf(void* handle) {
+Section SectionOf(void* handle) noexcept {
     Registry& registry = TheRegistry();
     const std::lock_guard lock(registry.mutex);
     const auto found = registry.handles.find(reinterpret_cast<std::uintptr_t>(handle));
@@ -190,6 +190,11 @@ void* MapSection(void* section, uint32 least, uint64* bytes) noexcept {
         const Section shared = SectionOf(section);
         return shared == nullptr ? nullptr : Map(shared, least, bytes);
     });
+}
+
+int SectionHasOthers(void* section) noexcept {
+    const Section shared = SectionOf(section);
+    return shared != nullptr && shared->HasOthers() ? 1 : 0;
 }
 
 int UnmapSection(void* address) noexcept {
