@@ -94,9 +94,9 @@ TEST(RequestTest, EachWrongTagIsRefused) {
     spaces.Put(0, L"Name");
     for (const int place : {0, 5, 10, 11, 16, 17}) {
         const unsigned char right = spaces.Request()[place];
-        for (const unsigned char wrong : {0, 'c', 'w', 'q', 'f', 'd', 255, right ^ 0x20}) {
-            spaces.Request()[place] = wrong;
-            EXPECT_FALSE(IsTaken(spaces)) << place << " " << static_cast<int>(wrong);
+        for (const int wrong : {0, 0x63, 0x77, 0x71, 0x66, 0x64, 0xFF, right ^ 0x20}) {
+            spaces.Request()[place] = static_cast<unsigned char>(wrong);
+            EXPECT_FALSE(IsTaken(spaces)) << place << " " << wrong;
         }
         spaces.Request()[place] = right;
     }
