@@ -32,7 +32,7 @@ void Append(std::string& line, const wchar_t* text) {
 
 void Write(void* /*context*/, INFOTYPE /*level*/, const wchar_t* module, const wchar_t* text) {
     try {
-        std::string line = "VXC32ServU: ";
+        std::string line;
         Append(line, module);
         line += ": ";
         Append(line, text);

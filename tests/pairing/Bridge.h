@@ -103,6 +103,10 @@ protected:
     void Start();
     unsigned long long Load(const wchar_t* name = L"TestPlug");
     void Stop();
+    // A channel that is still there when the server is gone, so that it cannot be told of its release: it is
+    // never ended, as the library would not end it either. Names of the test's own channels are not looked at
+    // then.
+    static Channel& Kept(unsigned long long plug);
 };
 
 } // namespace vxcio::test

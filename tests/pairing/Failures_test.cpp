@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include <thread>
+#include <utility>
 
 using namespace vxcio;
 using namespace vxcio::test;
@@ -23,10 +24,15 @@ constexpr uint32 kNoRoom = 8;
 class Named {
 public:
     explicit Named(const std::wstring& name) : m_event(SharedObjects().createEvent(name.c_str())) {}
-    ~Named() { VXC_CloseHandle(m_event); }
+    ~Named() { Close(); }
     Named(const Named&) = delete;
     Named& operator=(const Named&) = delete;
 
+    void Close() {
+        if (m_event != nullptr) {
+            VXC_CloseHandle(std::exchange(m_event, nullptr));
+        }
+    }
     void Signal() const { VXC_SetEvent(m_event); }
     bool Take(unsigned int limit = kPatience) const {
         return VXC_WaitForSingleObject(m_event, limit) == VXC_WAIT_OBJECT_0;
@@ -41,7 +47,7 @@ public:
     }
 
 private:
-    void* const m_event;
+    void* m_event;
 };
 
 class FailuresTest : public BridgeTest {
@@ -58,6 +64,12 @@ protected:
 // A call that hangs until it is told; its late answer is 4711.
 class LateCallTest : public FailuresTest {
 protected:
+    void TearDown() override {
+        for (Named* const event : {&come, &go, &begin, &end}) {
+            event->Close();
+        }
+        FailuresTest::TearDown();
+    }
     void TimeOut(Channel& channel, unsigned int limit) {
         const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(channel.Call(
@@ -72,10 +84,10 @@ protected:
     }
 
     const std::wstring m_id = UniqueId();
-    const Named come{m_id + L"_come"};
-    const Named go{m_id + L"_go"};
-    const Named begin{m_id + L"_EvtBegin"};
-    const Named end{m_id + L"_EvtEnd"};
+    Named come{m_id + L"_come"};
+    Named go{m_id + L"_go"};
+    Named begin{m_id + L"_EvtBegin"};
+    Named end{m_id + L"_EvtEnd"};
 };
 
 } // namespace

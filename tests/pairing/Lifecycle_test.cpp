@@ -5,6 +5,7 @@
 #include "bridge/SystemSender.h"
 #include "frame/ModuleValues.h"
 #include "support/LogCapture.h"
+#include "text/Utf8.h"
 
 #include <gmock/gmock.h>
 
@@ -32,12 +33,11 @@ public:
     explicit OddFolder(const std::string& name)
         : m_root(std::filesystem::temp_directory_path() / ("vxc odd " + std::to_string(OwnProcess()))),
           m_folder(m_root / name) {
-        const std::wstring from = ServerFolder();
+        const std::filesystem::path from = ToUtf8(ServerFolder());
         std::filesystem::create_directories(m_folder / "VXC32");
         // A copy finds its libraries where it was built; a link in its place would be another file by name
         // alone.
-        std::filesystem::copy_file(std::filesystem::path(from) / "VXC32/VXC32ServU.exe",
-                                   m_folder / "VXC32/VXC32ServU.exe");
+        std::filesystem::copy_file(from / "VXC32/VXC32ServU.exe", m_folder / "VXC32/VXC32ServU.exe");
     }
     ~OddFolder() {
         std::error_code ignored;
@@ -46,7 +46,7 @@ public:
     OddFolder(const OddFolder&) = delete;
     OddFolder& operator=(const OddFolder&) = delete;
 
-    std::wstring Path() const { return m_folder.wstring(); }
+    std::wstring Path() const { return FromUtf8(m_folder.string()); }
     std::string Server() const { return (m_folder / "VXC32/VXC32ServU.exe").string(); }
 
 private:
@@ -84,8 +84,8 @@ TEST_F(LifecycleTest, AStopLeavesNeitherProcessNorNameNorZombie) {
 TEST_F(LifecycleTest, AStopWithChannelsUpEndsTheServerAllTheSame) {
     Start();
     const unsigned long long plug = Load();
-    Channel first(plug);
-    Channel second(plug);
+    Channel& first = Kept(plug);
+    Channel& second = Kept(plug);
     EXPECT_TRUE(first.Works());
     EXPECT_TRUE(second.Works());
     Stop();

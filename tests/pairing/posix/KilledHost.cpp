@@ -81,6 +81,7 @@ KilledHost::KilledHost(Life life) {
     m_process = fork();
     if (m_process == 0) {
         dup2(ends[1], kLetters);
+        dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
         execl("/proc/self/exe", "host", nullptr);
         _exit(127);
     }

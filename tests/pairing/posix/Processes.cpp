@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,7 +19,9 @@ namespace fs = std::filesystem;
 
 std::string Content(const fs::path& path) {
     std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    std::ostringstream content;
+    content << in.rdbuf(); // a process that ends meanwhile is an error of the stream here, and no exception
+    return content.str();
 }
 
 std::vector<std::string> Split(const std::string& zeroed) {
