@@ -73,7 +73,7 @@ protected:
         return code;
     }
 
-    const PlatformScope platform;
+    PlatformScope platform;
     unsigned long long m_plug = 0;
 };
 

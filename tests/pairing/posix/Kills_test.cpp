@@ -164,7 +164,7 @@ TEST_F(KillsTest, ANewHostWithTheKilledOnesNumberStartsAsIfNothingHadBeen) {
     ASSERT_TRUE(Eventually([&] { return host.HasEnded() && ServersOf(host.Id()).empty(); }));
     static uint32 s_number = 0;
     s_number = host.Id();
-    const PlatformScope platform;
+    PlatformScope platform;
     platform.Processes().processId = [] { return s_number; };
     const LogCapture log;
     const std::wstring folder = ServerFolder();
