@@ -157,7 +157,8 @@ TEST(SharedNameTest, WhatALongNameIsCutToIsTheFileOfNoShortOne) {
     // "yy...y+0123456789abcdef+181": the short name would have its digest and length for coded characters.
     int tried = 0;
     for (int i = 100; i < 200; ++i) {
-        const std::string file = FileOf((std::wstring(178, L'y') + std::to_wstring(i)).c_str());
+        const std::wstring whole = std::wstring(140, L'y') + std::to_wstring(i) + std::wstring(38, L'y');
+        const std::string file = FileOf(whole.c_str());
         const std::size_t digest = file.find_first_not_of('y') + 1;
         ASSERT_EQ(file.substr(digest + 16), "+181.m");
         const int first = std::stoi(file.substr(digest, 2), nullptr, 16);
