@@ -1,18 +1,12 @@
 #include "bridge/RecordsStreams.h"
 #include "support/MemoryLack.h"
 
-#include <memory>
 #include <new>
 
 using namespace vxcio;
 using namespace vxcio::test;
 
 namespace {
-
-struct Freed {
-    void operator()(unsigned char* memory) const { SerilizeFree(memory); }
-};
-using Memory = std::unique_ptr<unsigned char, Freed>;
 
 constexpr EPlugValue kType{77};
 
