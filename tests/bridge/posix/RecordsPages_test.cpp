@@ -107,10 +107,10 @@ TEST(RecordPagesBlocksTest, AttachmentsTakeNoMoreMemoryThanTheStreamBacks) {
     Bytes failing;
     PutNumber(failing, 'l', 1);
     PutNumber(failing, 'l', kTold);
-    Bytes short5 = failing;
-    PutBlock(short5, short5.data(), 5);
+    Bytes shorter = failing;
+    PutBlock(shorter, failing.data(), 5);
     PutNumber(failing, 'q', 0);
-    for (const Bytes& bytes : {failing, short5}) {
+    for (const Bytes& bytes : {failing, shorter}) {
         SPlugAppendInfo_T record{};
         auto stream = StreamOver(bytes.data(), bytes.size(), VXC_SERIALIZE_LOAD);
         stream >> record;
