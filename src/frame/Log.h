@@ -17,6 +17,11 @@ inline uint32 Low32(const void* pointer) {
     return static_cast<uint32>(reinterpret_cast<std::uintptr_t>(pointer));
 }
 
+// The high ones; 0 where an address has no more than 32.
+inline uint32 High32(const void* pointer) {
+    return static_cast<uint32>(uint64{reinterpret_cast<std::uintptr_t>(pointer)} >> 32);
+}
+
 // "%d", "%x", "%c" take 32 bits, "%lld" 64, "%s" a wide string, "%S" a narrow one, "%f" a double.
 template <class... Arguments>
 void Log(INFOTYPE level, const wchar_t* format, Arguments... arguments) noexcept {

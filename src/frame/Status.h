@@ -7,6 +7,7 @@
 
 inline constexpr uint32 VXC_STATUS_OK = 0;
 inline constexpr uint32 VXC_STATUS_NOT_AVAILABLE = 0x80000002u; // operation not available, or no source
+inline constexpr uint32 VXC_STATUS_NO_COMMAND = 0x80000004u;    // the name of a remote call is missing
 inline constexpr uint32 VXC_STATUS_NO_FILE_IO = 0x80000005u;    // no CSoftDataIO was set
 inline constexpr uint32 VXC_STATUS_LIST = 0x80000009u;          // files could not be added to an open list
 inline constexpr uint32 VXC_STATUS_TIME_OUT = 0x8000000Du;      // time-out, or a disk known to be dead

@@ -1,5 +1,6 @@
 #include "module/Attach.h"
 
+#include "bridge/SystemSender.h"
 #include "frame/Log.h"
 #include "frame/ModuleValues.h"
 #include "frame/ReadSetting.h"
@@ -147,6 +148,9 @@ void ModuleAttach() noexcept {
 }
 
 void ModuleDetach() noexcept {
+    // The server is not told to quit: it ends by itself when its host is gone.
+    FreeSystemSenders();
+    ClearProcessIdText();
     // Asked even when attach left the cache alone.
     if (Module().FileCachePrivilege.load(std::memory_order_relaxed) == 0) {
         return;

@@ -1,6 +1,14 @@
 // VXCSoftCodecIO.h - the whole public interface of the library.
 #pragma once
 
+#include "bridge/ChannelSpaces.h"
+#include "bridge/Interacter.h"
+#include "bridge/InteractorID.h"
+#include "bridge/Records.h"
+#include "bridge/RemoteCall.h"
+#include "bridge/Serialize.h"
+#include "bridge/ServerProcess.h"
+#include "bridge/VXC32Plug.h"
 #include "buffers/BitsStream.h"
 #include "buffers/EsBuffer.h"
 #include "buffers/StreamBuffer.h"

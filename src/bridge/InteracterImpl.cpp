@@ -1,0 +1,197 @@
+#include "bridge/InteracterImpl.h"
+
+#include "frame/Log.h"
+#include "frame/Status.h"
+#include "platform/Process.h"
+#include "platform/SharedObjects.h"
+
+#include <algorithm>
+#include <cstring>
+#include <typeinfo>
+#include <utility>
+
+using namespace vxcio;
+
+namespace {
+
+// Until Initialize tells another one.
+constexpr uint32 kFirstInSize = 524288;
+
+} // namespace
+
+CVXCInteracter::CVXCInteracter() noexcept = default;
+CVXCInteracter::CVXCInteracter(const CVXCInteracter&) noexcept = default;
+CVXCInteracter& CVXCInteracter::operator=(const CVXCInteracter&) noexcept = default;
+CVXCInteracter::~CVXCInteracter() = default;
+
+CVXCInteracterImpl::CVXCInteracterImpl(int role)
+    : m_nRole(role), m_lock(Ref<RecursiveLock>::Adopt(new RecursiveLock)) {
+    m_inMap.size = kFirstInSize;
+}
+
+CVXCInteracterImpl::~CVXCInteracterImpl() {
+    Release();
+    m_lock->Close();
+}
+
+void CVXCInteracterImpl::Assign(unsigned long long plugHandle, const wchar_t* id, unsigned int inSize,
+                                unsigned int outSize) noexcept {
+    m_strID = id;
+    m_nPlugHandle = plugHandle;
+    m_outMap.size = outSize;
+    m_inMap.size = inSize;
+    m_strInMapName = m_strID + L"_InMap";
+    m_strBeginEventName = m_strID + L"_EvtBegin";
+    m_strOutMapName = m_strID + L"_OutMap";
+    m_strEndEventName = m_strID + L"_EvtEnd";
+}
+
+int CVXCInteracterImpl::Initialize(unsigned long long plugHandle, const wchar_t* id, unsigned int inSize,
+                                   unsigned int outSize) noexcept {
+    Assign(plugHandle, id, inSize, outSize);
+    LogTrace(L"%s ID: %s [thread:%d]", m_nRole != 0 ? L"Sender" : L"Receiver", m_strID.c_str(),
+             Process().threadId());
+    return m_nRole != 0 ? InitSender() : InitReceiver();
+}
+
+void CVXCInteracterImpl::Release() noexcept {
+    if (m_nPlugHandle != 0 && m_nRole != 0 && m_nRemoteHandle != 0 && !TellServerOfRelease()) {
+        return;
+    }
+    if (!m_receiverThread.Stop()) {
+        LogError(L"%s", L"Release() failed : called by the receiver callback");
+        return;
+    }
+    m_outMap.Unmap();
+    m_inMap.Unmap();
+    m_inMap.CloseMapping();
+    m_outMap.CloseMapping();
+    for (void** const event : {&m_hBeginEvent, &m_hEndEvent}) {
+        if (*event != nullptr) {
+            VXC_CloseHandle(std::exchange(*event, nullptr));
+        }
+    }
+}
+
+int CVXCInteracterImpl::GetInteractorID(wchar_t* buffer, unsigned int bufferBytes) noexcept {
+    const std::size_t bytes = (static_cast<std::size_t>(m_strID.GetLength()) + 1) * sizeof(wchar_t);
+    if (buffer == nullptr || bytes > bufferBytes) {
+        return -1;
+    }
+    std::memcpy(buffer, m_strID.c_str(), bytes);
+    return 0;
+}
+
+int CVXCInteracterImpl::SetReceiverCallback(PFN_RECEIVER_CALLBACK callback, void* context) noexcept {
+    m_pfnReceiver = callback;
+    m_pReceiverContext = context;
+    return 0;
+}
+
+int CVXCInteracterImpl::ObtainSMMSpaceAddress(void** inSpace, unsigned int* inSize, void** outSpace,
+                                              unsigned int* outSize) noexcept {
+    if (inSpace != nullptr) {
+        *inSpace = m_inMap.view;
+    }
+    if (inSize != nullptr) {
+        *inSize = m_inMap.size;
+    }
+    if (outSpace != nullptr) {
+        *outSpace = m_outMap.view;
+    }
+    if (outSize != nullptr) {
+        *outSize = m_outMap.size;
+    }
+    return 0;
+}
+
+int CVXCInteracterImpl::RemoteCall(unsigned int timeoutMs) noexcept {
+    // Discards the late signal of a call that was given up.
+    VXC_ResetEvent(m_hEndEvent);
+    VXC_SetEvent(m_hBeginEvent);
+    if (VXC_WaitForSingleObject(m_hEndEvent, timeoutMs) != VXC_WAIT_OBJECT_0) {
+        LogTrace(L"%s", L"Wait for Child Process function's return, but time is out!");
+        return static_cast<int>(VXC_STATUS_TIME_OUT);
+    }
+    return 0;
+}
+
+void CVXCInteracterImpl::Lock() noexcept {
+    const Ref<RecursiveLock> lock = m_lock;
+    lock->Enter();
+}
+
+void CVXCInteracterImpl::Unlock() noexcept {
+    const Ref<RecursiveLock> lock = m_lock;
+    lock->Leave();
+}
+
+ChannelSpaces CVXCInteracterImpl::Usable() const noexcept {
+    ChannelSpaces spaces = {m_inMap.view, m_inMap.Usable(), m_outMap.view, m_outMap.Usable()};
+    if (m_nRole == 0 && m_inMap.view != nullptr) {
+        // The host made it, and its length is not told to this end.
+        spaces.requestBytes = static_cast<uint32>(std::min<uint64>(m_inMap.mapped, 0xFFFFFFFFu));
+    }
+    return spaces;
+}
+
+bool CVXCInteracterImpl::IsRequestSpaceShared() const noexcept {
+    return m_inMap.mapping != nullptr && SharedObjects().hasOthers(m_inMap.mapping) != 0;
+}
+
+int CVXCInteracterImpl::Fail(const wchar_t* text) noexcept {
+    LogError(L"%s", text);
+    return -1;
+}
+
+int CVXCInteracterImpl::FailReleased(const wchar_t* text) noexcept {
+    Fail(text);
+    Release();
+    return -1;
+}
+
+int CVXCInteracterImpl::FailToOpen(const wchar_t* format) noexcept {
+    CVXCString text;
+    text.Format(format, VXC_GetLastError());
+    return Fail(text.c_str());
+}
+
+bool CVXCInteracterImpl::Place(void*& event, void* made) noexcept {
+    if (void* const old = std::exchange(event, made); old != nullptr) {
+        VXC_CloseHandle(old);
+    }
+    return event != nullptr;
+}
+
+ChannelSpaces vxcio::UsableSpaces(CVXCInteracter& channel) noexcept {
+    if (typeid(channel) == typeid(CVXCInteracterImpl)) {
+        return static_cast<CVXCInteracterImpl&>(channel).Usable();
+    }
+    void* request = nullptr;
+    void* reply = nullptr;
+    ChannelSpaces spaces = {};
+    channel.ObtainSMMSpaceAddress(&request, &spaces.requestBytes, &reply, &spaces.replyBytes);
+    spaces.request = static_cast<unsigned char*>(request);
+    spaces.reply = static_cast<unsigned char*>(reply);
+    return spaces;
+}
+
+int vxcio::HasPeer(CVXCInteracter& channel) noexcept {
+    return typeid(channel) == typeid(CVXCInteracterImpl) &&
+                   static_cast<CVXCInteracterImpl&>(channel).IsRequestSpaceShared()
+               ? 1
+               : 0;
+}
+
+CVXCInteracter* ConstructVXCInteratcter(int role) noexcept {
+    try {
+        return new CVXCInteracterImpl(role);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
+int DeleteVXCInteratcter(CVXCInteracter* channel) noexcept {
+    delete channel;
+    return 0;
+}

@@ -1,0 +1,87 @@
+// InteracterImpl.h - the one implementation of a channel's end, host's and server's.
+//
+//   object          name            made by    opened by
+//   request space   <id>_InMap      Sender     Receiver
+//   reply space     <id>_OutMap     Receiver   Sender
+//   begin event     <id>_EvtBegin   Sender     Receiver
+//   end event       <id>_EvtEnd     Sender     Receiver
+//
+// A marker in each space tells that it was made for this: the Sender writes one to the request space before
+// anybody hears of it, the Receiver one to the reply space before it signals end for the first time.
+//
+// The sizes of the spaces are those that were asked for, and are handed out so. Beside each view stands the
+// length of the section that is really there; the library's own streams never go beyond that.
+#pragma once
+
+#include "bridge/ChannelSpaces.h"
+#include "bridge/Interacter.h"
+#include "bridge/MappedSpace.h"
+#include "bridge/ReceiverThread.h"
+#include "bridge/RecursiveLock.h"
+#include "frame/Counted.h"
+#include "frame/VXCString.h"
+
+class CVXCInteracterImpl final : public CVXCInteracter {
+public:
+    // Throws std::bad_alloc.
+    explicit CVXCInteracterImpl(int role);
+    CVXCInteracterImpl(const CVXCInteracterImpl&) = delete;
+    CVXCInteracterImpl& operator=(const CVXCInteracterImpl&) = delete;
+    ~CVXCInteracterImpl() override;
+
+    int Initialize(unsigned long long plugHandle, const wchar_t* id, unsigned int inSize,
+                   unsigned int outSize) noexcept override;
+    void Release() noexcept override;
+    int GetInteractorID(wchar_t* buffer, unsigned int bufferBytes) noexcept override;
+    int SetReceiverCallback(PFN_RECEIVER_CALLBACK callback, void* context) noexcept override;
+    int ObtainSMMSpaceAddress(void** inSpace, unsigned int* inSize, void** outSpace,
+                              unsigned int* outSize) noexcept override;
+    int RemoteCall(unsigned int timeoutMs) noexcept override;
+    int AdjustInSMMSpaceSize(unsigned int size) noexcept override;
+    int AdjustOutSMMSpaceSize(unsigned int size) noexcept override;
+    void Lock() noexcept override;
+    void Unlock() noexcept override;
+
+    // The steps of a Sender's set-up, for the channel that has no other one to tell its server by. The two
+    // latter give 0, or -1 with everything released.
+    void Assign(unsigned long long plugHandle, const wchar_t* id, unsigned int inSize,
+                unsigned int outSize) noexcept;
+    int InitSenderFirst() noexcept;
+    int InitSenderEnd() noexcept;
+
+    vxcio::ChannelSpaces Usable() const noexcept;
+    bool IsRequestSpaceShared() const noexcept;
+
+private:
+    int InitSender() noexcept;
+    // What Initialize gives, unless the set-up goes on.
+    int TellServerOfChannel(bool& goesOn) noexcept;
+    bool TellServerOfRelease() noexcept;
+    int InitReceiver() noexcept;
+    int OpenForReceiver() noexcept;
+    int MakeReplySpace() noexcept;
+
+    // Log a failure and give -1, the second one with everything released.
+    int Fail(const wchar_t* text) noexcept;
+    int FailReleased(const wchar_t* text) noexcept;
+    int FailToOpen(const wchar_t* format) noexcept;
+    // Puts an event that was made or opened into its place, where an older one may stand. False for none.
+    static bool Place(void*& event, void* made) noexcept;
+
+    const int m_nRole;
+    CVXCString m_strID;
+    uint64 m_nPlugHandle = 0;
+    uint64 m_nRemoteHandle = 0; // the server's handle of its end; 0 when it has none
+    CVXCString m_strInMapName;
+    CVXCString m_strBeginEventName;
+    CVXCString m_strOutMapName;
+    CVXCString m_strEndEventName;
+    vxcio::MappedSpace m_inMap;  // requests; its handle is the m_hInMapFile of the log
+    vxcio::MappedSpace m_outMap; // replies; m_hOutMapFile and m_pOutMapSMM
+    void* m_hBeginEvent = nullptr;
+    void* m_hEndEvent = nullptr;
+    vxcio::ReceiverThread m_receiverThread;
+    PFN_RECEIVER_CALLBACK m_pfnReceiver = nullptr;
+    void* m_pReceiverContext = nullptr;
+    vxcio::Ref<vxcio::RecursiveLock> m_lock;
+};

@@ -1,0 +1,163 @@
+#include "bridge/ServerProcess.h"
+
+#include "bridge/Messages.h"
+#include "bridge/SystemSender.h"
+#include "frame/Log.h"
+#include "frame/ModuleValues.h"
+#include "platform/Process.h"
+
+#include <mutex>
+
+using namespace vxcio;
+
+namespace {
+
+constexpr uint32 kSystemSpaceBytes = 1048576;
+
+// Milliseconds.
+constexpr uint32 kQuitTimeOut = 10000;
+constexpr uint32 kPlugTimeOut = 5000;
+
+// With its trailing blank, behind which the id follows on the command line.
+constexpr const wchar_t* kServerFile = L"\\VXC32\\VXC32ServU.exe ";
+
+// Two first starts at once would both make a sender. Never held where only the sender is asked for.
+constinit std::mutex g_startStop;
+
+// Starts less stops, the first start not counted; goes below 0 and may wrap. Guarded by the lock.
+constinit uint32 g_references = 0;
+
+int FailedStart() noexcept {
+    RetireSystemSender();
+    return -1;
+}
+
+int StartServer(CVXCInteracterImpl& sender) noexcept {
+    CVXCString path(Module().szModuleDirectory);
+    path += kServerFile;
+    if (VXC_DoesFileExistsW(path) == 0) {
+        // The sender stays, with nobody behind it.
+        LogError(L"Program %s doesn't exist!", path.c_str());
+        return -1;
+    }
+    LogTrace(L"vxc32.exe path name: %s", path.c_str());
+    path += ProcessIdText();
+    LogTrace(L"CreateVXC32ServProcess(): Begin CreateProcess() = %s", path.c_str());
+    void* const process = Process().start(path);
+    if (process == nullptr) {
+        CVXCString text;
+        text.Format(L"CreateVXC32ServProcess(): CreateProcess failed (%d).\n", VXC_GetLastError());
+        LogError(L"%s", text.c_str());
+        return FailedStart();
+    }
+    LogTrace(L"CreateVXC32ServProcess(): End CreateProcess() = %s", path.c_str());
+    const int result = sender.InitSenderEnd();
+    Process().closeProcess(process);
+    if (result != 0) {
+        RetireSystemSender();
+        LogError(L"CreateVXC32ServProcess(): CreateVXC32ServProcess failed : InitSenderEnd return 0x%08x",
+                 result);
+        return -1;
+    }
+    return 0;
+}
+
+} // namespace
+
+int CreateVXC32ServProcess() noexcept {
+    const std::lock_guard lock(g_startStop);
+    if (SystemSender() != nullptr) {
+        ++g_references;
+        return 0;
+    }
+    MakeProcessIdText();
+    CVXCInteracterImpl* const sender = MakeSystemSender();
+    if (sender == nullptr) {
+        return -1;
+    }
+    const CVXCString id = ProcessIdText();
+    sender->Assign(0, id, kSystemSpaceBytes, kSystemSpaceBytes);
+    LogTrace(L"CreateVXC32ServProcess(): SysSender ID: %s", id.c_str());
+    return sender->InitSenderFirst() != 0 ? FailedStart() : StartServer(*sender);
+}
+
+int DestoryVXC32ServProcess() noexcept {
+    const std::lock_guard lock(g_startStop);
+    CVXCInteracterImpl* const sender = SystemSender();
+    if (sender == nullptr) {
+        return 0;
+    }
+    if (static_cast<int32>(--g_references) > 0) {
+        return 0;
+    }
+    // To the end of the release: who waits for the lock finds the spaces gone and not going.
+    const ChannelLock channel(*sender);
+    const CallResult call = CallServer(*sender, L"Call_QuitVXC32Serv", kQuitTimeOut, NoArguments, NoResults);
+    switch (call.end) {
+    case CallEnd::NoSpaces:
+        LogError(L"DestoryVXC32ServProcess failed : can't ObtainSMMSpaceAddress 0x%08x", call.status);
+        return call.status;
+    case CallEnd::NoAnswer:
+        LogError(L"DestoryVXC32ServProcess failed : RemoteCall return error 0x%08x", call.status);
+        return call.status;
+    case CallEnd::Refused:
+        LogError(L"DestoryVXC32ServProcess failed : RemoteCall result 0x%08x", call.status);
+        return call.status;
+    case CallEnd::Done:
+        break;
+    }
+    RetireSystemSender();
+    return 0;
+}
+
+unsigned long long RemoteLoadVXC32Plug(const wchar_t* path) noexcept {
+    CVXCInteracter* const sender = ObtainSysSender();
+    if (sender == nullptr) {
+        LogError(L"%s", L"RemoteLoadVXC32Plug failed! ObtainSysSender return NULL");
+        return 0;
+    }
+    const ChannelLock lock(*sender);
+    unsigned long long handle = 0;
+    const auto write = [path](CVXCSerialize& request) { request << path; };
+    const auto read = [&handle](CVXCSerialize& reply) { reply >> handle; };
+    const CallResult call = CallServer(*sender, L"Call_LoadPlug", kPlugTimeOut, write, read);
+    switch (call.end) {
+    case CallEnd::NoSpaces:
+        LogError(L"RemoteLoadVXC32Plug failed : can't ObtainSMMSpaceAddress 0x%08x", call.status);
+        return 0;
+    case CallEnd::NoAnswer:
+        LogError(L"RemoteLoadVXC32Plug failed : RemoteCall return error 0x%08x", call.status);
+        return 0;
+    case CallEnd::Refused:
+        LogError(L"RemoteLoadVXC32Plug failed : RemoteCall result 0x%08x", call.status);
+        return 0;
+    case CallEnd::Done:
+        break;
+    }
+    return handle;
+}
+
+int RemoteFreeVXC32Plug(unsigned long long handle) noexcept {
+    CVXCInteracter* const sender = ObtainSysSender();
+    if (sender == nullptr) {
+        LogError(L"%s", L"RemoteFreeVXC32Plug failed! ObtainSysSender return NULL");
+        return 0;
+    }
+    const ChannelLock lock(*sender);
+    const auto write = [handle](CVXCSerialize& request) { request << handle; };
+    const CallResult call = CallServer(*sender, L"Call_FreePlug", kPlugTimeOut, write, NoResults);
+    switch (call.end) {
+    case CallEnd::NoSpaces:
+        LogError(L"RemoteFreeVXC32Plug failed : can't ObtainSMMSpaceAddress 0x%08x", call.status);
+        break;
+    case CallEnd::NoAnswer:
+        LogError(L"RemoteFreeVXC32Plug failed : RemoteCall return error 0x%08x", call.status);
+        break;
+    case CallEnd::Refused:
+        LogError(L"RemoteFreeVXC32Plug failed : RemoteCall result 0x%08x", call.status);
+        break;
+    case CallEnd::Done:
+        break;
+    }
+    return call.status;
+}
