@@ -41,7 +41,7 @@ Registry& TheRegistry() {
     return *registry;
 }
 
-// Handles are numbers that were never given out before, and never the address of a page.
+// Handles are numbers that are not given out again soon, and never the address of a page or of an event.
 constexpr std::uintptr_t kHandleStep = 8;
 constexpr std::uintptr_t kHandleMark = 4;
 
@@ -52,7 +52,10 @@ void* Register(std::optional<SharedFile>&& file) {
     auto section = std::make_shared<const SharedFile>(std::move(*file));
     Registry& registry = TheRegistry();
     const std::lock_guard lock(registry.mutex);
-    const std::uintptr_t handle = (registry.lastHandle += kHandleStep) + kHandleMark;
+    std::uintptr_t handle = 0;
+    do {
+        handle = (registry.lastHandle += kHandleStep) + kHandleMark;
+    } while (registry.handles.contains(handle)); // numbers of 32 bits come round
     registry.handles.emplace(handle, std::move(section));
     return reinterpret_cast<void*>(handle);
 }
@@ -182,7 +185,13 @@ void* CreateNamedSection(const wchar_t* name, uint32 bytes, int* existed) noexce
 }
 
 void* OpenNamedSection(const wchar_t* name) noexcept {
-    return WithMemory([&] { return Register(OpenShared(name, SharedKind::Section)); });
+    return WithMemory([&] {
+        void* const handle = Register(OpenShared(name, SharedKind::Section));
+        if (handle != nullptr) {
+            SetLastError(VXC_ERROR_SUCCESS);
+        }
+        return handle;
+    });
 }
 
 void* MapSection(void* section, uint32 least, uint64* bytes) noexcept {
