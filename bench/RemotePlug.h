@@ -52,12 +52,14 @@ public:
         m_channel->Unlock();
     }
     void Call(uint32 command) {
-        Call(command, [](CVXCSerialize&) {}, [](CVXCSerialize&) {});
+        Call(
+            command, [](CVXCSerialize&) {}, [](CVXCSerialize&) {});
     }
 
     uint32 ServerProcess() {
         uint32 process = 0;
-        Call(kProcessId, [](CVXCSerialize&) {}, [&process](CVXCSerialize& reply) { reply >> process; });
+        Call(
+            kProcessId, [](CVXCSerialize&) {}, [&process](CVXCSerialize& reply) { reply >> process; });
         return process;
     }
 

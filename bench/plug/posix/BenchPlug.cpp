@@ -1,7 +1,7 @@
 // A plug-in that does next to nothing, for measuring what a call costs.
-#include "plug/BenchCommands.h"
 #include "bridge/VXC32Plug.h"
 #include "frame/SystemLayer.h"
+#include "plug/BenchCommands.h"
 
 #include <unistd.h>
 
