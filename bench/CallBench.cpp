@@ -5,6 +5,7 @@
 // 10 ms, and sleep. "IdleSecond" is no speed: its counter tells the processor time that waiting costs.
 #include "BareFutex.h"
 #include "CallTimes.h"
+#include "InsistOn.h"
 #include "RemotePlug.h"
 #include "frame/SystemLayer.h"
 #include "posix/Partner.h"

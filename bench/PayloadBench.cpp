@@ -2,6 +2,7 @@
 // reply, where it is taken as it lies: two copies, on two cores. Beside it a socket, and two copies within
 // this process.
 #include "CallTimes.h"
+#include "InsistOn.h"
 #include "MixedBytes.h"
 #include "RemotePlug.h"
 #include "posix/Partner.h"

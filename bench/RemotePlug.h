@@ -1,6 +1,7 @@
 // RemotePlug.h - the plug-in for benchmarks in a server, and a channel to it.
 #pragma once
 
+#include "InsistOn.h"
 #include "bridge/Interacter.h"
 #include "bridge/InteractorID.h"
 #include "bridge/RemoteCall.h"
@@ -8,10 +9,6 @@
 #include "bridge/ServerProcess.h"
 #include "frame/Types.h"
 #include "plug/BenchCommands.h"
-
-#include <cstdio>
-#include <cstdlib>
-#include <iterator>
 
 namespace bench {
 
@@ -22,12 +19,12 @@ class RemotePlug {
 public:
     RemotePlug() : m_channel(ConstructVXCInteratcter(VXC_INTERACTER_SENDER)) {
         wchar_t id[64];
-        Insist(CreateVXC32ServProcess() == 0, "starting the server");
+        InsistOn(CreateVXC32ServProcess() == 0, "starting the server");
         m_plug = RemoteLoadVXC32Plug(L"" VXC_BENCH_PLUG);
-        Insist(m_plug != 0, "loading the plug-in");
-        Insist(CreateVXCInteractorID(PLUG_TYPE_VIDEO_DECODER, 0, id, sizeof id) == 0, "making an id");
-        Insist(m_channel != nullptr && m_channel->Initialize(m_plug, id, 2 * kPayload, 2 * kPayload) == 0,
-               "setting up the channel");
+        InsistOn(m_plug != 0, "loading the plug-in");
+        InsistOn(CreateVXCInteractorID(PLUG_TYPE_VIDEO_DECODER, 0, id, sizeof id) == 0, "making an id");
+        InsistOn(m_channel != nullptr && m_channel->Initialize(m_plug, id, 2 * kPayload, 2 * kPayload) == 0,
+                 "setting up the channel");
     }
     ~RemotePlug() {
         DeleteVXCInteratcter(m_channel);
@@ -44,11 +41,11 @@ public:
         CVXCSerialize request;
         CVXCSerialize reply;
         const auto number = static_cast<EVXC32_RCALL_CMD>(command);
-        Insist(RemoteCall_In(m_channel, number, nullptr, nullptr, request) == 0, "a call");
+        InsistOn(RemoteCall_In(m_channel, number, nullptr, nullptr, request) == 0, "a call");
         write(request);
-        Insist(RemoteCall_Out(m_channel, kLimit, nullptr, request, reply) == 0, "a call");
+        InsistOn(RemoteCall_Out(m_channel, kLimit, nullptr, request, reply) == 0, "a call");
         read(reply);
-        Insist(request.m_nError == 0 && reply.m_nError == 0, "a call");
+        InsistOn(request.m_nError == 0 && reply.m_nError == 0, "a call");
         m_channel->Unlock();
     }
     void Call(uint32 command) {
@@ -65,13 +62,6 @@ public:
 
 private:
     static constexpr uint32 kLimit = 5000; // milliseconds
-
-    static void Insist(bool isGood, const char* what) {
-        if (!isGood) {
-            std::fprintf(stderr, "%s failed\n", what);
-            std::exit(1);
-        }
-    }
 
     CVXCInteracter* const m_channel;
     unsigned long long m_plug = 0;

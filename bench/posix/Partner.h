@@ -1,24 +1,16 @@
 // Partner.h - a process that answers this one.
 #pragma once
 
+#include "InsistOn.h"
+
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
+#include <new>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utility>
 
 namespace bench {
-
-// Ends the program where something that a peer stands on cannot be had, or a peer does not do its work.
-inline void InsistOn(bool isGood, const char* what) {
-    if (!isGood) {
-        std::fprintf(stderr, "%s does not work\n", what);
-        std::exit(1);
-    }
-}
 
 // Runs `body` over and over in a process of its own, until this object goes. What runs there must not take
 // memory: the other threads of this process stand still in it.

@@ -1,7 +1,7 @@
 // StreamSocket.h - the two ends of a socket between processes of one machine.
 #pragma once
 
-#include "posix/Partner.h"
+#include "InsistOn.h"
 
 #include <cstddef>
 #include <sys/socket.h>
