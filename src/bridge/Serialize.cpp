@@ -423,7 +423,11 @@ CVXCSerialize& CVXCSerialize::operator>>(signed char& value) noexcept {
 }
 
 unsigned char* SerilizeMalloc(unsigned int size) {
-    return new unsigned char[size];
+    unsigned char* const memory = new (std::nothrow) unsigned char[size];
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
 }
 
 void SerilizeFree(unsigned char* memory) {
