@@ -18,6 +18,9 @@ struct ServerFacts {
 // The server of this process; nothing where there is none.
 std::optional<ServerFacts> FindServer();
 
+// Bits of a program or module: 32 or 64; 0 where it is neither, or cannot be read.
+int BitsOf(const std::string& file);
+
 // Whether the process still runs.
 bool IsRunning(uint32 process);
 

@@ -30,10 +30,21 @@ std::string ProgramOf(uint32 process) {
     return std::filesystem::read_symlink(FolderOf(process) + "/exe", error).string();
 }
 
-int BitsOf(uint32 process) {
-    std::ifstream file(FolderOf(process) + "/exe", std::ios::binary);
+// A server carries the number of its host as its last word.
+bool Serves(uint32 process, std::string_view host) {
+    std::ifstream file(FolderOf(process) + "/cmdline", std::ios::binary);
+    const std::string words((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::size_t end = words.find('\0');
+    return end != words.npos && std::string_view(words).substr(0, end).ends_with(kServerFile) &&
+           std::string_view(words).substr(end + 1) == host;
+}
+
+} // namespace
+
+int BitsOf(const std::string& name) {
+    std::ifstream file(name, std::ios::binary);
     char head[EI_NIDENT] = {};
-    if (!file.read(head, sizeof head)) {
+    if (!file.read(head, sizeof head) || !std::string_view(head, SELFMAG).starts_with(ELFMAG)) {
         return 0;
     }
     switch (head[EI_CLASS]) {
@@ -46,17 +57,6 @@ int BitsOf(uint32 process) {
     }
 }
 
-// A server carries the number of its host as its last word.
-bool Serves(uint32 process, std::string_view host) {
-    std::ifstream file(FolderOf(process) + "/cmdline", std::ios::binary);
-    const std::string words((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    const std::size_t end = words.find('\0');
-    return end != words.npos && std::string_view(words).substr(0, end).ends_with(kServerFile) &&
-           std::string_view(words).substr(end + 1) == host;
-}
-
-} // namespace
-
 std::optional<ServerFacts> FindServer() {
     char host[16] = {};
     // With its terminating zero, as words stand in a command line.
@@ -68,7 +68,7 @@ std::optional<ServerFacts> FindServer() {
         const auto [end, result] = std::from_chars(name.data(), name.data() + name.size(), process);
         if (result == std::errc() && end == name.data() + name.size() &&
             Serves(process, std::string_view(host, static_cast<std::size_t>(length)))) {
-            return ServerFacts{process, BitsOf(process), ProgramOf(process)};
+            return ServerFacts{process, BitsOf(FolderOf(process) + "/exe"), ProgramOf(process)};
         }
     }
     return std::nullopt;
