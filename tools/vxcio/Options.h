@@ -60,6 +60,7 @@ struct Options {
     uint32 height = 0;
     uint32 format = 420; // or 422
     uint32 framesPerSecond = 25;
+    std::optional<uint32> calls; // of each kind, for bench
 
     // Of settings.
     std::string setting;

@@ -98,11 +98,18 @@ int Bench(const Options& options, PlugServer& server) {
             throw PlugError("the payload did not come back whole");
         }
     };
-    Measure(kWarmUp, milliseconds{0}, empty);
-    const Times busy = Measure(kBusyCalls, milliseconds{0}, empty);
-    const Times idle = Measure(kIdleCalls, kIdle, empty);
+    const auto most = [&options](std::size_t calls) {
+        return std::min<std::size_t>(calls, options.calls.value_or(UINT32_MAX));
+    };
+    Measure(most(kWarmUp), milliseconds{0}, empty);
+    const Times busy = Measure(most(kBusyCalls), milliseconds{0}, empty);
+    const Times idle = Measure(most(kIdleCalls), kIdle, empty);
     echo();
-    const Times carried = Measure(kPayloadCalls, milliseconds{0}, echo);
+    const Times carried = Measure(most(kPayloadCalls), milliseconds{0}, echo);
+    if (InterruptWanted()) {
+        server.GiveUp();
+        return kExitInterrupted;
+    }
     if (back != payload) {
         throw PlugError("the payload came back with other bytes");
     }

@@ -91,6 +91,9 @@ void AddPlugVerbs(CLI::App& plug, Options& options, const char* footer) {
         Add(plug, options, "bench", "Measure calls to a frame statistics plug-in, for a few seconds");
     bench->callback([&options] { options.verb = Verb::PlugBench; });
     AddTimeOut(*bench, options);
+    bench->add_option("--calls", options.calls, "Make so many calls of each kind at the most")
+        ->check(CLI::Range(uint32{1}, UINT32_MAX))
+        ->type_name("N");
     bench->add_option("PLUG", options.plug, "Path of the module")->type_name("");
     bench->footer(whole);
 }
