@@ -17,6 +17,7 @@
 
 using namespace frame_stats;
 using vxcio::test::Frames;
+using vxcio::test::InWords;
 using vxcio::test::OtherPlace;
 using vxcio::test::Outcome;
 using vxcio::test::RunProgram;

@@ -62,7 +62,8 @@ std::vector<std::string> NamesOf(pid_t host) {
 OtherPlace::OtherPlace(const std::string& servers) {
     for (const auto& entry : fs::directory_iterator(kLibraries)) {
         if (entry.path().filename().string().find(".so") != std::string::npos) {
-            fs::copy(entry.path(), m_folder.Path(), fs::copy_options::copy_symlinks);
+            fs::copy(entry.path(), m_folder.Path() / entry.path().filename(),
+                     fs::copy_options::copy_symlinks);
         }
     }
     if (!servers.empty()) {
@@ -90,8 +91,8 @@ Frames::Frames(uint32 itsWidth, uint32 itsHeight, bool is422, uint32 itsCount, u
     const uint32 chroma = 2 * ((width + 1) / 2) * (is422 ? height : (height + 1) / 2);
     for (uint32 frame = 0; frame < count; ++frame) {
         // Of each frame another stretch of values, so that least and most are not always 0 and 255.
-        const uint32 least = random() % 100;
-        const uint32 span = 1 + random() % 150;
+        const auto least = static_cast<uint32>(random() % 100);
+        const auto span = static_cast<uint32>(1 + random() % 150);
         for (uint32 pixel = 0; pixel < width * height; ++pixel) {
             const auto value = static_cast<uint8>(least + random() % span);
             bytes.push_back(value);
