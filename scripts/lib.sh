@@ -14,7 +14,7 @@ ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)"
         pkg-config libgstreamer1.0-dev libavutil-dev libboost-dev)
     FUZZ_PACKAGES=(clang libclang-rt-14-dev)
     BENCH_PACKAGES=(pkg-config python3 libbenchmark-dev libssl-dev libavformat-dev libavutil-dev
-        libgstreamer1.0-dev libboost-dev fio)
+        libgstreamer1.0-dev libboost-dev libprotobuf-dev protobuf-compiler libcereal-dev fio)
 }
 
 die() {
