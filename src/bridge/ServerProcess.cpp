@@ -27,9 +27,27 @@ constinit std::mutex g_startStop;
 // Starts less stops, the first start not counted; goes below 0 and may wrap. Guarded by the lock.
 constinit uint32 g_references = 0;
 
-int FailedStart() noexcept {
+// Others may have the sender since it was made, and use it under its lock: it changes under that alone.
+int FailedStart(CVXCInteracterImpl& sender) noexcept {
+    const ChannelLock lock(sender);
     RetireSystemSender();
     return -1;
+}
+
+int BeginSender(CVXCInteracterImpl& sender, const wchar_t* id) noexcept {
+    {
+        const ChannelLock lock(sender);
+        sender.Assign(0, id, kSystemSpaceBytes, kSystemSpaceBytes);
+    }
+    LogTrace(L"CreateVXC32ServProcess(): SysSender ID: %s", id);
+    const ChannelLock lock(sender);
+    return sender.InitSenderFirst();
+}
+
+int EndSender(CVXCInteracterImpl& sender) noexcept {
+    sender.AwaitReceiver();
+    const ChannelLock lock(sender);
+    return sender.OpenReplySpace();
 }
 
 int StartServer(CVXCInteracterImpl& sender) noexcept {
@@ -48,13 +66,13 @@ int StartServer(CVXCInteracterImpl& sender) noexcept {
         CVXCString text;
         text.Format(L"CreateVXC32ServProcess(): CreateProcess failed (%d).\n", VXC_GetLastError());
         LogError(L"%s", text.c_str());
-        return FailedStart();
+        return FailedStart(sender);
     }
     LogTrace(L"CreateVXC32ServProcess(): End CreateProcess() = %s", path.c_str());
-    const int result = sender.InitSenderEnd();
+    const int result = EndSender(sender);
     Process().closeProcess(process);
     if (result != 0) {
-        RetireSystemSender();
+        FailedStart(sender);
         LogError(L"CreateVXC32ServProcess(): CreateVXC32ServProcess failed : InitSenderEnd return 0x%08x",
                  result);
         return -1;
@@ -71,14 +89,13 @@ int CreateVXC32ServProcess() noexcept {
         return 0;
     }
     MakeProcessIdText();
-    CVXCInteracterImpl* const sender = MakeSystemSender();
+    const CVXCString id = ProcessIdText();
+    // Without memory for it the names would be those of any process.
+    CVXCInteracterImpl* const sender = id.IsEmpty() ? nullptr : MakeSystemSender();
     if (sender == nullptr) {
         return -1;
     }
-    const CVXCString id = ProcessIdText();
-    sender->Assign(0, id, kSystemSpaceBytes, kSystemSpaceBytes);
-    LogTrace(L"CreateVXC32ServProcess(): SysSender ID: %s", id.c_str());
-    return sender->InitSenderFirst() != 0 ? FailedStart() : StartServer(*sender);
+    return BeginSender(*sender, id) != 0 ? FailedStart(*sender) : StartServer(*sender);
 }
 
 int DestoryVXC32ServProcess() noexcept {
