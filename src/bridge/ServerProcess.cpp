@@ -1,6 +1,7 @@
 #include "bridge/ServerProcess.h"
 
 #include "bridge/Messages.h"
+#include "bridge/StartCount.h"
 #include "bridge/SystemSender.h"
 #include "frame/Log.h"
 #include "frame/ModuleValues.h"
@@ -24,8 +25,8 @@ constexpr const wchar_t* kServerFile = L"\\VXC32\\VXC32ServU.exe ";
 // Two first starts at once would both make a sender. Never held where only the sender is asked for.
 constinit std::mutex g_startStop;
 
-// Starts less stops, the first start not counted; goes below 0 and may wrap. Guarded by the lock.
-constinit uint32 g_references = 0;
+// The first start is not counted. Guarded by the lock.
+constinit StartCount g_starts;
 
 // Others may have the sender since it was made, and use it under its lock: it changes under that alone.
 int FailedStart(CVXCInteracterImpl& sender) noexcept {
@@ -85,7 +86,7 @@ int StartServer(CVXCInteracterImpl& sender) noexcept {
 int CreateVXC32ServProcess() noexcept {
     const std::lock_guard lock(g_startStop);
     if (SystemSender() != nullptr) {
-        ++g_references;
+        g_starts.Add();
         return 0;
     }
     MakeProcessIdText();
@@ -104,7 +105,7 @@ int DestoryVXC32ServProcess() noexcept {
     if (sender == nullptr) {
         return 0;
     }
-    if (static_cast<int32>(--g_references) > 0) {
+    if (g_starts.Take() > 0) {
         return 0;
     }
     // To the end of the release: who waits for the lock finds the spaces gone and not going.
