@@ -115,6 +115,9 @@ void FakeServer::On(const wchar_t* name, Bytes reply) {
 
 void FakeServer::End() {
     m_gate.Open();
+    if (m_receiver != nullptr) {
+        m_receiver->Release(); // its thread looks at it until then
+    }
     DeleteVXCInteratcter(std::exchange(m_receiver, nullptr));
 }
 
