@@ -24,4 +24,8 @@ struct ChannelSpaces {
 // callback.
 VXCSOFTCODECIO_API ChannelSpaces UsableSpaces(CVXCInteracter& channel) noexcept;
 
+// Of a Receiver, 1 while the host still has the channel, which it lets go of by Release and when it ends,
+// however it does; 0 from then on, and for a channel that is not up or of another implementation.
+VXCSOFTCODECIO_API int HasPeer(CVXCInteracter& channel) noexcept;
+
 } // namespace vxcio

@@ -3,6 +3,7 @@
 #include "frame/Log.h"
 #include "frame/Status.h"
 #include "platform/Process.h"
+#include "platform/SharedObjects.h"
 
 #include <algorithm>
 #include <cstring>
@@ -147,6 +148,10 @@ ChannelSpaces CVXCInteracterImpl::Usable() const noexcept {
     return spaces;
 }
 
+bool CVXCInteracterImpl::IsRequestSpaceShared() const noexcept {
+    return m_inMap.mapping != nullptr && SharedObjects().hasOthers(m_inMap.mapping) != 0;
+}
+
 int CVXCInteracterImpl::Fail(const wchar_t* text) noexcept {
     LogError(L"%s", text);
     return -1;
@@ -182,6 +187,13 @@ ChannelSpaces vxcio::UsableSpaces(CVXCInteracter& channel) noexcept {
     spaces.request = static_cast<unsigned char*>(request);
     spaces.reply = static_cast<unsigned char*>(reply);
     return spaces;
+}
+
+int vxcio::HasPeer(CVXCInteracter& channel) noexcept {
+    return typeid(channel) == typeid(CVXCInteracterImpl) &&
+                   static_cast<CVXCInteracterImpl&>(channel).IsRequestSpaceShared()
+               ? 1
+               : 0;
 }
 
 CVXCInteracter* ConstructVXCInteratcter(int role) noexcept {

@@ -53,6 +53,7 @@ public:
     int OpenReplySpace() noexcept;
 
     vxcio::ChannelSpaces Usable() const noexcept;
+    bool IsRequestSpaceShared() const noexcept;
 
 private:
     int InitSender() noexcept;

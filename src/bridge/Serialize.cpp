@@ -50,7 +50,8 @@ unsigned char LoadOnce(const unsigned char* byte) noexcept {
 class TextBuffer {
 public:
     explicit TextBuffer(std::size_t characters) noexcept {
-        if (characters > kShort) {
+        // A size that no memory can have is no request that `new` would refuse quietly.
+        if (characters > kShort && characters <= kMost) {
             m_long.reset(new (std::nothrow) wchar_t[characters]);
         }
         m_text = characters > kShort ? m_long.get() : m_short;
@@ -60,6 +61,7 @@ public:
 
 private:
     static constexpr std::size_t kShort = 128;
+    static constexpr std::size_t kMost = PTRDIFF_MAX / sizeof(wchar_t);
     std::unique_ptr<wchar_t[]> m_long;
     wchar_t m_short[kShort];
     wchar_t* m_text;
@@ -423,7 +425,11 @@ CVXCSerialize& CVXCSerialize::operator>>(signed char& value) noexcept {
 }
 
 unsigned char* SerilizeMalloc(unsigned int size) {
-    return new unsigned char[size];
+    unsigned char* const memory = new (std::nothrow) unsigned char[size];
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
 }
 
 void SerilizeFree(unsigned char* memory) {

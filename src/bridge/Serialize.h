@@ -89,7 +89,8 @@ public:
     int Read(unsigned short& value) noexcept;
     int Read(unsigned char& value) noexcept;
     // Up to the first zero character. A wrong tag, or a count that cannot be read, empties the target and
-    // gives 1; the error tells. A text that is cut short by the end gives 0 and leaves the target.
+    // gives 1; the error tells. A text that is cut short by the end gives 0 and leaves the target; one that
+    // only lacks its last byte is emptied with the error, and gives 1. Empty too where memory lacks.
     int Read(CVXCString& value) noexcept;
 
     // A block of `count` bytes. A null `data` leaves no trace and gives 1, in any state. The bytes may lie on

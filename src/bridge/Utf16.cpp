@@ -22,12 +22,13 @@ unsigned char* StoreUnit(std::uint32_t unit, unsigned char* bytes) noexcept {
     return bytes + 2;
 }
 
-bool IsHigh(std::uint32_t unit) noexcept {
-    return (unit & 0xFC00) == kHighSurrogate;
+// Whole numbers are compared, not 16 bits of them: U+1D800 is no surrogate.
+bool IsHigh(std::uint32_t point) noexcept {
+    return point >> 10 == kHighSurrogate >> 10;
 }
 
-bool IsLow(std::uint32_t unit) noexcept {
-    return (unit & 0xFC00) == kLowSurrogate;
+bool IsLow(std::uint32_t point) noexcept {
+    return point >> 10 == kLowSurrogate >> 10;
 }
 
 // Memory that somebody else writes is read once.

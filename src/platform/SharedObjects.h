@@ -10,8 +10,7 @@ namespace vxcio {
 
 struct SharedObjectTable {
     // A section of `bytes` zeroed bytes. The handle; of the section that is there already where the name is
-    // taken
-    // (*existed is 1 then, else 0). Null on failure.
+    // taken (*existed is 1 then, else 0). Null on failure.
     void* (*createMapping)(const wchar_t* name, uint32 bytes, int* existed);
     void* (*openMapping)(const wchar_t* name);
     // Maps the whole section for reading and writing; it stays mapped when the handle is closed. *bytes is
@@ -21,6 +20,8 @@ struct SharedObjectTable {
     // Nonzero on success; 0 for an address that is no view, which changes nothing.
     int (*unmapView)(void* address);
     int (*closeMapping)(void* mapping);
+    // Nonzero while somebody else has opened the section too.
+    int (*hasOthers)(void* mapping);
     // Auto-reset events, to be waited for, signalled and closed by the VXC_ operations. A taken name gives
     // the event that is there, as it stands.
     void* (*createEvent)(const wchar_t* name);

@@ -12,7 +12,7 @@ void* CreateEventOf(const wchar_t* name) {
 }
 
 constinit SharedObjectTable g_table = {CreateNamedSection, OpenNamedSection, MapSection,    UnmapSection,
-                                       CloseSection,       CreateEventOf,    OpenNamedEvent};
+                                       CloseSection,       SectionHasOthers, CreateEventOf, OpenNamedEvent};
 
 } // namespace
 

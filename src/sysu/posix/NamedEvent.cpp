@@ -27,7 +27,7 @@ bool BeginClear(int descriptor) noexcept {
     return WriteFirstWords(descriptor, false);
 }
 
-// The handle of an open file. `existed` is what success says of the name.
+// The handle of an open file.
 void* Take(std::optional<SharedFile>&& file) {
     if (!file.has_value()) {
         return nullptr;
@@ -43,7 +43,6 @@ void* Take(std::optional<SharedFile>&& file) {
         return nullptr;
     }
     auto& words = *static_cast<SharedEventWords*>(memory);
-    const bool existed = file->existed;
     NamedEvent* event = nullptr;
     const bool whole = words.magic.load() == kSharedEventMagic && words.version.load() == kSharedEventVersion;
     if (whole) {
@@ -54,8 +53,15 @@ void* Take(std::optional<SharedFile>&& file) {
         SetLastError(whole ? VXC_ERROR_NOT_ENOUGH_MEMORY : VXC_ERROR_INVALID_HANDLE);
         return nullptr;
     }
-    SetLastError(existed ? VXC_ERROR_ALREADY_EXISTS : VXC_ERROR_SUCCESS);
     return event;
+}
+
+// Sets the last error of a success.
+void* Succeeded(void* handle, uint32 error) noexcept {
+    if (handle != nullptr) {
+        SetLastError(error);
+    }
+    return handle;
 }
 
 template <class Act>
@@ -76,20 +82,26 @@ NamedEvent::~NamedEvent() {
 
 void* MakeNamedEvent(const wchar_t* name, bool signalled) noexcept {
     return WithMemory([&] {
-        return Take(CreateShared(name, SharedKind::Event, kSharedEventBytes,
-                                 signalled ? BeginSignalled : BeginClear));
+        std::optional<SharedFile> file =
+            CreateShared(name, SharedKind::Event, kSharedEventBytes, signalled ? BeginSignalled : BeginClear);
+        const bool existed = file.has_value() && file->existed;
+        return Succeeded(Take(std::move(file)), existed ? VXC_ERROR_ALREADY_EXISTS : VXC_ERROR_SUCCESS);
     });
 }
 
 void* OpenEventOf(const wchar_t* name) noexcept {
-    return WithMemory([&] { return Take(OpenShared(name, SharedKind::Event)); });
+    return WithMemory(
+        [&] { return Succeeded(Take(OpenShared(name, SharedKind::Event)), VXC_ERROR_SUCCESS); });
 }
 
 void SignalNamed(NamedEvent& event) noexcept {
+    // Who is freed by the signal may close the handle before the waiters are looked at.
+    AddReference(event);
     event.words.state.exchange(1);
     if (event.words.waiters.load() != 0) {
         FutexWakeOne(&event.words.state, FutexScope::Machine);
     }
+    DropReference(event);
 }
 
 void UnsignalNamed(NamedEvent& event) noexcept {

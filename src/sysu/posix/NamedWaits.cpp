@@ -32,16 +32,45 @@ SharedEventWords& WordsOf(WaitObject& object) noexcept {
 
 bool TryTakeNamed(WaitObject& object) noexcept {
     std::atomic<uint32>& state = WordsOf(object).state;
-    // Looked at first: a store would take the line away from who is about to signal.
-    uint32 signalled = 1;
-    return state.load() == 1 && state.compare_exchange_strong(signalled, 0);
+    // Looked at first: a store would take the line away from who is about to signal. Any value but 0 is a
+    // signal, as it keeps waits from sleeping.
+    uint32 seen = state.load();
+    return seen != 0 && state.compare_exchange_strong(seen, 0);
+}
+
+bool TryTakeOne(WaitObject& object) noexcept {
+    return IsNamed(object) ? TryTakeNamed(object) : TryTake(object);
+}
+
+// Gives back what a wait took.
+void GiveBack(WaitObject& object) noexcept {
+    if (IsNamed(object)) {
+        SignalNamed(static_cast<NamedEvent&>(object));
+    } else if (object.kind == WaitKind::AutoEvent) {
+        Signal(object);
+    }
+}
+
+// The objects are looked at one after the other, so one below the taken one may have been signalled before
+// it: then that one ends the wait.
+uint32 LowestInstead(WaitObject* const* objects, uint32 taken) noexcept {
+    for (uint32 i = 0; i < taken;) {
+        if (TryTakeOne(*objects[i])) {
+            GiveBack(*objects[taken]);
+            taken = i;
+            i = 0;
+        } else {
+            ++i;
+        }
+    }
+    return taken;
 }
 
 // Takes the lowest object that is signalled; its index, or kNone.
 uint32 TakeLowest(WaitObject* const* objects, uint32 count) noexcept {
     for (uint32 i = 0; i < count; ++i) {
-        if (IsNamed(*objects[i]) ? TryTakeNamed(*objects[i]) : TryTake(*objects[i])) {
-            return i;
+        if (TryTakeOne(*objects[i])) {
+            return LowestInstead(objects, i);
         }
     }
     return kNone;
@@ -61,7 +90,7 @@ public:
         }
     }
 
-    // The index of the object that ended the wait, or kNone at the deadline.
+    // The index of an object that was taken, or kNone at the deadline.
     uint32 Run(uint64 deadline) noexcept {
         Waiter waiter(m_links, m_localCount, false);
         {
@@ -73,17 +102,30 @@ public:
             }
         }
         for (uint32 i = 0; i < m_namedCount; ++i) {
-            NamedWords(i).waiters.fetch_add(1);
+            CountIn(NamedWords(i));
         }
         const uint32 named = SleepUntilOne(waiter, deadline);
         for (uint32 i = 0; i < m_namedCount; ++i) {
-            NamedWords(i).waiters.fetch_sub(1);
+            CountOut(NamedWords(i));
         }
         return Settle(named, LeaveUnlessSatisfied(waiter));
     }
 
 private:
     SharedEventWords& NamedWords(uint32 i) const noexcept { return WordsOf(*m_objects[m_named[i]]); }
+
+    static void CountIn(SharedEventWords& words) noexcept {
+        if (words.waiters.fetch_add(1) == ~uint32{0}) {
+            words.waiters.fetch_add(1); // a bad process had its hand in it: a waiter must not count as none
+        }
+    }
+
+    static void CountOut(SharedEventWords& words) noexcept {
+        // The wake that was meant for another wait as well may have come here.
+        if (words.waiters.fetch_sub(1) != 1 && words.state.load() != 0) {
+            FutexWakeOne(&words.state, FutexScope::Machine);
+        }
+    }
 
     // The index of a named event that was taken; kNone when the wait was satisfied in a queue, or at the
     // deadline.
@@ -99,11 +141,13 @@ private:
             if (word == kWaiterDone || !inTime) {
                 return kNone;
             }
-            inTime = Doze(waiter, deadline);
+            // Asked each time: a word that changes all the time keeps the system from ever seeing the
+            // deadline.
+            inTime = Doze(waiter, deadline) && (deadline == kNoDeadline || MonotonicNanoseconds() < deadline);
         }
     }
 
-    // False when the deadline came.
+    // False when the deadline came; true otherwise, which may be for no reason.
     bool Doze(Waiter& waiter, uint64 deadline) noexcept {
         if (m_localCount == 0 && m_namedCount == 1) {
             return FutexWait(NamedWords(0).state, 0, deadline, FutexScope::Machine);
@@ -124,11 +168,12 @@ private:
         if (syscall(SYS_futex_waitv, words, count, 0, limit.Get(), CLOCK_MONOTONIC) >= 0) {
             return true;
         }
-        if (errno != ENOSYS && errno != EPERM) {
+        if (errno == EAGAIN || errno == EINTR || errno == ETIMEDOUT) {
             return errno != ETIMEDOUT;
         }
-        const uint64 turn = std::min(deadline, MonotonicNanoseconds() + kPollNanoseconds);
-        return FutexWait(waiter.word, kWaiterAsleep, turn) || turn != deadline;
+        // Not known, or not allowed. Nobody else wakes this word without a reason to look.
+        FutexWait(waiter.word, kWaiterAsleep, std::min(deadline, MonotonicNanoseconds() + kPollNanoseconds));
+        return true;
     }
 
     // Leaves the queues. The index of the object that had satisfied the wait, or kNone.
@@ -156,14 +201,8 @@ private:
         if (named == kNone || local == kNone) {
             return std::min(named, local);
         }
-        if (local < named) {
-            SignalNamed(static_cast<NamedEvent&>(*m_objects[named]));
-            return local;
-        }
-        if (m_objects[local]->kind == WaitKind::AutoEvent) {
-            Signal(*m_objects[local]);
-        }
-        return named;
+        GiveBack(*m_objects[std::max(named, local)]);
+        return std::min(named, local);
     }
 
     WaitObject* const* const m_objects;
@@ -191,7 +230,7 @@ uint32 WaitWithNamed(WaitObject* const* objects, uint32 count, uint32 millisecon
         return index;
     }
     index = MixedSleep(objects, count).Run(deadline);
-    return index == kNone ? VXC_WAIT_TIMEOUT : index;
+    return index == kNone ? VXC_WAIT_TIMEOUT : LowestInstead(objects, index);
 }
 
 } // namespace vxcio::sysu

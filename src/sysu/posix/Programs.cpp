@@ -29,6 +29,7 @@ constexpr int kFirstOwnDescriptor = 3; // behind the standard streams
 
 // What the thread that waits for a program needs: an address space of its own is no reason for a large stack.
 constexpr std::size_t kWaiterStack = std::size_t{256} << 10;
+constexpr std::size_t kOrdinaryStack = std::size_t{8} << 20;
 
 struct CommandLine {
     std::string program;
@@ -59,7 +60,8 @@ std::optional<CommandLine> Split(std::wstring_view line) {
     }
     for (std::size_t end = line.size();; --end) {
         if (end == line.size() || line[end] == L' ') {
-            if (std::optional<std::string> program = FileOf(line.substr(0, end))) {
+            // With the blank: one that belongs to the name is found, one that does not counts for nothing.
+            if (std::optional<std::string> program = FileOf(line.substr(0, end + 1))) {
                 return CommandLine{std::move(*program), line.substr(end)};
             }
         }
@@ -91,7 +93,7 @@ public:
         sigfillset(&signals);
         posix_spawnattr_setsigdefault(&m_attributes, &signals);
         posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-        posix_spawn_file_actions_addclosefrom_np(&m_actions, kFirstOwnDescriptor);
+        m_error = posix_spawn_file_actions_addclosefrom_np(&m_actions, kFirstOwnDescriptor);
     }
     ~SpawnSetting() {
         posix_spawn_file_actions_destroy(&m_actions);
@@ -101,12 +103,18 @@ public:
     SpawnSetting& operator=(const SpawnSetting&) = delete;
 
     int Start(const std::string& program, char* const* words, pid_t& process) const noexcept {
-        return posix_spawn(&process, program.c_str(), &m_actions, &m_attributes, words, environ);
+        if (m_error != 0) {
+            return m_error;
+        }
+        const int error = posix_spawn(&process, program.c_str(), &m_actions, &m_attributes, words, environ);
+        // The file is there, so it is its loader that is not: a program of another kind.
+        return error == ENOENT ? ENOEXEC : error;
     }
 
 private:
     posix_spawnattr_t m_attributes;
     posix_spawn_file_actions_t m_actions;
+    int m_error = 0;
 };
 
 void* WaitFor(void* process) {
@@ -131,8 +139,12 @@ void Reap(pid_t process) noexcept {
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
     pthread_t thread{};
-    pthread_create(&thread, &attributes, WaitFor,
-                   reinterpret_cast<void*>(static_cast<std::intptr_t>(process)));
+    void* const argument = reinterpret_cast<void*>(static_cast<std::intptr_t>(process));
+    if (pthread_create(&thread, &attributes, WaitFor, argument) != 0) {
+        // Hosts whose libraries want much memory of each thread do not get by with so little.
+        pthread_attr_setstacksize(&attributes, kOrdinaryStack);
+        pthread_create(&thread, &attributes, WaitFor, argument);
+    }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     pthread_attr_destroy(&attributes);
 }

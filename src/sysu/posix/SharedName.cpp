@@ -3,13 +3,15 @@
 #include "frame/PlatformTypes.h"
 #include "sysu/LastError.h"
 #include "sysu/posix/Descriptor.h"
-#include "text/Utf8.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -20,95 +22,96 @@ namespace vxcio::sysu {
 
 namespace {
 
-constexpr const char* kFolder = "/dev/shm";
 constexpr mode_t kOwnerOnly = 0600;
 
-// An encoded name longer than this keeps its beginning, and a digest of the whole stands for the rest: file
-// names end at 255 bytes.
-constexpr std::size_t kLongestName = 180;
-constexpr std::size_t kKeptBeginning = 140;
+// A file gets its memory in pieces of this size: a signal that interrupts one undoes no other.
+constexpr uint64 kPiece = 4 << 20;
 
 // The guard is held for microseconds. Who was stopped within must not stop the others for good.
 constexpr int kGuardTries = 2000;
 constexpr long kGuardPause = 1'000'000; // nanoseconds
-
-std::string Prefix() {
-    return "vxc." + std::to_string(geteuid()) + ".";
-}
-
-bool IsPlain(char c) noexcept {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-           c == '-' || c == '.';
-}
-
-uint64 Fnv1a(std::string_view bytes) noexcept {
-    uint64 hash = 0xCBF29CE484222325u;
-    for (const char c : bytes) {
-        hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
-    }
-    return hash;
-}
-
-void AppendHex(std::string& text, uint64 value, int digits) {
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    for (int i = digits - 1; i >= 0; --i) {
-        text += kDigits[static_cast<std::size_t>((value >> (4 * i)) & 15)];
-    }
-}
-
-std::string Encoded(const wchar_t* name) {
-    std::string encoded;
-    for (const char c : ToUtf8(name == nullptr ? L"" : name)) {
-        if (IsPlain(c)) {
-            encoded += c;
-        } else {
-            encoded += '%';
-            AppendHex(encoded, static_cast<unsigned char>(c), 2);
-        }
-    }
-    if (encoded.size() > kLongestName) {
-        std::string cut = encoded.substr(0, kKeptBeginning) + "%";
-        AppendHex(cut, Fnv1a(encoded), 16);
-        // Two names with one digest would still have to have one length.
-        return cut + "%" + std::to_string(encoded.size());
-    }
-    return encoded;
-}
 
 // 0, or an error of the system, for a file that may be trusted: an ordinary one of this user's alone.
 int CheckOwned(int descriptor, struct stat& facts) noexcept {
     if (fstat(descriptor, &facts) != 0) {
         return errno;
     }
-    const bool owned = S_ISREG(facts.st_mode) && facts.st_uid == geteuid() && (facts.st_mode & 077) == 0;
+    const bool owned = S_ISREG(facts.st_mode) && facts.st_uid == geteuid() && facts.st_nlink <= 1 &&
+                       (facts.st_mode & 077) == 0;
     return owned ? 0 : EACCES;
 }
 
+// -1 with errno, which is EACCES for what is no file.
 int OpenFile(const std::string& path, int flags) noexcept {
-    return open(path.c_str(), flags | O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, kOwnerOnly);
+    const int descriptor =
+        open(path.c_str(), flags | O_RDWR | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, kOwnerOnly);
+    if (descriptor < 0 && (errno == ELOOP || errno == ENXIO || errno == EISDIR)) {
+        errno = EACCES;
+    }
+    return descriptor;
+}
+
+// Whether the path still leads to the open file: it may have been removed by hand, and made anew.
+bool IsUnder(const std::string& path, int descriptor) noexcept {
+    struct stat there {};
+    struct stat open {};
+    return lstat(path.c_str(), &there) == 0 && fstat(descriptor, &open) == 0 && there.st_ino == open.st_ino &&
+           there.st_dev == open.st_dev;
+}
+
+// 0, or an error of the system: EWOULDBLOCK where somebody else has it.
+int Lock(int descriptor, int kind) noexcept {
+    while (flock(descriptor, kind | LOCK_NB) != 0) {
+        if (errno != EINTR) {
+            return errno;
+        }
+    }
+    return 0;
 }
 
 // The guard, held from construction on where error is 0.
 class Guard {
 public:
-    Guard() : m_file(OpenFile(std::string(kFolder) + "/" + Prefix() + "guard", O_CREAT)) {
-        struct stat facts {};
-        m_error = m_file.Get() < 0 ? errno : CheckOwned(m_file.Get(), facts);
-        for (int tries = 0; m_error == 0 && flock(m_file.Get(), LOCK_EX | LOCK_NB) != 0; ++tries) {
-            if (errno != EWOULDBLOCK && errno != EINTR) {
-                m_error = errno;
-            } else if (tries == kGuardTries) {
-                m_error = ETIMEDOUT;
-            } else {
-                const timespec pause = {0, kGuardPause};
-                nanosleep(&pause, nullptr);
+    Guard() {
+        const std::string path = std::string(kSharedFolder) + "/" + SharedPrefix() + "guard";
+        for (int tries = 0;; ++tries) {
+            if (m_file.Get() < 0) {
+                m_file.Reset(OpenFile(path, O_CREAT));
+                struct stat facts {};
+                m_error = m_file.Get() < 0 ? errno : CheckOwned(m_file.Get(), facts);
             }
+            if (m_error == 0) {
+                m_error = Lock(m_file.Get(), LOCK_EX);
+            }
+            if (m_error == 0 && IsUnder(path, m_file.Get())) {
+                return;
+            }
+            if (m_error == 0) {
+                m_file.Close(); // the lock of a file that nobody else will come to
+            } else if (m_error != EWOULDBLOCK) {
+                return;
+            }
+            m_error = ETIMEDOUT;
+            if (tries == kGuardTries) {
+                return;
+            }
+            m_error = 0;
+            const timespec pause = {0, kGuardPause};
+            nanosleep(&pause, nullptr);
         }
     }
+    ~Guard() {
+        if (m_error == 0) {
+            // A child that was forked meanwhile shares the description, and would hold on to the lock.
+            flock(m_file.Get(), LOCK_UN);
+        }
+    }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
     int Error() const noexcept { return m_error; }
 
 private:
-    Descriptor m_file; // closing it lets go of the lock
+    Descriptor m_file;
     int m_error = 0;
 };
 
@@ -117,28 +120,27 @@ std::optional<SharedFile> Failed(int systemError) noexcept {
     return std::nullopt;
 }
 
-int ShareLock(int descriptor) noexcept {
-    while (flock(descriptor, LOCK_SH | LOCK_NB) != 0) {
-        if (errno != EINTR) {
-            return errno;
-        }
-    }
-    return 0;
+// Gives up this description's share for the answer where it is the last one.
+bool IsAlive(int descriptor) noexcept {
+    return Lock(descriptor, LOCK_EX) != 0;
 }
 
-bool IsAlive(int descriptor) noexcept {
-    int result = 0;
-    do {
-        result = flock(descriptor, LOCK_EX | LOCK_NB);
-    } while (result != 0 && errno == EINTR);
-    return result != 0;
+// Who has locked such a file whole is no user of it.
+int ShareLock(int descriptor) noexcept {
+    const int error = Lock(descriptor, LOCK_SH);
+    return error == EWOULDBLOCK ? EBUSY : error;
 }
+
+struct Opened {
+    Descriptor file;
+    uint64 bytes = 0;
+};
 
 // Opens what lives under the path; what is stale goes. ENOENT where nothing is left. Under the guard.
-int OpenLive(const std::string& path, Descriptor& into, uint64& bytes) noexcept {
+int OpenLive(const std::string& path, Opened& into) noexcept {
     Descriptor file(OpenFile(path, 0));
     if (file.Get() < 0) {
-        return errno == ELOOP ? EACCES : errno;
+        return errno;
     }
     struct stat facts {};
     if (const int error = CheckOwned(file.Get(), facts); error != 0) {
@@ -150,40 +152,69 @@ int OpenLive(const std::string& path, Descriptor& into, uint64& bytes) noexcept 
     if (const int error = ShareLock(file.Get()); error != 0) {
         return error;
     }
-    bytes = static_cast<uint64>(facts.st_size);
-    into.Reset(file.Take());
+    into.bytes = static_cast<uint64>(facts.st_size);
+    into.file.Reset(file.Take());
     return 0;
 }
 
-int MakeNew(const std::string& path, uint64 bytes, bool (*begin)(int descriptor), Descriptor& into) noexcept {
-    Descriptor file(OpenFile(path, O_CREAT | O_EXCL));
-    if (file.Get() < 0) {
-        return errno;
+// A file that has no name yet that others would look for; it goes unless it gets one.
+class Draft {
+public:
+    // Under the guard, so that nobody takes it for stale before it is locked. 0, or an error of the system.
+    int Begin() {
+        static std::atomic<uint32> s_number{0};
+        do {
+            m_path = std::string(kSharedFolder) + "/" + SharedPrefix() + std::to_string(getpid()) + "-" +
+                     std::to_string(++s_number) + ".t";
+            m_file.Reset(OpenFile(m_path, O_CREAT | O_EXCL));
+        } while (m_file.Get() < 0 && errno == EEXIST);
+        if (m_file.Get() < 0) {
+            return errno;
+        }
+        m_exists = true;
+        // Whatever the mask of this process.
+        return fchmod(m_file.Get(), kOwnerOnly) != 0 ? errno : ShareLock(m_file.Get());
     }
-    int error = 0;
-    do {
-        // All of it now: a store to memory that is not there would end the process.
-        error = posix_fallocate(file.Get(), 0, static_cast<off_t>(bytes));
-    } while (error == EINTR);
-    if (error == 0 && begin != nullptr && !begin(file.Get())) {
-        error = EIO;
+    // All of it now: a store to memory that is not there would end the process.
+    int Fill(uint64 bytes, bool (*begin)(int descriptor)) noexcept {
+        for (uint64 at = 0; at < bytes;) {
+            const uint64 piece = std::min(kPiece, bytes - at);
+            const int error =
+                posix_fallocate(m_file.Get(), static_cast<off_t>(at), static_cast<off_t>(piece));
+            if (error == 0) {
+                at += piece;
+            } else if (error != EINTR) {
+                return error;
+            }
+        }
+        return begin == nullptr || begin(m_file.Get()) ? 0 : EIO;
     }
-    if (error == 0) {
-        error = ShareLock(file.Get());
+    // Under the guard, which keeps off only those who respect it: nobody else's file is replaced.
+    int GiveName(const std::string& path) noexcept {
+        if (renameat2(AT_FDCWD, m_path.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) != 0) {
+            return errno == EEXIST ? EACCES : errno;
+        }
+        m_exists = false;
+        return 0;
     }
-    if (error != 0) {
-        unlink(path.c_str());
-        return error;
+    int Take() noexcept { return m_file.Take(); }
+
+    Draft() = default;
+    ~Draft() {
+        if (m_exists) {
+            unlink(m_path.c_str());
+        }
     }
-    into.Reset(file.Take());
-    return 0;
-}
+    Draft(const Draft&) = delete;
+    Draft& operator=(const Draft&) = delete;
+
+private:
+    std::string m_path;
+    Descriptor m_file;
+    bool m_exists = false;
+};
 
 } // namespace
-
-std::string SharedPath(const wchar_t* name, SharedKind kind) {
-    return std::string(kFolder) + "/" + Prefix() + Encoded(name) + "." + static_cast<char>(kind);
-}
 
 std::optional<SharedFile> CreateShared(const wchar_t* name, SharedKind kind, uint64 bytes,
                                        bool (*begin)(int descriptor)) {
@@ -192,47 +223,54 @@ std::optional<SharedFile> CreateShared(const wchar_t* name, SharedKind kind, uin
         SweepShared();
     }
     std::string path = SharedPath(name, kind);
-    const Guard guard;
-    if (guard.Error() != 0) {
-        return Failed(guard.Error());
+    Opened opened;
+    Draft draft;
+    {
+        const Guard guard;
+        int error = guard.Error() != 0 ? guard.Error() : OpenLive(path, opened);
+        if (error == ENOENT && guard.Error() == 0) {
+            error = draft.Begin();
+        }
+        if (error != 0) {
+            return Failed(error);
+        }
     }
-    Descriptor descriptor;
-    uint64 length = 0;
-    int error = OpenLive(path, descriptor, length);
-    const bool existed = error == 0;
-    if (error == ENOENT) {
-        error = MakeNew(path, bytes, begin, descriptor);
-        length = bytes;
+    if (opened.file.Get() < 0) {
+        const int lack = draft.Fill(bytes, begin);
+        const Guard guard;
+        int error = guard.Error() != 0 ? guard.Error() : OpenLive(path, opened);
+        if (error == ENOENT && guard.Error() == 0) {
+            error = lack != 0 ? lack : draft.GiveName(path);
+            if (error == 0) {
+                return SharedFile(std::move(path), draft.Take(), bytes, false);
+            }
+        }
+        if (error != 0) {
+            return Failed(error);
+        }
     }
-    if (error != 0) {
-        return Failed(error);
-    }
-    return SharedFile(std::move(path), descriptor.Take(), length, existed);
+    return SharedFile(std::move(path), opened.file.Take(), opened.bytes, true);
 }
 
 std::optional<SharedFile> OpenShared(const wchar_t* name, SharedKind kind) {
     std::string path = SharedPath(name, kind);
+    Opened opened;
     const Guard guard;
-    if (guard.Error() != 0) {
-        return Failed(guard.Error());
-    }
-    Descriptor descriptor;
-    uint64 length = 0;
-    if (const int error = OpenLive(path, descriptor, length); error != 0) {
+    if (const int error = guard.Error() != 0 ? guard.Error() : OpenLive(path, opened); error != 0) {
         return Failed(error);
     }
-    return SharedFile(std::move(path), descriptor.Take(), length, true);
+    return SharedFile(std::move(path), opened.file.Take(), opened.bytes, true);
 }
 
 SharedFile::~SharedFile() {
-    if (m_descriptor.Get() < 0) {
+    if (m_descriptor.Get() < 0 || m_process != getpid()) {
         return;
     }
     try {
         const Guard guard;
         // Without the guard it stays, for the next one who meets it.
-        if (guard.Error() == 0 && !IsAlive(m_descriptor.Get())) {
-            unlink(path.c_str());
+        if (guard.Error() == 0 && !IsAlive(m_descriptor.Get()) && IsUnder(m_path, m_descriptor.Get())) {
+            unlink(m_path.c_str());
         }
         m_descriptor.Close(); // under the guard, so that of two who leave together one is the last
     } catch (...) {
@@ -240,23 +278,39 @@ SharedFile::~SharedFile() {
     }
 }
 
+bool SharedFile::HasOthers() const noexcept {
+    try {
+        const Guard guard;
+        if (guard.Error() != 0) {
+            return true;
+        }
+        // Under the guard nobody takes the whole lock in the meantime, so the own share is there to be had
+        // again.
+        const bool others = IsAlive(m_descriptor.Get());
+        ShareLock(m_descriptor.Get());
+        return others;
+    } catch (...) {
+        return true;
+    }
+}
+
 void SweepShared() noexcept {
     try {
-        const std::string prefix = Prefix();
+        const std::string prefix = SharedPrefix();
         const Guard guard;
-        DIR* const folder = guard.Error() == 0 ? opendir(kFolder) : nullptr;
+        const std::unique_ptr<DIR, int (*)(DIR*)> folder(
+            guard.Error() == 0 ? opendir(kSharedFolder) : nullptr, closedir);
         if (folder == nullptr) {
             return;
         }
-        while (const dirent* const entry = readdir(folder)) {
+        while (const dirent* const entry = readdir(folder.get())) {
             const std::string_view name = entry->d_name;
-            if (name.starts_with(prefix) && (name.ends_with(".m") || name.ends_with(".e"))) {
-                Descriptor unused;
-                uint64 bytes = 0;
-                OpenLive(std::string(kFolder) + "/" + entry->d_name, unused, bytes);
+            if (name.starts_with(prefix) &&
+                (name.ends_with(".m") || name.ends_with(".e") || name.ends_with(".t"))) {
+                Opened unused;
+                OpenLive(std::string(kSharedFolder) + "/" + entry->d_name, unused);
             }
         }
-        closedir(folder);
     } catch (...) {
     }
 }

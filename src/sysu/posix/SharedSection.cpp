@@ -41,7 +41,7 @@ Registry& TheRegistry() {
     return *registry;
 }
 
-// Handles are numbers that were never given out before, and never the address of a page.
+// Handles are numbers that are not given out again soon, and never the address of a page or of an event.
 constexpr std::uintptr_t kHandleStep = 8;
 constexpr std::uintptr_t kHandleMark = 4;
 
@@ -52,7 +52,10 @@ void* Register(std::optional<SharedFile>&& file) {
     auto section = std::make_shared<const SharedFile>(std::move(*file));
     Registry& registry = TheRegistry();
     const std::lock_guard lock(registry.mutex);
-    const std::uintptr_t handle = (registry.lastHandle += kHandleStep) + kHandleMark;
+    std::uintptr_t handle = 0;
+    do {
+        handle = (registry.lastHandle += kHandleStep) + kHandleMark;
+    } while (registry.handles.contains(handle)); // numbers of 32 bits come round
     registry.handles.emplace(handle, std::move(section));
     return reinterpret_cast<void*>(handle);
 }
@@ -84,7 +87,7 @@ void* MapWithTail(int descriptor, std::size_t fileBytes, std::size_t bytes) noex
 }
 
 // The section of a handle; none with last error 6 for what is no handle.
-Section SectionOf(void* handle) {
+Section SectionOf(void* handle) noexcept {
     Registry& registry = TheRegistry();
     const std::lock_guard lock(registry.mutex);
     const auto found = registry.handles.find(reinterpret_cast<std::uintptr_t>(handle));
@@ -182,7 +185,13 @@ void* CreateNamedSection(const wchar_t* name, uint32 bytes, int* existed) noexce
 }
 
 void* OpenNamedSection(const wchar_t* name) noexcept {
-    return WithMemory([&] { return Register(OpenShared(name, SharedKind::Section)); });
+    return WithMemory([&] {
+        void* const handle = Register(OpenShared(name, SharedKind::Section));
+        if (handle != nullptr) {
+            SetLastError(VXC_ERROR_SUCCESS);
+        }
+        return handle;
+    });
 }
 
 void* MapSection(void* section, uint32 least, uint64* bytes) noexcept {
@@ -190,6 +199,11 @@ void* MapSection(void* section, uint32 least, uint64* bytes) noexcept {
         const Section shared = SectionOf(section);
         return shared == nullptr ? nullptr : Map(shared, least, bytes);
     });
+}
+
+int SectionHasOthers(void* section) noexcept {
+    const Section shared = SectionOf(section);
+    return shared != nullptr && shared->HasOthers() ? 1 : 0;
 }
 
 int UnmapSection(void* address) noexcept {
