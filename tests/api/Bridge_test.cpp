@@ -1,5 +1,6 @@
 // The bridge as a host, a proxy and a server use it: by the shared libraries and the public headers alone.
 #include "bridge/ChannelSpaces.h"
+#include "frame/SystemLayer.h"
 #include "module/VXCSoftCodecIO.h"
 #include "sysu/NamedObjects.h"
 

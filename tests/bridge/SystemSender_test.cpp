@@ -18,7 +18,7 @@ class SystemSenderTest : public ServerProcessTest {};
 
 TEST_F(SystemSenderTest, UnloadingReleasesItAndTellsTheServerNothing) {
     ASSERT_EQ(CreateVXC32ServProcess(), 0);
-    EXPECT_EQ(ProcessIdText(), Id());
+    EXPECT_EQ(std::wstring(ProcessIdText()), Id());
     TestClock clock;
     log.Clear();
     Unload();
@@ -69,7 +69,7 @@ TEST_F(SystemSenderTest, TheTextOfTheProcessIsMadeByWhoeverNeedsItFirst) {
     clock.AutoAdvance(true);
     wchar_t id[80] = {};
     EXPECT_EQ(CreateVXCInteractorID(static_cast<ENUM_PLUG_TYPE>(1), 0, id, sizeof id), 0);
-    EXPECT_EQ(ProcessIdText(), Id());
+    EXPECT_EQ(std::wstring(ProcessIdText()), Id());
     EXPECT_EQ(std::wstring(id).substr(0, 8), Id());
 }
 
