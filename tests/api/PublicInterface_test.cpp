@@ -225,7 +225,8 @@ TEST(PublicInterfaceTest, OnlyPublicNamesLeaveTheLibraries) {
                                          "RemoteFreeVXC32Plug",
                                          "RemoteCall_In",
                                          "RemoteCall_Out",
-                                         "vxcio::UsableSpaces"};
+                                         "vxcio::UsableSpaces",
+                                         "vxcio::HasPeer"};
     for (const std::string& name : DefinedSymbols("libVXCSoftCodecIO.so")) {
         EXPECT_TRUE(IsPublic(name, io)) << name;
     }

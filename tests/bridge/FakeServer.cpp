@@ -56,9 +56,9 @@ Bytes Q64(uint64 value) {
 
 Bytes Text(std::u16string_view text) {
     const auto count = static_cast<uint32>(text.size() * 2);
-    Bytes bytes = Joined({{0x73}, L32(count)});
+    Bytes bytes = Message({{0x73}, L32(count)});
     if (count != 0) {
-        bytes = Joined({bytes, {0x62}, L32(count)});
+        bytes = Message({bytes, {0x62}, L32(count)});
         for (const char16_t unit : text) {
             Append(bytes, static_cast<uint16>(unit));
         }
@@ -66,7 +66,7 @@ Bytes Text(std::u16string_view text) {
     return bytes;
 }
 
-Bytes Joined(std::initializer_list<Bytes> parts) {
+Bytes Message(std::initializer_list<Bytes> parts) {
     Bytes all;
     for (const Bytes& part : parts) {
         all.insert(all.end(), part.begin(), part.end());
@@ -75,11 +75,11 @@ Bytes Joined(std::initializer_list<Bytes> parts) {
 }
 
 Bytes RequestHead(uint32 size, uint32 command, std::u16string_view name) {
-    return Joined({L32(size), L32(command), Text(name)});
+    return Message({L32(size), L32(command), Text(name)});
 }
 
 Bytes ReplyHead(uint32 result) {
-    return Joined({L32(0xFFFFFFFFu), L32(result), L32(0xABCD0123u)});
+    return Message({L32(0xFFFFFFFFu), L32(result), L32(0xABCD0123u)});
 }
 
 Bytes Cleared(Bytes reply) {

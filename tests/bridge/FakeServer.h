@@ -1,7 +1,7 @@
 // FakeServer.h - a plug-in server in the test's own process, and messages put together by hand.
 //
 //   FakeServer server;                                   starting a program makes a Receiver from here on
-//   server.On(L"Call_LoadPlug", Joined({ReplyHead(0), Q64(77)}));
+//   server.On(L"Call_LoadPlug", Message({ReplyHead(0), Q64(77)}));
 //   ASSERT_EQ(CreateVXC32ServProcess(), 0);
 #pragma once
 
@@ -28,7 +28,7 @@ using Bytes = std::vector<uint8>;
 Bytes L32(uint32 value);
 Bytes Q64(uint64 value);
 Bytes Text(std::u16string_view text);
-Bytes Joined(std::initializer_list<Bytes> parts);
+Bytes Message(std::initializer_list<Bytes> parts);
 Bytes RequestHead(uint32 size, uint32 command, std::u16string_view name);
 // Its size is not what it should be: hosts do not look at it.
 Bytes ReplyHead(uint32 result);

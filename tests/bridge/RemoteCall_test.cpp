@@ -155,7 +155,7 @@ TEST_F(RemoteCallTest, TheLengthIsStoredBeforeTheSpacesAreAskedFor) {
     channel.noReply = true;
     EXPECT_EQ(Out(), 0);
     EXPECT_EQ(request.m_dwPosition, 35U);
-    EXPECT_EQ(Sent(), Joined({RequestHead(35, 0, u"Stat"), L32(1)}));
+    EXPECT_EQ(Sent(), Message({RequestHead(35, 0, u"Stat"), L32(1)}));
 }
 
 TEST_F(RemoteCallTest, ARequestOfItsHeadAloneTellsItsLength) {
@@ -169,7 +169,7 @@ TEST_F(RemoteCallTest, ARequestOfItsHeadAloneTellsItsLength) {
 }
 
 TEST_F(RemoteCallTest, AReplyStandsAtItsFirstValue) {
-    channel.Answer(Joined({ReplyHead(0), Q64(77), L32(5)}));
+    channel.Answer(Message({ReplyHead(0), Q64(77), L32(5)}));
     ASSERT_EQ(In(L"Stat"), 0);
     EXPECT_EQ(Out(2345), 0);
     EXPECT_THAT(channel.timeOuts, ElementsAre(2345U));
@@ -190,7 +190,7 @@ TEST_F(RemoteCallTest, AReplyStandsAtItsFirstValue) {
 
 TEST_F(RemoteCallTest, TheResultOfTheReplyIsPassedOnUnloggedWithTheValuesBehindIt) {
     for (const uint32 result : {1U, 258U, 0x80000002U, 0xFFFFFFFFU}) {
-        channel.Answer(Joined({ReplyHead(result), L32(9)}));
+        channel.Answer(Message({ReplyHead(result), L32(9)}));
         ASSERT_EQ(In(L"Stat"), 0);
         EXPECT_EQ(Out(), static_cast<int>(result));
         unsigned int value = 0;

@@ -22,7 +22,7 @@ protected:
 } // namespace
 
 TEST_F(ServerProcessPlugsTest, ARequestToLoadIsTheseBytes) {
-    server.On(L"Call_LoadPlug", Joined({ReplyHead(0), Q64(0x0001000200000003u)}));
+    server.On(L"Call_LoadPlug", Message({ReplyHead(0), Q64(0x0001000200000003u)}));
     Start();
     EXPECT_EQ(RemoteLoadVXC32Plug(L"C:\\a.dll"), 0x0001000200000003u);
     EXPECT_THAT(log.Texts(), IsEmpty());
@@ -45,7 +45,7 @@ TEST_F(ServerProcessPlugsTest, ANullPathGoesOutAsTheEmptyOne) {
     Start();
     for (const wchar_t* path : {static_cast<const wchar_t*>(nullptr), L""}) {
         EXPECT_EQ(RemoteLoadVXC32Plug(path), 0U);
-        EXPECT_EQ(server.Requests().back().bytes, Joined({RequestHead(54, 0, u"Call_LoadPlug"), Text(u"")}));
+        EXPECT_EQ(server.Requests().back().bytes, Message({RequestHead(54, 0, u"Call_LoadPlug"), Text(u"")}));
     }
 }
 
@@ -53,7 +53,7 @@ TEST_F(ServerProcessPlugsTest, APathOutsideTheBasicPlaneGoesOutAsPairs) {
     Start();
     RemoteLoadVXC32Plug(L"\x1F3AC.dll");
     EXPECT_EQ(server.Requests()[0].bytes,
-              Joined({RequestHead(72, 0, u"Call_LoadPlug"), Text(u"\xD83C\xDFAC.dll")}));
+              Message({RequestHead(72, 0, u"Call_LoadPlug"), Text(u"\xD83C\xDFAC.dll")}));
 }
 
 TEST_F(ServerProcessPlugsTest, ARequestToFreeIsTheHandleBehindItsHead) {
@@ -61,8 +61,8 @@ TEST_F(ServerProcessPlugsTest, ARequestToFreeIsTheHandleBehindItsHead) {
     EXPECT_EQ(RemoteFreeVXC32Plug(0x8877665544332211u), 0);
     EXPECT_THAT(log.Texts(), IsEmpty());
     ASSERT_EQ(server.Requests().size(), 1U);
-    EXPECT_EQ(server.Requests()[0].bytes, Joined({RequestHead(57, 0, u"Call_FreePlug"),
-                                                  {0x71, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}}));
+    EXPECT_EQ(server.Requests()[0].bytes, Message({RequestHead(57, 0, u"Call_FreePlug"),
+                                                   {0x71, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}}));
 }
 
 TEST_F(ServerProcessPlugsTest, WithoutAServerNothingIsSent) {
@@ -78,7 +78,7 @@ TEST_F(ServerProcessPlugsTest, WithoutAServerNothingIsSent) {
 }
 
 TEST_F(ServerProcessPlugsTest, ARefusedLoadIsNoHandleThoughOneFollows) {
-    server.On(L"Call_LoadPlug", Joined({ReplyHead(0x80000100u), Q64(77)}));
+    server.On(L"Call_LoadPlug", Message({ReplyHead(0x80000100u), Q64(77)}));
     Start();
     EXPECT_EQ(RemoteLoadVXC32Plug(L"plug.dll"), 0U);
     EXPECT_THAT(log.Lines(),
@@ -103,23 +103,23 @@ TEST_F(ServerProcessPlugsTest, AResultWithoutAHandleIsNoHandleAndNoFailure) {
 }
 
 TEST_F(ServerProcessPlugsTest, AReplyWithFewerValuesThanTheOneBeforeGivesNoneOfIts) {
-    server.On(L"Call_LoadPlug", Joined({ReplyHead(0), Q64(77)}));
+    server.On(L"Call_LoadPlug", Message({ReplyHead(0), Q64(77)}));
     Start();
     EXPECT_EQ(RemoteLoadVXC32Plug(L"plug.dll"), 77U);
     server.On(L"Call_LoadPlug", Cleared(ReplyHead(0)));
     EXPECT_EQ(RemoteLoadVXC32Plug(L"plug.dll"), 0U);
     // The length in the head is not looked at: what a server leaves behind its reply is part of it.
-    server.On(L"Call_LoadPlug", Joined({ReplyHead(0), Q64(77)}));
+    server.On(L"Call_LoadPlug", Message({ReplyHead(0), Q64(77)}));
     EXPECT_EQ(RemoteLoadVXC32Plug(L"plug.dll"), 77U);
-    server.On(L"Call_LoadPlug", Joined({L32(15), L32(0), L32(0)}));
+    server.On(L"Call_LoadPlug", Message({L32(15), L32(0), L32(0)}));
     EXPECT_EQ(RemoteLoadVXC32Plug(L"plug.dll"), 77U);
 }
 
 TEST_F(ServerProcessPlugsTest, AHandleIsNotTakenFromARealValueOfAnotherWidthOrFromGarbage) {
     Start();
-    const Bytes garbage = Joined({Bytes(15, 0xFF), Q64(77)});
-    const Bytes tornHead = Joined({L32(0), {0x71, 0, 0, 0, 0}, L32(0), Q64(77)});
-    for (const Bytes& reply : {Cleared(Joined({ReplyHead(0), L32(77)})), garbage, tornHead, Bytes(64, 0)}) {
+    const Bytes garbage = Message({Bytes(15, 0xFF), Q64(77)});
+    const Bytes tornHead = Message({L32(0), {0x71, 0, 0, 0, 0}, L32(0), Q64(77)});
+    for (const Bytes& reply : {Cleared(Message({ReplyHead(0), L32(77)})), garbage, tornHead, Bytes(64, 0)}) {
         server.On(L"Call_LoadPlug", reply);
         EXPECT_EQ(RemoteLoadVXC32Plug(L"plug.dll"), 0U);
     }
@@ -140,7 +140,7 @@ TEST_F(ServerProcessPlugsTest, ASilentServerCostsFiveSecondsForEachCall) {
 }
 
 TEST_F(ServerProcessPlugsTest, AnAnswerWithinTheTimeIsTakenHoweverLate) {
-    server.On(L"Call_LoadPlug", Joined({ReplyHead(0), Q64(5)}));
+    server.On(L"Call_LoadPlug", Message({ReplyHead(0), Q64(5)}));
     Start();
     TestClock clock;
     server.Hold();
@@ -171,7 +171,7 @@ TEST_F(ServerProcessPlugsTest, AServerThatDiedIsNotNoticedButByTheTime) {
 TEST_F(ServerProcessPlugsTest, CallsFromManyThreadsEachGetTheirOwnReply) {
     // The handle that comes back is the one in the request.
     server.On(L"Call_FreePlug", [](const FakeRequest& request) -> std::optional<Bytes> {
-        return Joined({L32(0), L32(request.bytes.at(49)), L32(0)});
+        return Message({L32(0), L32(request.bytes.at(49)), L32(0)});
     });
     Start();
     std::vector<std::thread> threads;
@@ -190,7 +190,7 @@ TEST_F(ServerProcessPlugsTest, CallsFromManyThreadsEachGetTheirOwnReply) {
 
 TEST_F(ServerProcessPlugsTest, APathThatDoesNotFitGoesOutCutAndTellsHowFarItGot) {
     server.On(L"Call_LoadPlug", [](const FakeRequest& request) -> std::optional<Bytes> {
-        return Joined({L32(0), L32(request.bytes.size() == 48 ? 0x80000002u : 1u), L32(0)});
+        return Message({L32(0), L32(request.bytes.size() == 48 ? 0x80000002u : 1u), L32(0)});
     });
     Start();
     EXPECT_EQ(RemoteLoadVXC32Plug(std::wstring(1048576 / 2, L'n').c_str()), 0U);
@@ -202,9 +202,9 @@ TEST_F(ServerProcessPlugsTest, APathThatDoesNotFitGoesOutCutAndTellsHowFarItGot)
 TEST_F(ServerProcessPlugsTest, AReplySpaceSmallerThanToldIsNotReadBeyondItsEnd) {
     server.SetReplyBytes(30);
     // The leader and a handle take 24 of the 30 bytes.
-    server.On(L"Call_LoadPlug", Joined({ReplyHead(0), Q64(9), Bytes(100, 0xEE)}));
+    server.On(L"Call_LoadPlug", Message({ReplyHead(0), Q64(9), Bytes(100, 0xEE)}));
     Start();
     EXPECT_EQ(RemoteLoadVXC32Plug(L"plug.dll"), 9U);
-    server.On(L"Call_LoadPlug", Joined({ReplyHead(3), Q64(9), Bytes(100, 0xEE)}));
+    server.On(L"Call_LoadPlug", Message({ReplyHead(3), Q64(9), Bytes(100, 0xEE)}));
     EXPECT_EQ(RemoteLoadVXC32Plug(L"plug.dll"), 0U);
 }

@@ -153,7 +153,7 @@ TEST_F(ServerProcessStopTest, AServerThatStaysSilentCostsTenSecondsAndKeepsTheSe
 }
 
 TEST_F(ServerProcessStopTest, ARefusalIsThePassedResultAndKeepsTheSenderWithTheCountLowered) {
-    server.On(L"Call_QuitVXC32Serv", Joined({ReplyHead(0x80000002u), Q64(1)}));
+    server.On(L"Call_QuitVXC32Serv", Message({ReplyHead(0x80000002u), Q64(1)}));
     ASSERT_EQ(CreateVXC32ServProcess(), 0);
     log.Clear();
     EXPECT_EQ(DestoryVXC32ServProcess(), static_cast<int>(0x80000002u));

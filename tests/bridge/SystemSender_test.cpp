@@ -90,7 +90,7 @@ TEST_F(SystemSenderTest, ReleasingAPlugChannelAfterTheServerHasGoneIsAFailureTha
     server.On(L"Call_InitInteractor", [&](const FakeRequest&) -> std::optional<Bytes> {
         far->SetReceiverCallback([](void*) { return 0; }, nullptr);
         EXPECT_EQ(far->Initialize(1, id.c_str(), 0, 4096), 0);
-        return Joined({ReplyHead(0), Q64(11)});
+        return Message({ReplyHead(0), Q64(11)});
     });
     CVXCInteracter* const plug = ConstructVXCInteratcter(VXC_INTERACTER_SENDER);
     ASSERT_EQ(plug->Initialize(1, id.c_str(), 4096, 4096), 0);
