@@ -60,7 +60,11 @@ int StartServer(CVXCInteracterImpl& sender) noexcept {
         return -1;
     }
     LogTrace(L"vxc32.exe path name: %s", path.c_str());
+    const int pathLength = path.GetLength();
     path += ProcessIdText();
+    if (path.GetLength() <= pathLength) {
+        return FailedStart(sender); // no memory for the id, without which no server can do anything
+    }
     LogTrace(L"CreateVXC32ServProcess(): Begin CreateProcess() = %s", path.c_str());
     void* const process = Process().start(path);
     if (process == nullptr) {

@@ -214,6 +214,8 @@ TEST_F(ServerProcessStartTest, AFailedStartIsNotCountedAndANewOneMayFollow) {
 }
 
 TEST_F(ServerProcessStartTest, MemoryThatLacksEndsTheStart) {
+    TestClock clock;
+    clock.AutoAdvance(true);
     bool came = true;
     int failed = 0;
     for (int n = 1; came; ++n) {
