@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <cwchar>
 #include <typeinfo>
 #include <utility>
 
@@ -16,6 +17,14 @@ namespace {
 
 // Until Initialize tells another one.
 constexpr uint32 kFirstInSize = 524288;
+
+// Whole or, where memory lacks, empty.
+CVXCString NameOf(const wchar_t* id, const wchar_t* kind) noexcept {
+    CVXCString name(id);
+    const std::size_t length = (id == nullptr ? 0 : std::wcslen(id)) + std::wcslen(kind);
+    name += kind;
+    return static_cast<std::size_t>(name.GetLength()) == length ? name : CVXCString();
+}
 
 } // namespace
 
@@ -40,10 +49,14 @@ void CVXCInteracterImpl::Assign(unsigned long long plugHandle, const wchar_t* id
     m_nPlugHandle = plugHandle;
     m_outMap.size = outSize;
     m_inMap.size = inSize;
-    m_strInMapName = m_strID + L"_InMap";
-    m_strBeginEventName = m_strID + L"_EvtBegin";
-    m_strOutMapName = m_strID + L"_OutMap";
-    m_strEndEventName = m_strID + L"_EvtEnd";
+    m_strInMapName = NameOf(id, L"_InMap");
+    m_strBeginEventName = NameOf(id, L"_EvtBegin");
+    m_strOutMapName = NameOf(id, L"_OutMap");
+    m_strEndEventName = NameOf(id, L"_EvtEnd");
+    if (m_strBeginEventName.IsEmpty() || m_strOutMapName.IsEmpty() || m_strEndEventName.IsEmpty()) {
+        // The set-up begins with this one, and so ends there.
+        m_strInMapName = CVXCString();
+    }
 }
 
 int CVXCInteracterImpl::Initialize(unsigned long long plugHandle, const wchar_t* id, unsigned int inSize,

@@ -42,12 +42,15 @@ public:
     void Lock() noexcept override;
     void Unlock() noexcept override;
 
-    // The steps of a Sender's set-up, for the channel that has no other one to tell its server by. The two
-    // latter give 0, or -1 with everything released.
+    // The steps of a Sender's set-up, for the channel that has no other one to tell its server by. Those with
+    // a result give 0, or -1 with everything released. InitSenderEnd is the two behind it in one: who shares
+    // the channel with other threads already holds its lock for the latter alone, and not while it waits.
     void Assign(unsigned long long plugHandle, const wchar_t* id, unsigned int inSize,
                 unsigned int outSize) noexcept;
     int InitSenderFirst() noexcept;
     int InitSenderEnd() noexcept;
+    void AwaitReceiver() noexcept;
+    int OpenReplySpace() noexcept;
 
     vxcio::ChannelSpaces Usable() const noexcept;
     bool IsRequestSpaceShared() const noexcept;

@@ -99,8 +99,16 @@ int CVXCInteracterImpl::InitSenderFirst() noexcept {
 }
 
 int CVXCInteracterImpl::InitSenderEnd() noexcept {
+    AwaitReceiver();
+    return OpenReplySpace();
+}
+
+void CVXCInteracterImpl::AwaitReceiver() noexcept {
     // Whether the server was there in time shows by what it has made.
     VXC_WaitForSingleObject(m_hEndEvent, kServerStartTimeOut);
+}
+
+int CVXCInteracterImpl::OpenReplySpace() noexcept {
     if (!m_outMap.Open(m_strOutMapName)) {
         FailToOpen(L"OpenFileMapping hOutMapFile failed (%d).\n");
         Release();
