@@ -22,7 +22,7 @@ struct PlanState {
     int handles = 0;
     int views = 0;
     int renamed = 0;
-    void* lastHandle = nullptr;
+    std::vector<void*> given;
     std::vector<SharedObjectsPlan::Unmapping> unmappings;
     std::vector<std::wstring> opened;
 };
@@ -43,7 +43,7 @@ void* NoteHandle(void* handle) {
     if (handle != nullptr) {
         const std::lock_guard lock(g_plan->mutex);
         ++g_plan->handles;
-        g_plan->lastHandle = handle;
+        g_plan->given.push_back(handle);
     }
     return handle;
 }
@@ -163,9 +163,9 @@ int SharedObjectsPlan::Views() {
     return g_plan->views;
 }
 
-void* SharedObjectsPlan::LastHandle() {
+std::vector<void*> SharedObjectsPlan::Given() {
     const std::lock_guard lock(g_plan->mutex);
-    return g_plan->lastHandle;
+    return g_plan->given;
 }
 
 ChannelPair::ChannelPair(std::function<void()> callback, uint32 inSize, uint32 outSize)

@@ -48,8 +48,8 @@ public:
     // Handles of sections that are open, and views that are mapped, since it began.
     static int Handles();
     static int Views();
-    // The handle that was given out last.
-    static void* LastHandle();
+    // All handles that were given out, in order.
+    static std::vector<void*> Given();
 
 private:
     const SharedObjectTable m_former;
