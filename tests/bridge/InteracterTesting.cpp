@@ -274,7 +274,8 @@ void PlayedServer::Serve(const Request& request, CVXCSerialize& reply) {
         reply << m_lastHandle;
     } else {
         const auto found = m_channels.find(request.handle);
-        WriteLeader(reply, found == m_channels.end() ? 0x80000002u : 0u);
+        // One that has gone before is no error: the host may not have heard of it.
+        WriteLeader(reply, request.handle > m_lastHandle ? 0x80000002u : 0u);
         if (found != m_channels.end()) {
             DeleteVXCInteratcter(found->second);
             m_channels.erase(found);
