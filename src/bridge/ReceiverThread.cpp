@@ -75,13 +75,15 @@ bool ReceiverThread::Start(PFN_RECEIVER_CALLBACK callback, void* context,
         return false;
     }
     record->AddReference(); // the thread's
+    record->AddReference(); // this one's, there ahead of the thread, whose callback may ask for its end
+    m_record = record.Get();
     m_hThread = VXC_CreateThread(nullptr, 0, Run, record.Get(), 0, nullptr);
     if (m_hThread == nullptr) {
+        m_record = nullptr;
+        record->Release();
         record->Release();
         return false;
     }
-    record->AddReference(); // this one's
-    m_record = record.Get();
     return true;
 }
 

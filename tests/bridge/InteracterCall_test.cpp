@@ -155,9 +155,9 @@ TEST(InteracterCallPairTest, ALateReplyIsTakenForThatOfTheNextCall) {
 }
 
 TEST(InteracterCallPairTest, TenThousandCallsOfTwoThreadsGetTheirOwnReplies) {
-    ChannelPair* self = nullptr;
+    std::atomic<ChannelPair*> self{nullptr};
     ChannelPair pair([&self] {
-        const ChannelSpaces spaces = UsableSpaces(self->receiver);
+        const ChannelSpaces spaces = UsableSpaces(self.load()->receiver);
         const uint32 reply = Word(spaces.request) * 3 + 1;
         std::memcpy(spaces.reply, &reply, sizeof reply);
     });

@@ -191,8 +191,8 @@ TEST(InteracterReceiverThreadTest, AnotherCallbackHasNoEffectOnTheRunningThread)
 TEST(InteracterReceiverThreadTest, ReleaseByItsOwnCallbackLeavesAllForALaterOne) {
     const SharedObjectsPlan plan;
     LogCapture log;
-    ChannelPair* self = nullptr;
-    ChannelPair pair([&self] { self->receiver.Release(); });
+    std::atomic<ChannelPair*> self{nullptr};
+    ChannelPair pair([&self] { self.load()->receiver.Release(); });
     self = &pair;
     ASSERT_TRUE(pair.IsUp());
     const int views = plan.Views();
@@ -210,10 +210,10 @@ TEST(InteracterReceiverThreadTest, ReleaseByItsOwnCallbackLeavesAllForALaterOne)
 TEST(InteracterReceiverThreadTest, ReleaseWaitsForTheCallbackUnderWay) {
     Gate gate;
     std::atomic<bool> ended{false};
-    ChannelPair* self = nullptr;
+    std::atomic<ChannelPair*> self{nullptr};
     ChannelPair pair([&] {
         gate.Pass();
-        const ChannelSpaces spaces = UsableSpaces(self->receiver);
+        const ChannelSpaces spaces = UsableSpaces(self.load()->receiver);
         spaces.reply[spaces.replyBytes - 1] = 1; // still mapped
         ended = true;
     });
