@@ -12,7 +12,7 @@ uint32 FrameShape::Bytes() const noexcept {
 
 SPlugSoftImageBuffer FrameShape::Image() const noexcept {
     SPlugSoftImageBuffer image = {};
-    image.value0 = EPlugValue{format};
+    image.value0 = static_cast<EPlugValue>(format);
     image.value1 = width;
     image.value2 = height;
     image.value3 = 3;

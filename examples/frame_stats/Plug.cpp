@@ -46,7 +46,8 @@ bool Fits(const SPlugSoftImageBuffer& image, uint32 plane, uint64 bytes) {
 }
 
 int Check(const SPlugSoftImageBuffer& image, uint32 bytes) {
-    if ((image.value0 != EPlugValue{FORMAT_420} && image.value0 != EPlugValue{FORMAT_422}) ||
+    if ((image.value0 != static_cast<EPlugValue>(FORMAT_420) &&
+         image.value0 != static_cast<EPlugValue>(FORMAT_422)) ||
         image.value3 == 0 || image.value3 > kMostPlanes) {
         return kResultUnknownFormat;
     }

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <random>
@@ -141,6 +142,12 @@ TEST(FrameStatsTest, AMissingServerOrPlugInIsTold) {
     const Outcome none = OtherPlace("").Run({kProgram, file, "4", "4"});
     EXPECT_EQ(none.exitCode, 1);
     EXPECT_EQ(none.error, "frame_stats: the plug-in server could not be started\n");
+    const TempFolder bare; // a server alone
+    std::filesystem::create_symlink(VXC_TEST_LIBRARY_DIR "/VXC32/VXC32ServU.exe",
+                                    bare.Path() / "VXC32ServU.exe");
+    const Outcome alone = OtherPlace(bare.Path().string()).Run({kProgram, file, "4", "4"});
+    EXPECT_EQ(alone.exitCode, 1);
+    EXPECT_THAT(alone.error, testing::HasSubstr("frame_stats: the plug-in server could not load it\n"));
 }
 
 TEST(FrameStatsTest, TimeCodesCountHoursMinutesSecondsAndFrames) {
