@@ -6,7 +6,8 @@ without --files from standard input; without any file the head of the table is a
 
 Names have the form WORK/WHO[/SIZE]; for each work and size the entry of "library" is compared with each other
 one: median times, for the library with its bytes for each second where the work has bytes, and the ratio of
-speeds, above 1 where the library is faster.
+speeds, above 1 where the library is faster. Runs that kept the time of each call tell in a second table how long
+the slowest hundredth and thousandth took at least, and runs that waited how much processor time that was.
 """
 import json
 import statistics
@@ -55,6 +56,27 @@ def rate_text(rates):
     return f", {statistics.median(rates) / 1e6:,.0f} MB/s" if rates else ""
 
 
+def counter_texts(documents, counters):
+    """{name of a run without its settings: [text of the median over the repetitions, for each counter]}, of the runs
+    that have them all."""
+    values = {}
+    for document in documents:
+        for run in document["benchmarks"]:
+            if run.get("run_type") != "aggregate" and all(counter in run for counter in counters):
+                name = "/".join(run["name"].split("/")[:2])
+                values.setdefault(name, []).append([run[counter] for counter in counters])
+    return {
+        name: [time_text(statistics.median(column)) for column in zip(*rows)] for name, rows in values.items()
+    }
+
+
+def print_counters(head, entries):
+    if entries:
+        print("\n| " + " | ".join(head) + " |\n" + "|---" * len(head) + "|")
+        for name, texts in entries.items():
+            print("| " + " | ".join([name] + texts) + " |")
+
+
 def main():
     if sys.argv[1:2] == ["--files"]:
         documents = [json.load(open(name, encoding="utf-8")) for name in sys.argv[2:]]
@@ -74,6 +96,10 @@ def main():
                 continue
             mine, peer = statistics.median(own), statistics.median(times)
             print(f"| {label} | {time_text(mine)}{rate} | {who} | {time_text(peer)} | {peer / mine:.3f} |")
+    print_counters(
+        ["call", "median", "99 %", "99.9 %"], counter_texts(documents, ["median_ns", "p99_ns", "p999_ns"])
+    )
+    print_counters(["waiting", "processor time"], counter_texts(documents, ["processor_ns"]))
 
 
 if __name__ == "__main__":

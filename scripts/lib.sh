@@ -4,7 +4,7 @@
 # The root of the project, wherever the script was called from.
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)"
 
-# What a build needs, what the clip needs, and what the tests need besides.
+# What a build needs, what the clip needs, and what the tests and the fuzz programs need besides.
 # shellcheck disable=SC2034 # the scripts that source this file use them
 {
     BUILD_PACKAGES=(g++ g++-multilib cmake ninja-build ccache libcli11-dev nlohmann-json3-dev libsimpleini-dev
@@ -12,8 +12,9 @@ ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)"
     RUN_PACKAGES=(ffmpeg fuse3)
     TEST_PACKAGES=(clang clang-format python3 googletest libgtest-dev libgmock-dev libssl-dev openssl shellcheck e2fsprogs binutils fuse3
         pkg-config libgstreamer1.0-dev libavutil-dev libboost-dev)
+    FUZZ_PACKAGES=(clang libclang-rt-14-dev)
     BENCH_PACKAGES=(pkg-config python3 libbenchmark-dev libssl-dev libavformat-dev libavutil-dev
-        libgstreamer1.0-dev libboost-dev fio)
+        libgstreamer1.0-dev libboost-dev libprotobuf-dev protobuf-compiler libcereal-dev fio)
 }
 
 die() {

@@ -42,15 +42,17 @@ public:
     virtual int Initialize(unsigned long long plugHandle, const wchar_t* id, unsigned int inSize,
                            unsigned int outSize) noexcept = 0;
     // Tears the channel down; may be repeated, and Initialize may follow. A Sender tells the server first;
-    // where that fails everything stays open for another try. A Receiver waits without limit for a callback
-    // under way; within the callback itself nothing is torn down.
+    // where that fails everything stays open for another try; what the last try, the destructor's, leaves
+    // stays to the end of the process. A Receiver waits without limit for a callback under way; within the
+    // callback itself nothing is torn down.
     virtual void Release() noexcept = 0;
     // Copies the id with its terminating zero. -1 for a null buffer or one too small.
     virtual int GetInteractorID(wchar_t* buffer, unsigned int bufferBytes) noexcept = 0;
     // To be called before Initialize as Receiver. 0, always.
     virtual int SetReceiverCallback(PFN_RECEIVER_CALLBACK callback, void* context) noexcept = 0;
     // The two spaces and their told sizes as they stand: addresses and sizes are 0 where there is none. A
-    // null argument is left out. 0, always. How much of a space is really there tells ChannelSpaces.h.
+    // null argument is left out. 0, always. How much of a space is really there tells ChannelSpaces.h: it
+    // may be less, where the far end made it smaller and behind an Adjust that failed.
     virtual int ObtainSMMSpaceAddress(void** inSpace, unsigned int* inSize, void** outSpace,
                                       unsigned int* outSize) noexcept = 0;
     // Sender: one call. 0, or VXC_STATUS_TIME_OUT. After a time-out the receiver may still be at work, and

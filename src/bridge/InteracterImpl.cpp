@@ -7,8 +7,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <cwchar>
+#include <new>
 #include <typeinfo>
-#include <utility>
 
 using namespace vxcio;
 
@@ -16,6 +17,16 @@ namespace {
 
 // Until Initialize tells another one.
 constexpr uint32 kFirstInSize = 524288;
+
+bool IsWhole(const CVXCString& text, std::size_t characters) noexcept {
+    return static_cast<std::size_t>(text.GetLength()) == characters;
+}
+
+// False where memory lacks.
+bool MakeName(CVXCString& name, const CVXCString& id, const wchar_t* suffix) noexcept {
+    name = id + suffix;
+    return IsWhole(name, static_cast<std::size_t>(id.GetLength()) + std::wcslen(suffix));
+}
 
 } // namespace
 
@@ -31,6 +42,9 @@ CVXCInteracterImpl::CVXCInteracterImpl(int role)
 
 CVXCInteracterImpl::~CVXCInteracterImpl() {
     Release();
+    // What a failed release has left open stays so, as the spaces do: the server may be using it.
+    InteracterEvent::Keep(m_beginEvent);
+    InteracterEvent::Keep(m_endEvent);
     m_lock->Close();
 }
 
@@ -40,10 +54,18 @@ void CVXCInteracterImpl::Assign(unsigned long long plugHandle, const wchar_t* id
     m_nPlugHandle = plugHandle;
     m_outMap.size = outSize;
     m_inMap.size = inSize;
-    m_strInMapName = m_strID + L"_InMap";
-    m_strBeginEventName = m_strID + L"_EvtBegin";
-    m_strOutMapName = m_strID + L"_OutMap";
-    m_strEndEventName = m_strID + L"_EvtEnd";
+    const bool whole = IsWhole(m_strID, id == nullptr ? 0 : std::wcslen(id)) &&
+                       MakeName(m_strInMapName, m_strID, L"_InMap") &&
+                       MakeName(m_strBeginEventName, m_strID, L"_EvtBegin") &&
+                       MakeName(m_strOutMapName, m_strID, L"_OutMap") &&
+                       MakeName(m_strEndEventName, m_strID, L"_EvtEnd");
+    if (!whole) {
+        // A name cut short might be that of somebody else's object.
+        for (CVXCString* const name :
+             {&m_strInMapName, &m_strBeginEventName, &m_strOutMapName, &m_strEndEventName}) {
+            *name = CVXCString();
+        }
+    }
 }
 
 int CVXCInteracterImpl::Initialize(unsigned long long plugHandle, const wchar_t* id, unsigned int inSize,
@@ -59,18 +81,15 @@ void CVXCInteracterImpl::Release() noexcept {
         return;
     }
     if (!m_receiverThread.Stop()) {
-        LogError(L"%s", L"Release() failed : called by the receiver callback");
+        LogError(L"%s", L"Release() failed : the receiver thread does not end");
         return;
     }
     m_outMap.Unmap();
     m_inMap.Unmap();
     m_inMap.CloseMapping();
     m_outMap.CloseMapping();
-    for (void** const event : {&m_hBeginEvent, &m_hEndEvent}) {
-        if (*event != nullptr) {
-            VXC_CloseHandle(std::exchange(*event, nullptr));
-        }
-    }
+    m_beginEvent.Reset();
+    m_endEvent.Reset();
 }
 
 int CVXCInteracterImpl::GetInteractorID(wchar_t* buffer, unsigned int bufferBytes) noexcept {
@@ -107,9 +126,9 @@ int CVXCInteracterImpl::ObtainSMMSpaceAddress(void** inSpace, unsigned int* inSi
 
 int CVXCInteracterImpl::RemoteCall(unsigned int timeoutMs) noexcept {
     // Discards the late signal of a call that was given up.
-    VXC_ResetEvent(m_hEndEvent);
-    VXC_SetEvent(m_hBeginEvent);
-    if (VXC_WaitForSingleObject(m_hEndEvent, timeoutMs) != VXC_WAIT_OBJECT_0) {
+    VXC_ResetEvent(HandleOf(m_endEvent));
+    VXC_SetEvent(HandleOf(m_beginEvent));
+    if (VXC_WaitForSingleObject(HandleOf(m_endEvent), timeoutMs) != VXC_WAIT_OBJECT_0) {
         LogTrace(L"%s", L"Wait for Child Process function's return, but time is out!");
         return static_cast<int>(VXC_STATUS_TIME_OUT);
     }
@@ -151,16 +170,13 @@ int CVXCInteracterImpl::FailReleased(const wchar_t* text) noexcept {
 }
 
 int CVXCInteracterImpl::FailToOpen(const wchar_t* format) noexcept {
-    CVXCString text;
-    text.Format(format, VXC_GetLastError());
-    return Fail(text.c_str());
+    LogError(format, VXC_GetLastError());
+    return -1;
 }
 
-bool CVXCInteracterImpl::Place(void*& event, void* made) noexcept {
-    if (void* const old = std::exchange(event, made); old != nullptr) {
-        VXC_CloseHandle(old);
-    }
-    return event != nullptr;
+bool CVXCInteracterImpl::Place(Ref<InteracterEvent>& event, void* made) noexcept {
+    event = InteracterEvent::Take(made);
+    return static_cast<bool>(event);
 }
 
 ChannelSpaces vxcio::UsableSpaces(CVXCInteracter& channel) noexcept {
@@ -185,7 +201,7 @@ int vxcio::HasPeer(CVXCInteracter& channel) noexcept {
 
 CVXCInteracter* ConstructVXCInteratcter(int role) noexcept {
     try {
-        return new CVXCInteracterImpl(role);
+        return new (std::nothrow) CVXCInteracterImpl(role);
     } catch (...) {
         return nullptr;
     }

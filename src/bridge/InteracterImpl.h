@@ -15,6 +15,7 @@
 
 #include "bridge/ChannelSpaces.h"
 #include "bridge/Interacter.h"
+#include "bridge/InteracterEvent.h"
 #include "bridge/MappedSpace.h"
 #include "bridge/ReceiverThread.h"
 #include "bridge/RecursiveLock.h"
@@ -42,12 +43,15 @@ public:
     void Lock() noexcept override;
     void Unlock() noexcept override;
 
-    // The steps of a Sender's set-up, for the channel that has no other one to tell its server by. The two
-    // latter give 0, or -1 with everything released.
+    // The steps of a Sender's set-up, for the channel that has no other one to tell its server by. Those with
+    // a result give 0, or -1 with everything released. InitSenderEnd is the two behind it in one: who shares
+    // the channel with other threads already holds its lock for the latter alone, and not while it waits.
     void Assign(unsigned long long plugHandle, const wchar_t* id, unsigned int inSize,
                 unsigned int outSize) noexcept;
     int InitSenderFirst() noexcept;
     int InitSenderEnd() noexcept;
+    void AwaitReceiver() noexcept;
+    int OpenReplySpace() noexcept;
 
     vxcio::ChannelSpaces Usable() const noexcept;
     bool IsRequestSpaceShared() const noexcept;
@@ -55,31 +59,31 @@ public:
 private:
     int InitSender() noexcept;
     // What Initialize gives, unless the set-up goes on.
-    int TellServerOfChannel(bool& goesOn) noexcept;
+    int TellServerOfChannel(CVXCInteracter& server, bool& goesOn) noexcept;
     bool TellServerOfRelease() noexcept;
     int InitReceiver() noexcept;
     int OpenForReceiver() noexcept;
     int MakeReplySpace() noexcept;
 
     // Log a failure and give -1, the second one with everything released.
-    int Fail(const wchar_t* text) noexcept;
+    static int Fail(const wchar_t* text) noexcept;
     int FailReleased(const wchar_t* text) noexcept;
-    int FailToOpen(const wchar_t* format) noexcept;
+    static int FailToOpen(const wchar_t* format) noexcept;
     // Puts an event that was made or opened into its place, where an older one may stand. False for none.
-    static bool Place(void*& event, void* made) noexcept;
+    static bool Place(vxcio::Ref<vxcio::InteracterEvent>& event, void* made) noexcept;
 
     const int m_nRole;
     CVXCString m_strID;
     uint64 m_nPlugHandle = 0;
     uint64 m_nRemoteHandle = 0; // the server's handle of its end; 0 when it has none
-    CVXCString m_strInMapName;
+    CVXCString m_strInMapName;  // the four names are empty where memory for one of them lacked
     CVXCString m_strBeginEventName;
     CVXCString m_strOutMapName;
     CVXCString m_strEndEventName;
     vxcio::MappedSpace m_inMap;  // requests; its handle is the m_hInMapFile of the log
     vxcio::MappedSpace m_outMap; // replies; m_hOutMapFile and m_pOutMapSMM
-    void* m_hBeginEvent = nullptr;
-    void* m_hEndEvent = nullptr;
+    vxcio::Ref<vxcio::InteracterEvent> m_beginEvent;
+    vxcio::Ref<vxcio::InteracterEvent> m_endEvent;
     vxcio::ReceiverThread m_receiverThread;
     PFN_RECEIVER_CALLBACK m_pfnReceiver = nullptr;
     void* m_pReceiverContext = nullptr;

@@ -13,12 +13,12 @@ int CVXCInteracterImpl::InitReceiver() noexcept {
     if (OpenForReceiver() != 0 || MakeReplySpace() != 0) {
         return -1;
     }
-    if (!m_receiverThread.Start(m_pfnReceiver, m_pReceiverContext, m_hBeginEvent, m_hEndEvent)) {
+    if (!m_receiverThread.Start(m_pfnReceiver, m_pReceiverContext, m_beginEvent, m_endEvent)) {
         // No signal either: the host waits in vain, and finds out by itself.
         LogError(L"%s", L"Can't Create ReceivDataThread.");
         return 0;
     }
-    VXC_SetEvent(m_hEndEvent);
+    VXC_SetEvent(HandleOf(m_endEvent));
     return 0;
 }
 
@@ -36,10 +36,10 @@ int CVXCInteracterImpl::OpenForReceiver() noexcept {
     if (!kRequestMarker.StandsIn(m_inMap.view, m_inMap.mapped)) {
         return Fail(L"Initialize receiver Failed: Child Create SMM Failed!");
     }
-    if (!Place(m_hBeginEvent, SharedObjects().openEvent(m_strBeginEventName))) {
+    if (!Place(m_beginEvent, SharedObjects().openEvent(m_strBeginEventName))) {
         return Fail(L"Can't OpenEvent begin.");
     }
-    if (!Place(m_hEndEvent, SharedObjects().openEvent(m_strEndEventName))) {
+    if (!Place(m_endEvent, SharedObjects().openEvent(m_strEndEventName))) {
         return Fail(L"Can't OpenEvent end.");
     }
     return 0;

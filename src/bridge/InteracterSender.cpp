@@ -18,16 +18,15 @@ constexpr uint32 kServerStartTimeOut = 30000;
 } // namespace
 
 int CVXCInteracterImpl::InitSender() noexcept {
-    // Whatever a former life of this object had there is none of this one's.
-    m_nRemoteHandle = 0;
-    if (ObtainSysSender() == nullptr) {
+    CVXCInteracter* const server = ObtainSysSender();
+    if (server == nullptr) {
         return Fail(L"Initialize Failed: Can't Obtain SysInteracter");
     }
     if (InitSenderFirst() != 0) {
         return Fail(L"Initialize Failed: Can't InitSenderFirst");
     }
     bool goesOn = false;
-    if (const int result = TellServerOfChannel(goesOn); !goesOn) {
+    if (const int result = TellServerOfChannel(*server, goesOn); !goesOn) {
         return result;
     }
     const int result = InitSenderEnd();
@@ -37,13 +36,11 @@ int CVXCInteracterImpl::InitSender() noexcept {
     return result;
 }
 
-int CVXCInteracterImpl::TellServerOfChannel(bool& goesOn) noexcept {
-    CVXCInteracter* const server = ObtainSysSender();
-    if (server == nullptr) {
-        return Fail(L"Initialize Failed: Can't Obtain SysInteracter");
-    }
-    const ChannelLock lock(*server);
+int CVXCInteracterImpl::TellServerOfChannel(CVXCInteracter& server, bool& goesOn) noexcept {
+    const ChannelLock lock(server);
     const auto write = [this](CVXCSerialize& request) {
+        // From here on a handle of a former set-up is none of this one's, and no short reply brings it back.
+        m_nRemoteHandle = 0;
         request << static_cast<unsigned long long>(m_nPlugHandle) << m_strID << m_outMap.size;
     };
     const auto read = [this](CVXCSerialize& reply) {
@@ -51,7 +48,7 @@ int CVXCInteracterImpl::TellServerOfChannel(bool& goesOn) noexcept {
         reply >> handle;
         m_nRemoteHandle = handle;
     };
-    const CallResult call = CallServer(*server, L"Call_InitInteractor", kInitTimeOut, write, read);
+    const CallResult call = CallServer(server, L"Call_InitInteractor", kInitTimeOut, write, read);
     switch (call.end) {
     case CallEnd::NoSpaces:
         // Nothing has happened on the far side, and success is told all the same.
@@ -89,18 +86,26 @@ int CVXCInteracterImpl::InitSenderFirst() noexcept {
         return FailReleased(L"Can't create file mapping.");
     }
     kRequestMarker.WriteTo(m_inMap.view, m_inMap.mapped);
-    if (!Place(m_hBeginEvent, SharedObjects().createEvent(m_strBeginEventName))) {
+    if (!Place(m_beginEvent, SharedObjects().createEvent(m_strBeginEventName))) {
         return FailReleased(L"Can't create begin event.");
     }
-    if (!Place(m_hEndEvent, SharedObjects().createEvent(m_strEndEventName))) {
+    if (!Place(m_endEvent, SharedObjects().createEvent(m_strEndEventName))) {
         return FailReleased(L"Can't create end event.");
     }
     return 0;
 }
 
 int CVXCInteracterImpl::InitSenderEnd() noexcept {
+    AwaitReceiver();
+    return OpenReplySpace();
+}
+
+void CVXCInteracterImpl::AwaitReceiver() noexcept {
     // Whether the server was there in time shows by what it has made.
-    VXC_WaitForSingleObject(m_hEndEvent, kServerStartTimeOut);
+    VXC_WaitForSingleObject(HandleOf(m_endEvent), kServerStartTimeOut);
+}
+
+int CVXCInteracterImpl::OpenReplySpace() noexcept {
     if (!m_outMap.Open(m_strOutMapName)) {
         FailToOpen(L"OpenFileMapping hOutMapFile failed (%d).\n");
         Release();

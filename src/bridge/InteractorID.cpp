@@ -69,10 +69,12 @@ int CreateVXCInteractorID(ENUM_PLUG_TYPE type, unsigned int index, wchar_t* buff
     const uint32 ticks = VXC_GetTickCount() % kTickRange;
     const int chance = Process().random();
     CVXCString id;
-    id.Format(L"%s_%s_%03d_%08d_%05d_%05d", ProcessIdText().c_str(), TagOf(type), index, ticks, chance,
+    const CVXCString process = ProcessIdText();
+    id.Format(L"%s_%s_%03d_%08d_%05d_%05d", process.c_str(), TagOf(type), index, ticks, chance,
               Process().threadId());
+    const bool whole = !process.IsEmpty() && !id.IsEmpty(); // unless memory lacks
     const std::size_t bytes = (static_cast<std::size_t>(id.GetLength()) + 1) * sizeof(wchar_t);
-    if (buffer == nullptr || bufferBytes < bytes) {
+    if (!whole || buffer == nullptr || bufferBytes < bytes) {
         LogError(L"%s", L"CreateVXCInteractorID Failed! bufsize to small!");
         return -1;
     }

@@ -18,7 +18,7 @@ enum ENUM_PLUG_TYPE : int {
 };
 
 // Makes a new id, which takes 100 milliseconds. 0, or -1 where the buffer is null or smaller than the id with
-// its terminating zero; then it is left alone. Any thread.
+// its terminating zero, and where memory lacks; then it is left alone. Any thread.
 VXCSOFTCODECIO_API int CreateVXCInteractorID(ENUM_PLUG_TYPE type, unsigned int index, wchar_t* buffer,
                                              unsigned int bufferBytes) noexcept;
 

@@ -20,7 +20,7 @@ void MappedSpace::Adopt(void* handle) noexcept {
 
 MappedSpace::Made MappedSpace::Create(const wchar_t* name) noexcept {
     int existed = 0;
-    Adopt(SharedObjects().createMapping(name, size, &existed));
+    Adopt(*name == 0 ? nullptr : SharedObjects().createMapping(name, size, &existed));
     if (mapping == nullptr) {
         return Made::Nothing;
     }
@@ -28,7 +28,7 @@ MappedSpace::Made MappedSpace::Create(const wchar_t* name) noexcept {
 }
 
 bool MappedSpace::Open(const wchar_t* name) noexcept {
-    Adopt(SharedObjects().openMapping(name));
+    Adopt(*name == 0 ? nullptr : SharedObjects().openMapping(name));
     return mapping != nullptr;
 }
 

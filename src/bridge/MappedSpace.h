@@ -19,7 +19,8 @@ struct MappedSpace {
     uint32 Usable() const noexcept;
 
     enum class Made { Nothing, New, Taken };
-    // Makes the section; the handle is kept also where the name was taken.
+    // Makes the section; the handle is kept also where the name was taken. An empty name, which is one that
+    // memory lacked for, makes and opens nothing.
     Made Create(const wchar_t* name) noexcept;
     bool Open(const wchar_t* name) noexcept;
     // Maps what the handle stands for. A view that was there stays mapped until Unmap. False, with no view,

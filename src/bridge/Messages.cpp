@@ -1,5 +1,9 @@
 #include "bridge/Messages.h"
 
+#include "bridge/InteracterImpl.h"
+
+#include <typeinfo>
+
 namespace vxcio {
 
 bool TakeSpaces(CVXCInteracter& channel, ChannelSpaces& spaces, int& status) noexcept {
@@ -11,7 +15,13 @@ bool TakeSpaces(CVXCInteracter& channel, ChannelSpaces& spaces, int& status) noe
     if (status != 0 || request == nullptr || requestSize == 0 || reply == nullptr || replySize == 0) {
         return false;
     }
-    spaces = UsableSpaces(channel);
+    if (typeid(channel) == typeid(CVXCInteracterImpl)) {
+        // No more than is really there.
+        spaces = static_cast<CVXCInteracterImpl&>(channel).Usable();
+    } else {
+        spaces = {static_cast<unsigned char*>(request), requestSize, static_cast<unsigned char*>(reply),
+                  replySize};
+    }
     return true;
 }
 

@@ -3,9 +3,9 @@
 #pragma once
 
 #include "bridge/Interacter.h"
+#include "bridge/InteracterEvent.h"
+#include "frame/Counted.h"
 #include "frame/Types.h"
-
-#include <atomic>
 
 namespace vxcio {
 
@@ -14,15 +14,17 @@ namespace vxcio {
 class ReceiverThread {
 public:
     ReceiverThread() = default;
-    ~ReceiverThread() = default;
+    // Of a thread that could not be stopped lets go; it ends by itself once it was told to quit.
+    ~ReceiverThread();
     ReceiverThread(const ReceiverThread&) = delete;
     ReceiverThread& operator=(const ReceiverThread&) = delete;
 
-    // Begins to serve; the events stay the channel's and outlive the thread. False where there is no quit
-    // event or no thread.
-    bool Start(PFN_RECEIVER_CALLBACK callback, void* context, void* beginEvent, void* endEvent) noexcept;
-    // Lets a callback under way end, and waits for the thread. False, with the thread told to quit and
-    // everything else left for a later Stop, when it is the caller's own.
+    // Begins to serve, in place of a thread that did so before. The events are shared with the thread. False
+    // where there is no quit event or no thread, and nothing is left of it then.
+    bool Start(PFN_RECEIVER_CALLBACK callback, void* context, const Ref<InteracterEvent>& beginEvent,
+               const Ref<InteracterEvent>& endEvent) noexcept;
+    // Lets a callback under way end, and waits for the thread. False when it is the caller's own, which ends
+    // behind its callback, or could not be told or waited for; everything else is left for a later Stop.
     bool Stop() noexcept;
 
 private:
@@ -30,8 +32,7 @@ private:
     static uint32 Run(void* record);
 
     Record* m_record = nullptr; // shared with the thread
-    void* m_hThread = nullptr;
-    void* m_hQuitEvent = nullptr;
+    void* m_hThread = nullptr;  // not null while there is a record
 };
 
 } // namespace vxcio

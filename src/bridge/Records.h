@@ -12,7 +12,8 @@
 //
 // Reading allocates attachments by SerilizeMalloc, and the caller frees them by SerilizeFree, also after a
 // failure: `data` and `extra` are not null then, with a size of 0. Records hold zeros before they are read.
-// The operators throw std::bad_alloc where memory for an attachment lacks, and nothing else.
+// The operators throw std::bad_alloc where memory for an attachment lacks, and nothing else: `data` is as it
+// was then, an attachment's `size` is 0, and the stream stands ahead of the block.
 #pragma once
 
 #include "bridge/Serialize.h"

@@ -19,7 +19,9 @@ public:
         std::unique_lock lock(m_mutex);
         const std::thread::id me = std::this_thread::get_id();
         if (m_depth != 0 && m_owner != me) {
+            ++m_waiting;
             m_left.wait(lock, [this] { return m_depth == 0 || m_closed; });
+            --m_waiting;
             if (m_closed) {
                 return;
             }
@@ -47,11 +49,18 @@ public:
         m_left.notify_all();
     }
 
+    // Threads that wait for it now; for tests, as it may have changed when it is told.
+    uint32 Waiting() {
+        const std::lock_guard lock(m_mutex);
+        return m_waiting;
+    }
+
 private:
     std::mutex m_mutex;
     std::condition_variable m_left;
     std::thread::id m_owner; // meaningful while m_depth is not 0
     uint32 m_depth = 0;
+    uint32 m_waiting = 0;
     bool m_closed = false;
 };
 

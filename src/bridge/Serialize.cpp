@@ -1,5 +1,6 @@
 #include "bridge/Serialize.h"
 
+#include "bridge/LargeCopy.h"
 #include "bridge/Utf16.h"
 
 #include <atomic>
@@ -278,7 +279,7 @@ int CVXCSerialize::WriteBlock(const unsigned char* data, unsigned int count) noe
     if (place == nullptr) {
         return 0;
     }
-    std::memmove(place, data, count);
+    vxcio::CopyForAnotherCore(place, data, count);
     return 1;
 }
 

@@ -1,6 +1,7 @@
 #include "bridge/ServerProcess.h"
 
 #include "bridge/Messages.h"
+#include "bridge/StartCount.h"
 #include "bridge/SystemSender.h"
 #include "frame/Log.h"
 #include "frame/ModuleValues.h"
@@ -24,12 +25,30 @@ constexpr const wchar_t* kServerFile = L"\\VXC32\\VXC32ServU.exe ";
 // Two first starts at once would both make a sender. Never held where only the sender is asked for.
 constinit std::mutex g_startStop;
 
-// Starts less stops, the first start not counted; goes below 0 and may wrap. Guarded by the lock.
-constinit uint32 g_references = 0;
+// The first start is not counted. Guarded by the lock.
+constinit StartCount g_starts;
 
-int FailedStart() noexcept {
+// Others may have the sender since it was made, and use it under its lock: it changes under that alone.
+int FailedStart(CVXCInteracterImpl& sender) noexcept {
+    const ChannelLock lock(sender);
     RetireSystemSender();
     return -1;
+}
+
+int BeginSender(CVXCInteracterImpl& sender, const wchar_t* id) noexcept {
+    {
+        const ChannelLock lock(sender);
+        sender.Assign(0, id, kSystemSpaceBytes, kSystemSpaceBytes);
+    }
+    LogTrace(L"CreateVXC32ServProcess(): SysSender ID: %s", id);
+    const ChannelLock lock(sender);
+    return sender.InitSenderFirst();
+}
+
+int EndSender(CVXCInteracterImpl& sender) noexcept {
+    sender.AwaitReceiver();
+    const ChannelLock lock(sender);
+    return sender.OpenReplySpace();
 }
 
 int StartServer(CVXCInteracterImpl& sender) noexcept {
@@ -41,20 +60,24 @@ int StartServer(CVXCInteracterImpl& sender) noexcept {
         return -1;
     }
     LogTrace(L"vxc32.exe path name: %s", path.c_str());
+    const int pathLength = path.GetLength();
     path += ProcessIdText();
+    if (path.GetLength() <= pathLength) {
+        return FailedStart(sender); // no memory for the id, without which no server can do anything
+    }
     LogTrace(L"CreateVXC32ServProcess(): Begin CreateProcess() = %s", path.c_str());
     void* const process = Process().start(path);
     if (process == nullptr) {
         CVXCString text;
         text.Format(L"CreateVXC32ServProcess(): CreateProcess failed (%d).\n", VXC_GetLastError());
         LogError(L"%s", text.c_str());
-        return FailedStart();
+        return FailedStart(sender);
     }
     LogTrace(L"CreateVXC32ServProcess(): End CreateProcess() = %s", path.c_str());
-    const int result = sender.InitSenderEnd();
+    const int result = EndSender(sender);
     Process().closeProcess(process);
     if (result != 0) {
-        RetireSystemSender();
+        FailedStart(sender);
         LogError(L"CreateVXC32ServProcess(): CreateVXC32ServProcess failed : InitSenderEnd return 0x%08x",
                  result);
         return -1;
@@ -67,18 +90,17 @@ int StartServer(CVXCInteracterImpl& sender) noexcept {
 int CreateVXC32ServProcess() noexcept {
     const std::lock_guard lock(g_startStop);
     if (SystemSender() != nullptr) {
-        ++g_references;
+        g_starts.Add();
         return 0;
     }
     MakeProcessIdText();
-    CVXCInteracterImpl* const sender = MakeSystemSender();
+    const CVXCString id = ProcessIdText();
+    // Without memory for it the names would be those of any process.
+    CVXCInteracterImpl* const sender = id.IsEmpty() ? nullptr : MakeSystemSender();
     if (sender == nullptr) {
         return -1;
     }
-    const CVXCString id = ProcessIdText();
-    sender->Assign(0, id, kSystemSpaceBytes, kSystemSpaceBytes);
-    LogTrace(L"CreateVXC32ServProcess(): SysSender ID: %s", id.c_str());
-    return sender->InitSenderFirst() != 0 ? FailedStart() : StartServer(*sender);
+    return BeginSender(*sender, id) != 0 ? FailedStart(*sender) : StartServer(*sender);
 }
 
 int DestoryVXC32ServProcess() noexcept {
@@ -87,7 +109,7 @@ int DestoryVXC32ServProcess() noexcept {
     if (sender == nullptr) {
         return 0;
     }
-    if (static_cast<int32>(--g_references) > 0) {
+    if (g_starts.Take() > 0) {
         return 0;
     }
     // To the end of the release: who waits for the lock finds the spaces gone and not going.

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <iterator>
 #include <mutex>
+#include <new>
 #include <utility>
 
 namespace vxcio {
@@ -36,9 +37,13 @@ CVXCInteracterImpl* SystemSender() noexcept {
 CVXCInteracterImpl* MakeSystemSender() noexcept {
     try {
         const std::lock_guard lock(g_mutex);
-        g_made = new Made(g_made);
-        g_sender.store(&g_made->sender);
-        return &g_made->sender;
+        Made* const made = new (std::nothrow) Made(g_made);
+        if (made == nullptr) {
+            return nullptr;
+        }
+        g_made = made;
+        g_sender.store(&made->sender);
+        return &made->sender;
     } catch (...) {
         return nullptr;
     }

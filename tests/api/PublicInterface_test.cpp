@@ -207,7 +207,26 @@ TEST(PublicInterfaceTest, OnlyPublicNamesLeaveTheLibraries) {
                                          "CPullDataSourceArray",
                                          "CSoftStreamBuffer",
                                          "CSoftEsBuffer",
-                                         "CBitsStream"};
+                                         "CBitsStream",
+                                         "CVXCSerialize",
+                                         "SerilizeMalloc",
+                                         "SerilizeFree",
+                                         "operator<<",
+                                         "operator>>",
+                                         "CVXCInteracter",
+                                         "ObtainSysSender",
+                                         "ConstructVXCInteratcter",
+                                         "DeleteVXCInteratcter",
+                                         "CreateVXCInteractorID",
+                                         "ParseVXCInteractorID",
+                                         "CreateVXC32ServProcess",
+                                         "DestoryVXC32ServProcess",
+                                         "RemoteLoadVXC32Plug",
+                                         "RemoteFreeVXC32Plug",
+                                         "RemoteCall_In",
+                                         "RemoteCall_Out",
+                                         "vxcio::UsableSpaces",
+                                         "vxcio::HasPeer"};
     for (const std::string& name : DefinedSymbols("libVXCSoftCodecIO.so")) {
         EXPECT_TRUE(IsPublic(name, io)) << name;
     }

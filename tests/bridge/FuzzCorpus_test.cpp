@@ -1,5 +1,6 @@
 // The kept inputs of the fuzz programs, and each of them cut short: nothing that was found once comes back.
 #include "fuzz/RecordsInput.h"
+#include "fuzz/ReplyInput.h"
 #include "fuzz/SerializeInput.h"
 
 #include <gtest/gtest.h>
@@ -44,4 +45,8 @@ TEST(FuzzCorpusTest, StreamsThatTheFuzzerFoundAreTheModels) {
 
 TEST(FuzzCorpusTest, RecordsThatTheFuzzerFoundComeBackTheSame) {
     Replay("fuzz_records", vxcio::fuzz::FuzzRecords);
+}
+
+TEST(FuzzCorpusTest, RepliesThatTheFuzzerFoundAreReadForWhatTheyAre) {
+    Replay("fuzz_reply", vxcio::fuzz::FuzzReply);
 }

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <memory>
 #include <random>
 #include <string>
 #include <utility>
@@ -62,6 +63,12 @@ struct Entry {
     int direction = VXC_SERIALIZE_LOAD;
     uint32 staleSize = 0; // in the record's attachments
 };
+
+// Memory that a record was read to.
+struct Freed {
+    void operator()(unsigned char* memory) const { SerilizeFree(memory); }
+};
+using Memory = std::unique_ptr<unsigned char, Freed>;
 
 inline unsigned char g_untouched; // where attachments are before a record is read
 

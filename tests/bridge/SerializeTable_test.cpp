@@ -1,10 +1,12 @@
 // The virtual operators, which a plug-in may have replaced, and the memory that passes between modules.
 #include "bridge/SerializeTesting.h"
+#include "support/MemoryLack.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <string>
 #include <type_traits>
 
@@ -167,6 +169,12 @@ TEST(SerilizeMallocTest, NothingIsAPlaceOfItsOwnToo) {
     EXPECT_NE(first, second);
     SerilizeFree(first);
     SerilizeFree(second);
+}
+
+TEST(SerilizeMallocTest, WhereMemoryLacksItThrowsAsTheLanguageDoes) {
+    MemoryLack lack(1);
+    EXPECT_THROW(SerilizeFree(SerilizeMalloc(10)), std::bad_alloc);
+    EXPECT_TRUE(lack.Came());
 }
 
 TEST(SerilizeMallocTest, FreeingANullPointerDoesNothing) {

@@ -34,6 +34,8 @@ public:
     // We read its output no more.
     void CloseOutput();
     void Signal(int number) const;
+    // To be asked ahead of Finish.
+    pid_t Id() const { return m_pid; }
     // All that it still says, until it ends.
     Outcome Finish();
 

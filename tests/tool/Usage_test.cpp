@@ -21,7 +21,11 @@ TEST(ToolUsageTest, HelpOfEveryVerbGoesToStandardOutput) {
                                                          {"settings", "list"},
                                                          {"settings", "get"},
                                                          {"settings", "set"},
-                                                         {"settings", "unset"}};
+                                                         {"settings", "unset"},
+                                                         {"plug"},
+                                                         {"plug", "load"},
+                                                         {"plug", "call"},
+                                                         {"plug", "bench"}};
     for (std::vector<std::string> verb : verbs) {
         verb.emplace_back("--help");
         const Outcome outcome = RunTool(verb);

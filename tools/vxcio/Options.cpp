@@ -2,6 +2,7 @@
 
 #include "Console.h"
 #include "ExitCodes.h"
+#include "PlugOptions.h"
 #include "Sizes.h"
 
 #include <CLI/CLI.hpp>
@@ -32,7 +33,7 @@ constexpr const char* kNamesFooter =
     "with '@' is written ./@name.\n";
 
 constexpr const char* kMainFooter =
-    "Exit codes: 0 all is well; 1 something could not be opened, read or written; 2 wrong usage;\n"
+    "Exit codes: 0 all is well; 1 something could not be opened, read, written or called; 2 wrong usage;\n"
     "3 md5 -c or copy --verify found a digest that differs; 4 copy could not write its target;\n"
     "130 interrupted by Ctrl-C or SIGTERM (a second one ends the tool at once); 141 the reader of\n"
     "standard output went away.\n"
@@ -118,6 +119,7 @@ void Unguard(Options& options) {
     Unguard(options.setting);
     Unguard(options.value);
     Unguard(options.section);
+    Unguard(options.plug);
 }
 
 CLI::App* AddVerb(CLI::App& parent, const std::string& name, const std::string& help) {
@@ -286,6 +288,8 @@ std::optional<int> ParseOptions(int argc, char** argv, Options& options) {
     AddMd5(app, options);
     AddCopy(app, options);
     AddSettings(app, options);
+    AddPlugVerbs(*AddVerb(app, "plug", "Load and call plug-ins in a process of another width"), options,
+                 kCommonFooter);
     try {
         app.parse(Guarded(argc, argv));
     } catch (const CLI::ParseError& error) {

@@ -9,7 +9,19 @@
 
 namespace vxcio::tool {
 
-enum class Verb { Info, Cat, Md5, Copy, SettingsList, SettingsGet, SettingsSet, SettingsUnset };
+enum class Verb {
+    Info,
+    Cat,
+    Md5,
+    Copy,
+    SettingsList,
+    SettingsGet,
+    SettingsSet,
+    SettingsUnset,
+    PlugLoad,
+    PlugCall,
+    PlugBench
+};
 
 struct Options {
     Verb verb = Verb::Info;
@@ -40,6 +52,15 @@ struct Options {
     bool verify = false;
     bool sync = false;
     bool discard = false;
+
+    // Of plug; the file of call is the one of `names`.
+    std::optional<std::string> plug; // without one it is the plug-in that is installed
+    uint32 callTimeOut = 2000;       // of one call, milliseconds
+    uint32 width = 0;
+    uint32 height = 0;
+    uint32 format = 420; // or 422
+    uint32 framesPerSecond = 25;
+    std::optional<uint32> calls; // of each kind, for bench
 
     // Of settings.
     std::string setting;

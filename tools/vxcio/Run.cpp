@@ -23,6 +23,12 @@ int Run(const Options& options) {
         return RunMd5(options, log);
     case Verb::Copy:
         return RunCopy(options, log);
+    case Verb::PlugLoad:
+        return RunPlugLoad(options, log);
+    case Verb::PlugCall:
+        return RunPlugCall(options, log);
+    case Verb::PlugBench:
+        return RunPlugBench(options, log);
     default:
         return RunSettings(options);
     }

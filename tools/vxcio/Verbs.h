@@ -11,5 +11,8 @@ int RunCat(const Options& options, LogView& log);
 int RunMd5(const Options& options, LogView& log);
 int RunCopy(const Options& options, LogView& log);
 int RunSettings(const Options& options);
+int RunPlugLoad(const Options& options, LogView& log);
+int RunPlugCall(const Options& options, LogView& log);
+int RunPlugBench(const Options& options, LogView& log);
 
 } // namespace vxcio::tool

@@ -129,6 +129,23 @@ TEST(NamedWaitTest, WhereTheSystemSleepsOnOneWordOnlyWaitsEndAsWell) {
     }
 }
 
+TEST(NamedWaitTest, ASleepThatNeverLastsKeepsNoWaitBeyondItsLimit) {
+    // As for a word that a bad process changes all the time.
+    for (const int error : {EAGAIN, EINTR}) {
+        SCOPED_TRACE(error);
+        InChild([&] {
+            ASSERT_TRUE(RefuseSleepOnSeveral(error));
+            const Handle named(Named(L"named"));
+            const Handle local(AutoEvent());
+            uint32 result = 0;
+            EXPECT_GE(MillisecondsOf([&] { result = WaitAny({named, local}, 5); }), 5.0);
+            EXPECT_EQ(result, VXC_WAIT_TIMEOUT);
+            EXPECT_EQ(SleepersOf(named), 0u);
+            EXPECT_EQ(QueueOf(local), 0u);
+        });
+    }
+}
+
 TEST(NamedWaitTest, AWaitForAllIsRefusedAndTakesNothing) {
     const Handle named(Named(L"named", true));
     const Handle local(AutoEvent(true));
@@ -200,29 +217,41 @@ TEST(NamedWaitTest, AWaitThatUsedUpTwoWakesHandsOnTheOneItDoesNotTake) {
 }
 
 TEST(NamedWaitTest, OfTwoThatAreSignalledOneAfterTheOtherTheLowerOneEndsTheWait) {
-    // Signalled in the order of their indexes: whenever the second is, the first one is as well.
+    // Signalled in the order of their indexes: whenever the last is, the first one is as well. Those in
+    // between leave time for both signals to come while the wait looks from one to the other.
     constexpr int kRounds = 20'000;
+    const Handle named(Named(L"named"));
+    const Handle local(AutoEvent());
+    const Handle never(AutoEvent());
     for (const bool namedFirst : {true, false}) {
-        const Handle named(Named(L"named"));
-        const Handle local(AutoEvent());
-        const std::vector<void*> pair =
-            namedFirst ? std::vector<void*>{named, local} : std::vector<void*>{local, named};
-        const Handle go(AutoEvent());
-        std::atomic<bool> over{false};
+        std::vector<void*> handles(VXC_MAXIMUM_WAIT_OBJECTS, never);
+        handles.front() = namedFirst ? named : local;
+        handles.back() = namedFirst ? local : named;
+        std::atomic<int> round{0};
         std::thread signaller([&] {
-            while (VXC_WaitForSingleObject(go, VXC_INFINITE) == VXC_WAIT_OBJECT_0 && !over.load()) {
-                VXC_SetEvent(pair[0]);
-                VXC_SetEvent(pair[1]);
+            for (int seen = 0; seen < kRounds;) {
+                if (round.load() == seen) {
+                    sched_yield();
+                    continue;
+                }
+                seen = round.load();
+                if (seen < kRounds) {
+                    VXC_SetEvent(handles.front());
+                    VXC_SetEvent(handles.back());
+                }
             }
         });
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(700);
-        for (int round = 0; round < kRounds && std::chrono::steady_clock::now() < end; ++round) {
-            VXC_SetEvent(go);
-            ASSERT_EQ(WaitAny(pair, 20'000), 0u) << round;
-            ASSERT_EQ(WaitAny(pair, 20'000), 1u) << round;
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1'000);
+        for (int i = 1; i < kRounds && std::chrono::steady_clock::now() < end && !HasFailure(); ++i) {
+            round.store(i);
+            uint32 result = VXC_WAIT_TIMEOUT;
+            while (result == VXC_WAIT_TIMEOUT) {
+                result = WaitAny(handles, i % 8 == 0 ? VXC_INFINITE : 0);
+            }
+            EXPECT_EQ(result, 0u) << i;
+            EXPECT_EQ(WaitAny({result == 0 ? handles.back() : handles.front()}, VXC_INFINITE), 0u);
         }
-        over.store(true);
-        VXC_SetEvent(go);
+        round.store(kRounds);
         signaller.join();
     }
 }

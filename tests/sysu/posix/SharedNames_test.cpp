@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
@@ -150,6 +151,27 @@ TEST(SharedNameTest, NoTwoNamesMeetAlsoWhereTheyHoldWhatIsNoCharacter) {
         files.insert(file);
     }
     EXPECT_EQ(files.size(), names.size());
+}
+
+TEST(SharedNameTest, WhatALongNameIsCutToIsTheFileOfNoShortOne) {
+    // "yy...y+0123456789abcdef+181": the short name would have its digest and length for coded characters.
+    int tried = 0;
+    for (int i = 100; i < 200; ++i) {
+        const std::wstring whole = std::wstring(140, L'y') + std::to_wstring(i) + std::wstring(38, L'y');
+        const std::string file = FileOf(whole.c_str());
+        const std::size_t digest = file.find_first_not_of('y') + 1;
+        ASSERT_EQ(file.substr(digest + 16), "+181.m");
+        const int first = std::stoi(file.substr(digest, 2), nullptr, 16);
+        if (first == 0 || first > 0x7F || std::isalnum(first) != 0) {
+            continue;
+        }
+        const std::string rest = file.substr(digest + 2, 14);
+        const std::wstring name = std::wstring(digest - 1, L'y') + static_cast<wchar_t>(first) +
+                                  std::wstring(rest.begin(), rest.end()) + L"\x18" + L"1";
+        EXPECT_NE(FileOf(name.c_str()), file);
+        ++tried;
+    }
+    EXPECT_GT(tried, 10);
 }
 
 TEST(SharedNameTest, OddNamesAreMadeOpenedAndGone) {

@@ -86,7 +86,8 @@ bool Wait(const std::string& name, void (*ready)()) {
         return false;
     }
     ready();
-    return VXC_WaitForSingleObject(event, kHangLimit) == VXC_WAIT_OBJECT_0;
+    const bool signalled = VXC_WaitForSingleObject(event, kHangLimit) == VXC_WAIT_OBJECT_0;
+    return VXC_CloseHandle(event) != 0 && signalled;
 }
 
 bool Invert(const Words& words) {

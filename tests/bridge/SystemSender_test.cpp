@@ -1,0 +1,110 @@
+// The sender and the text of the process's number, to the unloading of the library.
+#include "bridge/InteractorID.h"
+#include "bridge/RemoteCall.h"
+#include "bridge/ServerProcessTest.h"
+#include "support/LeakChecks.h"
+#include "support/TestClock.h"
+
+using namespace vxcio;
+using namespace vxcio::test;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+class SystemSenderTest : public ServerProcessTest {};
+
+} // namespace
+
+TEST_F(SystemSenderTest, UnloadingReleasesItAndTellsTheServerNothing) {
+    ASSERT_EQ(CreateVXC32ServProcess(), 0);
+    EXPECT_EQ(std::wstring(ProcessIdText()), Id());
+    TestClock clock;
+    log.Clear();
+    Unload();
+    EXPECT_EQ(ObtainSysSender(), nullptr);
+    EXPECT_TRUE(ProcessIdText().IsEmpty());
+    EXPECT_THAT(log.Texts(), IsEmpty());
+    EXPECT_THAT(clock.Waits(), IsEmpty());
+    server.End();
+    EXPECT_THAT(server.Names(), IsEmpty());
+    EXPECT_EQ(NamesThere(), 0);
+}
+
+TEST_F(SystemSenderTest, UnloadingLeavesNothingOfAnOrphanAndMayBeRepeated) {
+    const NoLeakScope leaks;
+    BecomeOrphan();
+    EXPECT_EQ(NamesThere(), 3);
+    Unload();
+    EXPECT_EQ(NamesThere(), 0);
+    Unload();
+    EXPECT_EQ(ObtainSysSender(), nullptr);
+}
+
+TEST_F(SystemSenderTest, LivesAndDeathsOfServersLeaveNothingOpen) {
+    const NoLeakScope leaks;
+    for (int i = 0; i < 10; ++i) {
+        ASSERT_EQ(CreateVXC32ServProcess(), 0);
+        ASSERT_EQ(DestoryVXC32ServProcess(), 0);
+        server.End();
+        ASSERT_EQ(NamesThere(), 0);
+    }
+}
+
+TEST_F(SystemSenderTest, ARetiredOneStillAnswersWhoHoldsIt) {
+    ASSERT_EQ(CreateVXC32ServProcess(), 0);
+    CVXCInteracter* const sender = ObtainSysSender();
+    ASSERT_EQ(DestoryVXC32ServProcess(), 0);
+    sender->Lock();
+    void* space = &space;
+    unsigned int bytes = 1;
+    EXPECT_EQ(sender->ObtainSMMSpaceAddress(&space, &bytes, nullptr, nullptr), 0);
+    EXPECT_EQ(space, nullptr);
+    sender->Unlock();
+}
+
+TEST_F(SystemSenderTest, TheTextOfTheProcessIsMadeByWhoeverNeedsItFirst) {
+    EXPECT_TRUE(ProcessIdText().IsEmpty());
+    TestClock clock;
+    clock.AutoAdvance(true);
+    wchar_t id[80] = {};
+    EXPECT_EQ(CreateVXCInteractorID(static_cast<ENUM_PLUG_TYPE>(1), 0, id, sizeof id), 0);
+    EXPECT_EQ(std::wstring(ProcessIdText()), Id());
+    EXPECT_EQ(std::wstring(id).substr(0, 8), Id());
+}
+
+TEST_F(SystemSenderTest, TheTextHasEightDigitsAtLeast) {
+    Process().processId = [] { return uint32{42}; };
+    MakeProcessIdText();
+    EXPECT_STREQ(ProcessIdText().c_str(), L"00000042");
+    Process().processId = [] { return uint32{123456789}; };
+    MakeProcessIdText();
+    EXPECT_STREQ(ProcessIdText().c_str(), L"123456789");
+}
+
+TEST_F(SystemSenderTest, ReleasingAPlugChannelAfterTheServerHasGoneIsAFailureThatIsLogged) {
+    ASSERT_EQ(CreateVXC32ServProcess(), 0);
+    // The answer also brings up the far end, as far as the set-up looks.
+    CVXCInteracter* far = ConstructVXCInteratcter(VXC_INTERACTER_RECEIVER);
+    const std::wstring id = Id() + L"_plug";
+    server.On(L"Call_InitInteractor", [&](const FakeRequest&) -> std::optional<Bytes> {
+        far->SetReceiverCallback([](void*) { return 0; }, nullptr);
+        EXPECT_EQ(far->Initialize(1, id.c_str(), 0, 4096), 0);
+        return Message({ReplyHead(0), Q64(11)});
+    });
+    CVXCInteracter* const plug = ConstructVXCInteratcter(VXC_INTERACTER_SENDER);
+    ASSERT_EQ(plug->Initialize(1, id.c_str(), 4096, 4096), 0);
+    ASSERT_EQ(DestoryVXC32ServProcess(), 0);
+    log.Clear();
+    plug->Release();
+    EXPECT_THAT(Failures(), ElementsAre(L"Release() failed : can't ObtainSMMSpaceAddress 0x00000000"));
+    EXPECT_TRUE(SectionIsThere(id + L"_InMap"));
+    // With a server again it goes through.
+    server.End();
+    ASSERT_EQ(CreateVXC32ServProcess(), 0);
+    plug->Release();
+    EXPECT_EQ(server.Names().back(), L"Call_UnInitInteractor");
+    DeleteVXCInteratcter(plug);
+    DeleteVXCInteratcter(far);
+    EXPECT_FALSE(SectionIsThere(id + L"_InMap"));
+}
