@@ -4,7 +4,8 @@
 
 namespace vxcserver {
 
-// For the whole process; to be called once, at its start.
+// For the whole process; to be called once, at its start. Signals that end programs of a terminal are ignored
+// from here on: the server ends with its host.
 void BeginCrashReports() noexcept;
 
 // For the calling thread, which may have run out of its stack; again is harmless.

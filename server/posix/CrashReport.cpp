@@ -58,8 +58,12 @@ void BeginCrashReports() noexcept {
     for (const int number : kSignals) {
         sigaction(number, &action, nullptr);
     }
-    // A host that has gone takes the end of a pipe with it; that is no reason to die.
-    std::signal(SIGPIPE, SIG_IGN);
+    // A host that has gone takes the end of a pipe with it; that is no reason to die. Nor is what a terminal
+    // sends to all its programs at once: the host decides what comes of it, and the server ends with the
+    // host.
+    for (const int number : {SIGPIPE, SIGINT, SIGQUIT, SIGHUP}) {
+        std::signal(number, SIG_IGN);
+    }
 }
 
 void PrepareForCrashes() noexcept {

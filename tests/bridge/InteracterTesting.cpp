@@ -114,7 +114,14 @@ std::wstring UniqueId(const wchar_t* what) {
 SharedObjectsPlan::SharedObjectsPlan() : m_former(SharedObjects()) {
     g_plan = new PlanState;
     g_plan->real = m_former;
-    SharedObjects() = {CreateMapping, OpenMapping, MapView, UnmapView, CloseMapping, CreateEvent, OpenEvent};
+    SharedObjectTable& table = SharedObjects();
+    table.createMapping = CreateMapping;
+    table.openMapping = OpenMapping;
+    table.mapView = MapView;
+    table.unmapView = UnmapView;
+    table.closeMapping = CloseMapping;
+    table.createEvent = CreateEvent;
+    table.openEvent = OpenEvent;
 }
 
 SharedObjectsPlan::~SharedObjectsPlan() {

@@ -182,3 +182,23 @@ TEST_F(LateCallTest, AHangingPlugInLeavesTheOthersAtWork) {
     EXPECT_NE(RemoteLoadVXC32Plug(PlugPath(L"TestPlug").c_str()), 0u);
     go.Signal();
 }
+
+TEST_F(FailuresTest, AnEndThatTakesTooLongIsToldAndMayBeAskedForAgain) {
+    const std::wstring id = UniqueId(L"CloseHangs");
+    const Named go(id + L"_go");
+    const LogCapture log;
+    Channel channel(m_plug, id);
+    EXPECT_TRUE(channel.Works());
+    channel.Release(); // the server gives up waiting ahead of the host
+    EXPECT_EQ(log.Count(L"Release() failed : RemoteCall result 0x00000102"), 1u);
+    unsigned int replySize = 0;
+    void* reply = nullptr;
+    channel.End().ObtainSMMSpaceAddress(nullptr, nullptr, &reply, &replySize);
+    EXPECT_NE(reply, nullptr); // everything is as it was
+    go.Signal();
+    channel.Release();
+    channel.End().ObtainSMMSpaceAddress(nullptr, nullptr, &reply, &replySize);
+    EXPECT_EQ(reply, nullptr);
+    Channel another(m_plug);
+    EXPECT_TRUE(another.Works());
+}

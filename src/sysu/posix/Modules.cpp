@@ -7,6 +7,7 @@
 #include "text/Utf8.h"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -24,8 +25,17 @@ bool EndsWithDll(std::string_view file) noexcept {
     return end[0] == '.' && (end[1] | 0x20) == 'd' && (end[2] | 0x20) == 'l' && (end[3] | 0x20) == 'l';
 }
 
+// The loader opens whatever has the name, and would wait at a pipe for somebody to write to it.
+bool IsNoFile(const std::string& name) noexcept {
+    struct stat facts {};
+    return stat(name.c_str(), &facts) == 0 && !S_ISREG(facts.st_mode);
+}
+
 // Keeps why a file that is there was not loaded; the loader's last word would be about the next name.
 void* Load(const std::string& name, std::string& reason) {
+    if (IsNoFile(name)) {
+        return nullptr;
+    }
     void* const module = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (module == nullptr && reason.empty() && access(name.c_str(), F_OK) == 0) {
         const char* const text = dlerror();

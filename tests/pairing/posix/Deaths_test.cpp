@@ -113,6 +113,14 @@ TEST_F(DeathsTest, AKilledServerShowsAsTimeOutsOfTheToldLengths) {
     EXPECT_THAT(ServersOf(OwnProcess()), testing::IsEmpty());
 }
 
+TEST_F(DeathsTest, WhatATerminalSendsToAllItsProgramsDoesNotEndTheServer) {
+    for (const int number : {SIGINT, SIGQUIT, SIGHUP}) {
+        EXPECT_EQ(kill(g_server, number), 0);
+    }
+    Channel channel(m_plug);
+    EXPECT_TRUE(channel.Works());
+}
+
 TEST_F(DeathsTest, AnOrderlyStopEndsTheServerWithZero) {
     Channel channel(m_plug);
     EXPECT_TRUE(channel.Works());
