@@ -55,6 +55,8 @@ public:
 
     vxcio::ChannelSpaces Usable() const noexcept;
     bool IsRequestSpaceShared() const noexcept;
+    // Whether no thread holds the channel's lock or waits for it.
+    bool IsIdle() const noexcept { return m_lock->IsIdle(); }
 
 private:
     int InitSender() noexcept;

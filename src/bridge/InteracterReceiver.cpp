@@ -30,10 +30,10 @@ int CVXCInteracterImpl::OpenForReceiver() noexcept {
     const bool mapped = m_inMap.Map();
     LogTrace(L"CVXCInteracterImpl::Initialize()-Receive:ptr=[0x%x][0x%x]MapViewOfFile(%s)",
              High32(m_inMap.view), Low32(m_inMap.view), m_strInMapName.c_str());
-    if (!mapped) {
+    if (!mapped && !m_inMap.empty) {
         return Fail(L"Initialize receiver Failed: Can't MapViewOfFile In");
     }
-    if (!kRequestMarker.StandsIn(m_inMap.view, m_inMap.mapped)) {
+    if (!mapped || !kRequestMarker.StandsIn(m_inMap.view, m_inMap.mapped)) {
         return Fail(L"Initialize receiver Failed: Child Create SMM Failed!");
     }
     if (!Place(m_beginEvent, SharedObjects().openEvent(m_strBeginEventName))) {

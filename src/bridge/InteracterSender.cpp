@@ -111,10 +111,11 @@ int CVXCInteracterImpl::OpenReplySpace() noexcept {
         Release();
         return -1;
     }
-    if (!m_outMap.Map()) {
+    const bool isMapped = m_outMap.Map();
+    if (!isMapped && !m_outMap.empty) {
         return FailReleased(L"Can't MapViewOfFile Out");
     }
-    if (!kReplyMarker.StandsIn(m_outMap.view, m_outMap.mapped)) {
+    if (!isMapped || !kReplyMarker.StandsIn(m_outMap.view, m_outMap.mapped)) {
         return FailReleased(L"Child Create SMM Failed!");
     }
     return 0;

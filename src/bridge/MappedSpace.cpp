@@ -40,8 +40,10 @@ bool MappedSpace::Map() noexcept {
             // No memory for the note: it stays mapped for good.
         }
     }
-    mapped = 0;
-    view = static_cast<unsigned char*>(SharedObjects().mapView(mapping, size, &mapped));
+    uint64 bytes = 1; // unless it is told to have none
+    view = static_cast<unsigned char*>(SharedObjects().mapView(mapping, size, &bytes));
+    mapped = view == nullptr ? 0 : bytes;
+    empty = view == nullptr && bytes == 0;
     return view != nullptr;
 }
 

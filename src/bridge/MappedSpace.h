@@ -12,8 +12,9 @@ namespace vxcio {
 struct MappedSpace {
     void* mapping = nullptr;
     unsigned char* view = nullptr;
-    uint64 mapped = 0; // bytes of the section at view
-    uint32 size = 0;   // bytes as told
+    uint64 mapped = 0;  // bytes of the section at view
+    bool empty = false; // the section that was to be mapped has no bytes
+    uint32 size = 0;    // bytes as told
 
     // Bytes that a stream may use.
     uint32 Usable() const noexcept;

@@ -75,6 +75,9 @@ CallResult CallServer(CVXCInteracter& channel, const wchar_t* command, uint32 ti
     SetUp(request, spaces.request, spaces.requestBytes, VXC_SERIALIZE_STORE);
     SInParamLeader leader;
     leader.commandString = command;
+    if (leader.commandString.IsEmpty()) {
+        return {CallEnd::NoAnswer, -1}; // no memory for it: nothing is sent
+    }
     request << leader;
     write(request);
     StoreLength(request);

@@ -49,6 +49,12 @@ public:
         m_left.notify_all();
     }
 
+    // Whether nobody holds it or waits for it now.
+    bool IsIdle() {
+        const std::lock_guard lock(m_mutex);
+        return m_depth == 0 && m_waiting == 0;
+    }
+
     // Threads that wait for it now; for tests, as it may have changed when it is told.
     uint32 Waiting() {
         const std::lock_guard lock(m_mutex);

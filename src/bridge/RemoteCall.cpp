@@ -35,6 +35,9 @@ int RemoteCall_In(CVXCInteracter* channel, EVXC32_RCALL_CMD command, const wchar
             return static_cast<int>(VXC_STATUS_NO_COMMAND);
         }
         leader.commandString = commandString;
+        if (leader.commandString.IsEmpty()) {
+            return -1; // no memory for it, and a call without its name is another one
+        }
     }
     ChannelSpaces spaces = {};
     int status = 0;

@@ -21,9 +21,9 @@
 enum EVXC32_RCALL_CMD : int { VXC32_RCALL_NAMED = 0 };
 
 // Starts a request: sets `request` up on the request space, with the leader written, so that arguments may
-// follow. `callerName`, unless null, stands in the log in place of the function's name. 0; 0x80000004 for a
-// command of 0 with no or an empty string. Where the channel has no spaces, 0 as well, with `request` as it
-// was: one that was made for this call has no room then, and takes nothing.
+// follow. `callerName`, unless null, stands in the log in place of the function's name. 0; -1 where memory
+// lacks; 0x80000004 for a command of 0 with no or an empty string. Where the channel has no spaces, 0 as
+// well, with `request` as it was: one that was made for this call has no room then, and takes nothing.
 VXCSOFTCODECIO_API int RemoteCall_In(CVXCInteracter* channel, EVXC32_RCALL_CMD command,
                                      const wchar_t* commandString, const wchar_t* callerName,
                                      CVXCSerialize& request) noexcept;

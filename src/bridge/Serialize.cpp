@@ -248,6 +248,10 @@ int CVXCSerialize::Read(CVXCString& value) noexcept {
     const TextBuffer text(taken / 2 + 1);
     const std::size_t length = text.Get() == nullptr ? 0 : vxcio::LoadUtf16(bytes, taken, text.Get());
     value = CVXCString(text.Get(), static_cast<int>(length));
+    if (text.Get() == nullptr || static_cast<std::size_t>(value.GetLength()) != length) {
+        m_nError = VXC_SERIALIZE_NO_SPACE; // an empty text would be a wrong one
+        return 0;
+    }
     return 1;
 }
 
@@ -318,6 +322,15 @@ int CVXCSerialize::SetMessageSize(unsigned int size) noexcept {
 CVXCSerialize& CVXCSerialize::operator<<(const CVXCString& value) noexcept {
     Write(value);
     return *this;
+}
+
+CVXCSerialize& CVXCSerialize::operator<<(const wchar_t* value) noexcept {
+    const CVXCString text(value);
+    if (text.IsEmpty() && value != nullptr && *value != 0 && m_nError == VXC_SERIALIZE_OK) {
+        m_nError = VXC_SERIALIZE_NO_SPACE;
+        return *this;
+    }
+    return *this << text;
 }
 
 CVXCSerialize& CVXCSerialize::operator<<(const double& value) noexcept {

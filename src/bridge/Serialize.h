@@ -29,11 +29,13 @@ inline constexpr int VXC_SERIALIZE_WRONG_TAG = 2;       // another kind of value
 inline constexpr int VXC_SERIALIZE_WRONG_DIRECTION = 3; // a write while loading, or a read while storing
 
 // Never owns its memory and does nothing to it at its end. One thread at a time. Nothing here throws, logs or
-// allocates, but for the text of a string that is read. A stream that was not set up has no room, and every
-// operation fails on it; so has one with a null buffer, whatever its capacity.
+// allocates, but for the text of a string that is read and the copy of a plain text that is written. A stream
+// that was not set up has no room, and every operation fails on it; so has one with a null buffer, whatever
+// its capacity.
 //
-// The bytes of a loading stream may lie in memory that another process writes: each is read once, and none is
-// believed further than the capacity. What ReadBlock points to is to be taken as hostile until it was copied.
+// The bytes of a loading stream may lie in memory that another process writes: what was read is not
+// read again once something hangs on it, and none is believed further than the capacity. What ReadBlock
+// points to is to be taken as hostile until it was copied.
 class VXCSOFTCODECIO_API CVXCSerialize {
 public:
     virtual ~CVXCSerialize();
@@ -63,8 +65,8 @@ public:
     virtual CVXCSerialize& operator>>(unsigned char& value) noexcept;
     virtual CVXCSerialize& operator>>(signed char& value) noexcept;
 
-    // Null counts as the empty string.
-    CVXCSerialize& operator<<(const wchar_t* value) noexcept { return *this << CVXCString(value); }
+    // Null counts as the empty string. Where memory for a copy of the text lacks, the error is 1.
+    CVXCSerialize& operator<<(const wchar_t* value) noexcept;
     CVXCSerialize& operator<<(unsigned long value) = delete;
     CVXCSerialize& operator<<(long value) = delete;
     CVXCSerialize& operator<<(wchar_t value) = delete;
@@ -90,11 +92,12 @@ public:
     int Read(unsigned char& value) noexcept;
     // Up to the first zero character. A wrong tag, or a count that cannot be read, empties the target and
     // gives 1; the error tells. A text that is cut short by the end gives 0 and leaves the target; one that
-    // only lacks its last byte is emptied with the error, and gives 1. Empty too where memory lacks.
+    // only lacks its last byte is emptied with the error, and gives 1. Where memory lacks it is emptied with
+    // error 1, and the result is 0.
     int Read(CVXCString& value) noexcept;
 
     // A block of `count` bytes. A null `data` leaves no trace and gives 1, in any state. The bytes may lie on
-    // this stream's own buffer.
+    // this stream's own buffer, behind the six of the block's head, which is written first.
     int WriteBlock(const unsigned char* data, unsigned int count) noexcept;
     // Reads a block. copy 0: `data` comes to point at the bytes within the buffer, and lives as long as they;
     // otherwise they are copied to where `data` points, which must have room for all the stream says: never

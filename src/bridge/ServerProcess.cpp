@@ -183,3 +183,11 @@ int RemoteFreeVXC32Plug(unsigned long long handle) noexcept {
     }
     return call.status;
 }
+
+void vxcio::DetachServerProcess() noexcept {
+    const std::unique_lock lock(g_startStop, std::try_to_lock);
+    if (lock.owns_lock()) {
+        FreeSystemSenders();
+        ClearProcessIdText();
+    }
+}

@@ -56,12 +56,17 @@ void RetireSystemSender() noexcept {
 }
 
 void FreeSystemSenders() noexcept {
-    RetireSystemSender();
     Made* made = nullptr;
     {
         const std::lock_guard lock(g_mutex);
+        for (made = g_made; made != nullptr; made = made->next) {
+            if (!made->sender.IsIdle()) {
+                return;
+            }
+        }
         made = std::exchange(g_made, nullptr);
     }
+    RetireSystemSender();
     while (made != nullptr) {
         delete std::exchange(made, made->next);
     }

@@ -14,8 +14,12 @@ CVXCInteracterImpl* SystemSender() noexcept;
 CVXCInteracterImpl* MakeSystemSender() noexcept;
 // Takes it away and releases it.
 void RetireSystemSender() noexcept;
-// At the unloading of the library, when nobody else is inside any more: releases what there is and frees all.
+// At the unloading of the library and the end of the process: releases what there is and frees all. Nothing
+// where a thread is within a call of one of them, as may be when the process ends: the system then lets go of
+// what it has.
 void FreeSystemSenders() noexcept;
+// The same, and the number's text is cleared; nothing while a server is being started or stopped.
+void DetachServerProcess() noexcept;
 
 // The process's number by "%08d". Kept once it was made; empty until then.
 CVXCString ProcessIdText() noexcept;

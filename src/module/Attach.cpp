@@ -149,8 +149,7 @@ void ModuleAttach() noexcept {
 
 void ModuleDetach() noexcept {
     // The server is not told to quit: it ends by itself when its host is gone.
-    FreeSystemSenders();
-    ClearProcessIdText();
+    DetachServerProcess();
     // Asked even when attach left the cache alone.
     if (Module().FileCachePrivilege.load(std::memory_order_relaxed) == 0) {
         return;

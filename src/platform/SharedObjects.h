@@ -15,7 +15,8 @@ struct SharedObjectTable {
     void* (*openMapping)(const wchar_t* name);
     // Maps the whole section for reading and writing; it stays mapped when the handle is closed. *bytes is
     // its length. At least `least` bytes can be touched from the address on, those behind the section being
-    // zeros of this process, unless memory lacks for that. Null on failure.
+    // zeros of this process, unless memory lacks for that. Null on failure; for a section without bytes
+    // *bytes is 0 then, else it is left alone.
     void* (*mapView)(void* mapping, uint32 least, uint64* bytes);
     // Nonzero on success; 0 for an address that is no view, which changes nothing.
     int (*unmapView)(void* address);

@@ -19,7 +19,7 @@ VXCSOFTCODECSYSU_API void* CreateNamedSection(const wchar_t* name, uint32 bytes,
 // Null with last error 2 where the name is not there.
 VXCSOFTCODECSYSU_API void* OpenNamedSection(const wchar_t* name) noexcept;
 // The whole section, with zeros of this process behind it up to `least` bytes. *bytes, unless null, gets the
-// length of the section. Null for a section without bytes and where addresses lack.
+// length of the section. Null for a section without bytes, with *bytes 0, and where addresses lack.
 VXCSOFTCODECSYSU_API void* MapSection(void* section, uint32 least, uint64* bytes) noexcept;
 // 1 while somebody else, in this process or another one, has opened the section; 0 when this handle and its
 // views are all there is, and for what is no handle.

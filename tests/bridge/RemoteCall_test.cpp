@@ -3,6 +3,7 @@
 #include "bridge/RemoteCallDouble.h"
 #include "frame/Status.h"
 #include "support/LogCapture.h"
+#include "support/MemoryLack.h"
 
 #include <gmock/gmock.h>
 
@@ -257,4 +258,11 @@ TEST_F(RemoteCallTest, AReplyThatIsNoneCountsAsZeroWithTheErrorInIt) {
     unsigned int value = 6;
     reply >> value;
     EXPECT_EQ(value, 6U);
+}
+
+TEST_F(RemoteCallTest, WhereMemoryLacksForTheNameNothingBegins) {
+    MemoryLack lack(1);
+    EXPECT_EQ(In(L"Stat"), -1);
+    EXPECT_TRUE(lack.Came());
+    EXPECT_TRUE(IsAsMade(request));
 }

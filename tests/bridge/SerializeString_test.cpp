@@ -267,7 +267,7 @@ TEST(SerializeStringTest, TheTextEndsAtItsFirstZeroThoughAllOfItIsPassed) {
     EXPECT_EQ(ReadBytes(StringBytes(4, 4, {0, 'A', 'A', 0})).text, L"\u4100A");
 }
 
-TEST(SerializeStringTest, WhereMemoryLacksTheTextIsEmptyAndTheStreamGoesOn) {
+TEST(SerializeStringTest, WhereMemoryLacksTheTextIsEmptyAndTheErrorTells) {
     const std::wstring text(1000, L'x');
     TestStream out(2012 + 5);
     out << text.c_str() << 17u;
@@ -276,13 +276,21 @@ TEST(SerializeStringTest, WhereMemoryLacksTheTextIsEmptyAndTheStreamGoesOn) {
         CVXCString read(L"old");
         {
             MemoryLack lack(nth);
-            in >> read;
+            EXPECT_EQ(in.Read(read), 0);
             EXPECT_TRUE(lack.Came());
         }
         EXPECT_TRUE(read.IsEmpty());
-        unsigned int behind = 0;
-        in >> behind;
-        EXPECT_EQ(behind, 17u);
-        EXPECT_EQ(in.m_nError, VXC_SERIALIZE_OK);
+        EXPECT_EQ(in.m_nError, VXC_SERIALIZE_NO_SPACE);
     }
+}
+
+TEST(SerializeStringTest, APlainTextThatMemoryLacksForIsNotWrittenAsAnEmptyOne) {
+    TestStream out(100);
+    {
+        MemoryLack lack(1);
+        out << L"AB";
+        EXPECT_TRUE(lack.Came());
+    }
+    EXPECT_EQ(out.m_nError, VXC_SERIALIZE_NO_SPACE);
+    EXPECT_EQ(out.m_dwPosition, 0u);
 }

@@ -40,8 +40,7 @@ protected:
 
     // What happens to the bridge when the library is unloaded.
     static void Unload() {
-        FreeSystemSenders();
-        ClearProcessIdText();
+        DetachServerProcess();
     }
 
     // A start with the program missing: the sender is there, and no server.

@@ -1,9 +1,12 @@
 // The sender and the text of the process's number, to the unloading of the library.
+#include "bridge/ChannelSpaces.h"
 #include "bridge/InteractorID.h"
 #include "bridge/RemoteCall.h"
 #include "bridge/ServerProcessTest.h"
 #include "support/LeakChecks.h"
 #include "support/TestClock.h"
+
+#include <thread>
 
 using namespace vxcio;
 using namespace vxcio::test;
@@ -107,4 +110,51 @@ TEST_F(SystemSenderTest, ReleasingAPlugChannelAfterTheServerHasGoneIsAFailureTha
     DeleteVXCInteratcter(plug);
     DeleteVXCInteratcter(far);
     EXPECT_FALSE(SectionIsThere(id + L"_InMap"));
+}
+
+TEST_F(SystemSenderTest, NothingIsFreedWhileSomebodyIsWithinACall) {
+    ASSERT_EQ(CreateVXC32ServProcess(), 0);
+    CVXCInteracter* const sender = ObtainSysSender();
+    sender->Lock();
+    Unload();
+    EXPECT_EQ(ObtainSysSender(), sender);
+    EXPECT_NE(UsableSpaces(*sender).request, nullptr);
+    sender->Unlock();
+    Unload();
+    EXPECT_EQ(ObtainSysSender(), nullptr);
+}
+
+TEST_F(SystemSenderTest, NothingIsFreedWhileAServerIsBeingStarted) {
+    server.WithinStart([this] {
+        CVXCInteracter* const sender = ObtainSysSender();
+        std::thread([this] { Unload(); }).join();
+        EXPECT_EQ(ObtainSysSender(), sender);
+        EXPECT_FALSE(ProcessIdText().IsEmpty());
+    });
+    EXPECT_EQ(CreateVXC32ServProcess(), 0);
+}
+
+TEST_F(SystemSenderTest, EveryCallOfTheLibrarysOwnHoldsTheSendersLock) {
+    for (const wchar_t* name : {L"Call_LoadPlug", L"Call_FreePlug", L"Call_InitInteractor",
+                                L"Call_UnInitInteractor", L"Call_QuitVXC32Serv"}) {
+        server.On(name, [](const FakeRequest&) -> std::optional<Bytes> {
+            EXPECT_FALSE(SystemSender()->IsIdle());
+            return Message({ReplyHead(0), Q64(77)});
+        });
+    }
+    ASSERT_EQ(CreateVXC32ServProcess(), 0);
+    EXPECT_EQ(RemoteLoadVXC32Plug(L"x"), 77u);
+    EXPECT_EQ(RemoteFreeVXC32Plug(77), 0);
+    TestClock clock;
+    clock.AutoAdvance(true); // nobody comes up behind the channel
+    CVXCInteracterImpl channel(VXC_INTERACTER_SENDER);
+    EXPECT_EQ(channel.Initialize(77, L"locked", 64, 64), -1);
+    channel.Release();
+    EXPECT_EQ(DestoryVXC32ServProcess(), 0);
+    std::vector<std::wstring> names;
+    for (const FakeRequest& request : server.Requests()) {
+        names.push_back(request.name);
+    }
+    EXPECT_THAT(names, ElementsAre(L"Call_LoadPlug", L"Call_FreePlug", L"Call_InitInteractor",
+                                   L"Call_UnInitInteractor", L"Call_QuitVXC32Serv"));
 }

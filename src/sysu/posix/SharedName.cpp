@@ -11,7 +11,9 @@
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -79,6 +81,9 @@ public:
                 m_file.Reset(OpenFile(path, O_CREAT));
                 struct stat facts {};
                 m_error = m_file.Get() < 0 ? errno : CheckOwned(m_file.Get(), facts);
+                if (m_error == 0 && (facts.st_mode & kOwnerOnly) != kOwnerOnly) {
+                    fchmod(m_file.Get(), kOwnerOnly); // made just now, under an odd mask
+                }
             }
             if (m_error == 0) {
                 m_error = Lock(m_file.Get(), LOCK_EX);
@@ -197,7 +202,7 @@ public:
         m_exists = false;
         return 0;
     }
-    int Take() noexcept { return m_file.Take(); }
+    Descriptor& File() noexcept { return m_file; }
 
     Draft() = default;
     ~Draft() {
@@ -213,6 +218,68 @@ private:
     Descriptor m_file;
     bool m_exists = false;
 };
+
+// What is open in this process, for its end.
+struct OpenFiles {
+    std::mutex mutex;
+    pid_t process = 0;
+    std::map<int, std::string> paths; // by descriptor
+};
+
+// Never destroyed: threads may come here until the process is gone.
+OpenFiles& TheOpenFiles() {
+    static OpenFiles* const files = new OpenFiles;
+    return *files;
+}
+
+SharedFile Noted(std::string&& path, Descriptor& file, uint64 bytes, bool existed) {
+    OpenFiles& open = TheOpenFiles();
+    {
+        const std::lock_guard lock(open.mutex);
+        if (open.process != getpid()) {
+            open.process = getpid(); // a child has none of its own yet
+            open.paths.clear();
+        }
+        open.paths.insert_or_assign(file.Get(), path);
+    }
+    return SharedFile(std::move(path), file.Take(), bytes, existed);
+}
+
+void Forget(int descriptor) noexcept {
+    OpenFiles& open = TheOpenFiles();
+    const std::lock_guard lock(open.mutex);
+    if (open.process == getpid()) {
+        open.paths.erase(descriptor);
+    }
+}
+
+// Gives this process's share of a file up; the file goes where nobody else has one. Under the guard.
+void Leave(const std::string& path, int descriptor) noexcept {
+    if (!IsAlive(descriptor) && IsUnder(path, descriptor)) {
+        unlink(path.c_str());
+    }
+    flock(descriptor, LOCK_UN);
+}
+
+// A process that ends without having closed its names takes them along all the same. Threads that still run
+// keep their memory.
+__attribute__((destructor)) void LeaveAll() noexcept {
+    try {
+        OpenFiles& open = TheOpenFiles();
+        const std::lock_guard lock(open.mutex);
+        if (open.process != getpid() || open.paths.empty()) {
+            return;
+        }
+        const Guard guard;
+        if (guard.Error() == 0) {
+            for (const auto& [descriptor, path] : open.paths) {
+                Leave(path, descriptor);
+            }
+        }
+    } catch (...) {
+        // No memory: whoever meets the names removes them.
+    }
+}
 
 } // namespace
 
@@ -242,14 +309,14 @@ std::optional<SharedFile> CreateShared(const wchar_t* name, SharedKind kind, uin
         if (error == ENOENT && guard.Error() == 0) {
             error = lack != 0 ? lack : draft.GiveName(path);
             if (error == 0) {
-                return SharedFile(std::move(path), draft.Take(), bytes, false);
+                return Noted(std::move(path), draft.File(), bytes, false);
             }
         }
         if (error != 0) {
             return Failed(error);
         }
     }
-    return SharedFile(std::move(path), opened.file.Take(), opened.bytes, true);
+    return Noted(std::move(path), opened.file, opened.bytes, true);
 }
 
 std::optional<SharedFile> OpenShared(const wchar_t* name, SharedKind kind) {
@@ -259,20 +326,21 @@ std::optional<SharedFile> OpenShared(const wchar_t* name, SharedKind kind) {
     if (const int error = guard.Error() != 0 ? guard.Error() : OpenLive(path, opened); error != 0) {
         return Failed(error);
     }
-    return SharedFile(std::move(path), opened.file.Take(), opened.bytes, true);
+    return Noted(std::move(path), opened.file, opened.bytes, true);
 }
 
 SharedFile::~SharedFile() {
     if (m_descriptor.Get() < 0 || m_process != getpid()) {
         return;
     }
+    Forget(m_descriptor.Get());
     try {
         const Guard guard;
-        // Without the guard it stays, for the next one who meets it.
-        if (guard.Error() == 0 && !IsAlive(m_descriptor.Get()) && IsUnder(m_path, m_descriptor.Get())) {
-            unlink(m_path.c_str());
+        if (guard.Error() == 0) {
+            Leave(m_path, m_descriptor.Get());
         }
-        m_descriptor.Close(); // under the guard, so that of two who leave together one is the last
+        // Without the guard it stays, for the next one who meets it. The file is closed behind the guard: to
+        // free a large one takes a while.
     } catch (...) {
         // No memory for the name of the guard: the same.
     }

@@ -102,6 +102,9 @@ void* Map(const Section& section, uint32 least, uint64* bytes) {
     const std::size_t fileBytes = WholePages(section->bytes);
     if (fileBytes == 0) {
         SetLastError(section->bytes == 0 ? VXC_ERROR_INVALID_PARAMETER : VXC_ERROR_NOT_ENOUGH_MEMORY);
+        if (section->bytes == 0 && bytes != nullptr) {
+            *bytes = 0;
+        }
         return nullptr;
     }
     View view{section, fileBytes};

@@ -119,6 +119,9 @@ TEST_F(DeathsTest, WhatATerminalSendsToAllItsProgramsDoesNotEndTheServer) {
     }
     Channel channel(m_plug);
     EXPECT_TRUE(channel.Works());
+    channel.Release();
+    Stop();
+    EXPECT_EQ(ExitCode(), 0);
 }
 
 TEST_F(DeathsTest, AnOrderlyStopEndsTheServerWithZero) {

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -33,7 +32,8 @@ void ExitUnless(bool holds, int code) {
     }
 }
 
-void OneRound(bool withPlug) {
+void OneRound(const std::string& life) {
+    const bool withPlug = life != "once";
     Say('s');
     // The last server may still hold the names.
     ExitUnless(Eventually([] { return CreateVXC32ServProcess() == 0; }), 11);
@@ -45,6 +45,9 @@ void OneRound(bool withPlug) {
         Channel channel(plug);
         ExitUnless(channel.Result() == 0, 13);
         Say('x');
+        while (life == "staying") {
+            pause();
+        }
         for (int i = 0; i < 30; ++i) {
             ExitUnless(channel.Call(L"Empty", 1000) == 0, 14);
         }
@@ -65,10 +68,10 @@ void BeAHostWhereAsked() {
     }
     const std::wstring folder = ServerFolder();
     *std::copy(folder.begin(), folder.end(), Module().szModuleDirectory) = 0;
-    const bool once = std::strcmp(asked, "once") == 0;
+    const std::string life = asked;
     do {
-        OneRound(!once);
-    } while (!once);
+        OneRound(life);
+    } while (life != "once");
     _exit(0);
 }
 
@@ -77,7 +80,7 @@ KilledHost::KilledHost(Life life) {
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe2");
     }
-    setenv(kAsked, life == Life::Once ? "once" : "endless", 1);
+    setenv(kAsked, life == Life::Once ? "once" : life == Life::Staying ? "staying" : "endless", 1);
     m_process = fork();
     if (m_process == 0) {
         dup2(ends[1], kLetters);

@@ -14,6 +14,7 @@ class KilledHost {
 public:
     enum class Life {
         Endless, // round after round, until somebody kills it or something fails
+        Staying, // comes up to its calls, and stays there
         Once,    // one start and stop
     };
     explicit KilledHost(Life life);

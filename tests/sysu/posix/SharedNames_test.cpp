@@ -7,6 +7,7 @@
 
 #include <cctype>
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -360,4 +361,52 @@ TEST(SharedNameTest, AForkedChildThatClosesItsHandlesTakesNoNameFromItsParent) {
     EXPECT_TRUE(IsFileThere(SharedPath(name.c_str(), SharedKind::Section)));
     Peer other(Peers().front(), {"invert", std::string(name.begin(), name.end())});
     EXPECT_EQ(other.Result(), 0);
+}
+
+TEST(SharedNameTest, AProcessThatEndsWithoutClosingItsNamesLeavesNone) {
+    const std::wstring name = OwnName(L"unclosed");
+    const pid_t child = ::fork();
+    if (child == 0) {
+        void* const section = CreateNamedSection(name.c_str(), 4096, nullptr);
+        const bool made = MapSection(section, 0, nullptr) != nullptr && CloseSection(section) != 0 &&
+                          CreateNamedSection((name + L"2").c_str(), 1, nullptr) != nullptr &&
+                          VXC_CreateEventW(nullptr, 0, 0, name.c_str()) != nullptr;
+        ::exit(made ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_FALSE(IsFileThere(SharedPath(name.c_str(), SharedKind::Section)));
+    EXPECT_FALSE(IsFileThere(SharedPath((name + L"2").c_str(), SharedKind::Section)));
+    EXPECT_FALSE(IsFileThere(SharedPath(name.c_str(), SharedKind::Event)));
+}
+
+TEST(SharedNameTest, AProcessThatEndsLeavesTheNamesThatOthersHave) {
+    const std::wstring name = OwnName(L"shared");
+    HeldSection mine(CreateNamedSection(name.c_str(), 4096, nullptr));
+    ASSERT_NE(mine.Get(), nullptr);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::exit(OpenNamedSection(name.c_str()) != nullptr ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(IsFileThere(SharedPath(name.c_str(), SharedKind::Section)));
+    HeldSection again(OpenNamedSection(name.c_str()));
+    EXPECT_NE(again.Get(), nullptr);
+}
+
+TEST(SharedNameTest, TheGuardCanBeOpenedAgainWhateverTheMaskItWasMadeUnder) {
+    if (!InOwnFolder("1m", [] {
+            ::umask(0777);
+            HeldSection section(CreateNamedSection(L"any", 4096, nullptr));
+            EXPECT_NE(section.Get(), nullptr);
+            const std::string guard = std::string(sysu::kSharedFolder) + "/" + sysu::SharedPrefix() + "guard";
+            struct stat facts {};
+            ASSERT_EQ(::stat(guard.c_str(), &facts), 0);
+            EXPECT_EQ(facts.st_mode & 07777, 0600u);
+        })) {
+        GTEST_SKIP() << "lacks the right to mount";
+    }
 }
