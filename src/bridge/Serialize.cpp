@@ -244,7 +244,8 @@ int CVXCSerialize::Read(CVXCString& value) noexcept {
     unsigned char* bytes = nullptr;
     unsigned int inner = 0;
     ReadBlock(bytes, inner, 0);
-    const std::size_t taken = inner < count ? inner : count;
+    // Memory is taken for what comes ahead of the first zero alone.
+    const std::size_t taken = vxcio::BytesAheadOfZero(bytes, inner < count ? inner : count);
     const TextBuffer text(taken / 2 + 1);
     const std::size_t length = text.Get() == nullptr ? 0 : vxcio::LoadUtf16(bytes, taken, text.Get());
     value = CVXCString(text.Get(), static_cast<int>(length));

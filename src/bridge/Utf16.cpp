@@ -58,6 +58,15 @@ void StoreUtf16(const wchar_t* text, std::size_t characters, unsigned char* byte
     }
 }
 
+std::size_t BytesAheadOfZero(const unsigned char* source, std::size_t bytes) noexcept {
+    for (std::size_t i = 0; i < bytes; i += 2) {
+        if (LoadByte(source + i) == 0 && (i + 1 == bytes || LoadByte(source + i + 1) == 0)) {
+            return i;
+        }
+    }
+    return bytes;
+}
+
 std::size_t LoadUtf16(const unsigned char* source, std::size_t bytes, wchar_t* text) noexcept {
     std::size_t length = 0;
     for (std::size_t i = 0; i < bytes; i += 2) {

@@ -16,6 +16,10 @@ std::size_t Utf16Units(const wchar_t* text, std::size_t characters) noexcept;
 // Writes all of them, two bytes each.
 void StoreUtf16(const wchar_t* text, std::size_t characters, unsigned char* bytes) noexcept;
 
+// Bytes ahead of the first zero unit, or `bytes` where there is none. Memory that somebody else writes may
+// say something else the next time.
+std::size_t BytesAheadOfZero(const unsigned char* source, std::size_t bytes) noexcept;
+
 // Reads up to the first zero unit, or `bytes` in all; a byte left over at the end is the low one of a last
 // unit. Each byte is read once. Writes at most bytes / 2 + 1 characters, with no terminating zero, and gives
 // their number.

@@ -142,13 +142,16 @@ TEST_F(SystemSenderTest, EveryCallOfTheLibrarysOwnHoldsTheSendersLock) {
             return Message({ReplyHead(0), Q64(77)});
         });
     }
+    // Refused with a handle behind, so that there is something to be released and nobody to be waited for.
+    server.On(L"Call_InitInteractor", [](const FakeRequest&) -> std::optional<Bytes> {
+        EXPECT_FALSE(SystemSender()->IsIdle());
+        return Message({ReplyHead(5), Q64(78)});
+    });
     ASSERT_EQ(CreateVXC32ServProcess(), 0);
     EXPECT_EQ(RemoteLoadVXC32Plug(L"x"), 77u);
     EXPECT_EQ(RemoteFreeVXC32Plug(77), 0);
-    TestClock clock;
-    clock.AutoAdvance(true); // nobody comes up behind the channel
     CVXCInteracterImpl channel(VXC_INTERACTER_SENDER);
-    EXPECT_EQ(channel.Initialize(77, L"locked", 64, 64), -1);
+    EXPECT_EQ(channel.Initialize(77, (Id() + L"_locked").c_str(), 64, 64), 5);
     channel.Release();
     EXPECT_EQ(DestoryVXC32ServProcess(), 0);
     std::vector<std::wstring> names;

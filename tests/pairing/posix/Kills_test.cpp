@@ -113,14 +113,16 @@ TEST_F(KillsTest, ServersKilledAtAnyMomentLeaveNoHostStuck) {
         hosts.push_back(HostAtSomeMoment(m_random));
         KilledHost& host = *hosts.back();
         // In the moment between two servers there is none; the next one is killed then.
-        EXPECT_TRUE(Eventually([&] {
-            const std::vector<uint32> servers = ServersOf(host.Id());
-            for (const uint32 server : servers) {
-                Kill(server);
-                ++killed;
-            }
-            return !servers.empty();
-        }));
+        EXPECT_TRUE(Eventually(
+            [&] {
+                const std::vector<uint32> servers = ServersOf(host.Id());
+                for (const uint32 server : servers) {
+                    Kill(server);
+                    ++killed;
+                }
+                return !servers.empty();
+            },
+            seconds(30)));
     }
     EXPECT_GE(killed, m_rounds);
     // One whose old server was killed in its last moments goes on with the new one: that is killed too.
