@@ -4,6 +4,7 @@
 #include "frame/Status.h"
 
 #include <filesystem>
+#include <limits>
 #include <stdexcept>
 
 namespace frame_stats {
@@ -20,6 +21,9 @@ FrameFile::FrameFile(const std::string& name, uint32 frameBytes)
         throw std::runtime_error(name + " holds " + std::to_string(size / frameBytes) + " frames of " +
                                  std::to_string(frameBytes) + " bytes and " +
                                  std::to_string(size % frameBytes) + " bytes more");
+    }
+    if (size / frameBytes > std::numeric_limits<uint32>::max()) {
+        throw std::runtime_error(name + " holds more frames than can be counted");
     }
     m_frames = static_cast<uint32>(size / frameBytes);
 }

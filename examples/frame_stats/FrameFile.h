@@ -12,7 +12,8 @@ namespace frame_stats {
 
 class FrameFile {
 public:
-    // Throws std::runtime_error where it cannot be opened, holds no frame, or not whole frames alone.
+    // Throws std::runtime_error where it cannot be opened, holds no frame, not whole frames alone, or more
+    // of them than 32 bits can count.
     FrameFile(const std::string& name, uint32 frameBytes);
 
     uint32 Frames() const noexcept { return m_frames; }

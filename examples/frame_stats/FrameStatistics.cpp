@@ -10,7 +10,7 @@ namespace frame_stats {
 
 namespace {
 
-// For the leader, the two records and the head of the block: 644 bytes with the longest name.
+// For the leader, the two records and the head of the block: 658 bytes with the longest name.
 constexpr uint32 kBesidesThePicture = 1024;
 
 // For the leader of the reply and the head of a block.

@@ -14,7 +14,9 @@
 
 namespace frame_stats {
 
-// Every call takes `timeoutMs` at the most. All of them throw PlugError.
+// Every call waits `timeoutMs` at the most for its answer, and before that for the calls of other threads,
+// one after the other. The constructor waits up to 5 s for the plug-in to be loaded, and up to 2 s and 30 s
+// for the two steps of setting up the channel. All of them throw PlugError.
 class FrameStatistics {
 public:
     // Has the server load the plug-in and sets up a channel with room for such frames. The server outlives

@@ -100,8 +100,11 @@ private:
         statistics.timeCode = frame.info.timeCode;
         statistics.histogram = CountLuma(frame.bytes + frame.image.planeA[0], frame.image.planeC[0],
                                          frame.image.planeD[0], frame.image.planeB[0]);
-        m_total.Add(statistics);
         StoreStatistics(reply, statistics);
+        // A frame whose statistics did not reach the host does not count, so that it may send it again.
+        if (reply.m_nError == VXC_SERIALIZE_OK) {
+            m_total.Add(statistics);
+        }
         return 0;
     }
 

@@ -58,6 +58,7 @@ PlugChannel::PlugChannel(PlugServer& server, const LoadedPlug& plug, uint32 requ
     if (m_channel == nullptr || CreateVXCInteractorID(ENUM_PLUG_TYPE{}, g_channels++, id, sizeof id) != 0) {
         throw PlugError("no channel could be made");
     }
+    m_server.InsistOnAnswers();
     Check(m_channel->Initialize(plug.Handle(), id, requestBytes, replyBytes));
     const vxcio::ChannelSpaces spaces = vxcio::UsableSpaces(*m_channel);
     // Success is told also where there was nobody to tell of the channel.
@@ -71,7 +72,6 @@ void PlugChannel::Check(int status) {
         return;
     }
     if (status == static_cast<int>(VXC_STATUS_TIME_OUT)) {
-        // Its late answer would be taken for that of the next call.
         m_server.GiveUp();
         throw PlugError(m_server.Silence());
     }

@@ -31,12 +31,19 @@ bool PlugServer::Answers() const {
     return !m_givenUp && !HasEnded();
 }
 
+void PlugServer::InsistOnAnswers() const {
+    if (!Answers()) {
+        throw PlugError(Silence());
+    }
+}
+
 std::string PlugServer::Silence() const {
     return HasEnded() ? "the plug-in server has ended" : "the plug-in server gave no answer in time";
 }
 
-LoadedPlug::LoadedPlug(PlugServer& server, const std::wstring& path)
-    : m_server(server), m_handle(RemoteLoadVXC32Plug(path.c_str())) {
+LoadedPlug::LoadedPlug(PlugServer& server, const std::wstring& path) : m_server(server) {
+    m_server.InsistOnAnswers();
+    m_handle = RemoteLoadVXC32Plug(path.c_str());
     if (m_handle == 0) {
         throw PlugError(m_server.Answers() ? "the plug-in server could not load it" : m_server.Silence());
     }
@@ -49,6 +56,7 @@ LoadedPlug::~LoadedPlug() {
 }
 
 void LoadedPlug::Free() {
+    m_server.InsistOnAnswers();
     const int status = RemoteFreeVXC32Plug(std::exchange(m_handle, 0));
     if (status == 0) {
         return;

@@ -5,6 +5,7 @@
 
 #include "frame/Types.h"
 
+#include <atomic>
 #include <optional>
 #include <string>
 
@@ -26,6 +27,8 @@ public:
 
     // False from the first call on that got no answer, and for a server that has ended.
     bool Answers() const;
+    // Throws PlugError with Silence where it does not answer.
+    void InsistOnAnswers() const;
     // To be told when a call got no answer, or when the server is not to be asked any more.
     void GiveUp() noexcept { m_givenUp = true; }
     // Why there was no answer, as a sentence.
@@ -38,25 +41,26 @@ private:
     bool HasEnded() const;
 
     std::optional<ServerFacts> m_facts;
-    bool m_givenUp = false;
+    std::atomic<bool> m_givenUp{false};
 };
 
 // A module in the server, until this object ends. The server outlives it.
 class LoadedPlug {
 public:
-    // Throws PlugError.
+    // Throws PlugError, at once where the server is not to be asked any more.
     LoadedPlug(PlugServer& server, const std::wstring& path);
     ~LoadedPlug();
     LoadedPlug(const LoadedPlug&) = delete;
     LoadedPlug& operator=(const LoadedPlug&) = delete;
 
     uint64 Handle() const noexcept { return m_handle; }
-    // Ends it ahead of time. Throws PlugError where the server does not agree.
+    // Ends it ahead of time. Throws PlugError where the server does not agree, and at once where it is not to
+    // be asked any more.
     void Free();
 
 private:
     PlugServer& m_server;
-    uint64 m_handle;
+    uint64 m_handle = 0;
 };
 
 } // namespace frame_stats

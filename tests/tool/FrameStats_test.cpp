@@ -136,6 +136,17 @@ TEST(FrameStatsTest, FailuresEndWithOneAndWrongUsageWithTwo) {
     }
 }
 
+TEST(FrameStatsTest, MoreFramesThanCanBeCountedAreAnErrorAndNotFewer) {
+    const TempFolder folder;
+    const std::string file = folder.Write("frames.yuv", "");
+    // Frames of 3 bytes; but for the last one their number is 2 to the power of 32.
+    std::filesystem::resize_file(file, 3 * ((uint64{1} << 32) + 1));
+    const Outcome outcome = RunProgram({kProgram, file, "1", "1"});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.error, "frame_stats: " + file + " holds more frames than can be counted\n");
+}
+
 TEST(FrameStatsTest, AMissingServerOrPlugInIsTold) {
     const TempFolder folder;
     const std::string file = folder.Write("frames.yuv", Frames(4, 4, false, 1, 1).Text());
@@ -270,6 +281,20 @@ TEST_F(FramePlugTest, ABlockThatTellsMoreThanThereIsIsRefused) {
         std::fill_n(count, 4, byte);
         EXPECT_EQ(Count(message), kResultGarbled);
     }
+}
+
+TEST_F(FramePlugTest, AFrameWhoseReplyHasNoRoomDoesNotCount) {
+    Request request;
+    ASSERT_EQ(Count(request.Store()), 0);
+    for (const std::size_t room : {std::size_t{0}, std::size_t{100}, std::size_t{kStatisticsBytes - 1}}) {
+        m_space.resize(room);
+        Count(request.Store());
+        m_space.resize(8192);
+        EXPECT_EQ(Total().frames, 1u) << room;
+    }
+    m_space.resize(kStatisticsBytes);
+    ASSERT_EQ(Count(request.Store()), 0);
+    EXPECT_EQ(Total().frames, 2u);
 }
 
 TEST_F(FramePlugTest, AnAttachmentIsPassedOver) {
