@@ -39,9 +39,7 @@ protected:
     }
 
     // What happens to the bridge when the library is unloaded.
-    static void Unload() {
-        DetachServerProcess();
-    }
+    static void Unload() { DetachServerProcess(); }
 
     // A start with the program missing: the sender is there, and no server.
     void BecomeOrphan() {
