@@ -38,13 +38,15 @@ public:
     // Brings the channel up in its role. `id` makes the names of all its objects; `inSize` and `outSize` are
     // the bytes of the request and the reply space, each below 4 GiB. A Sender needs a server that is up
     // (CreateVXC32ServProcess) and tells it of the channel; plugHandle is the plug-in the channel belongs to.
-    // May block for 32 seconds. After a failure call Release.
+    // May block for 32 seconds, and ahead of that for the lock of the channel to the server. 0 with half a
+    // channel where that one has no server behind it: ObtainSMMSpaceAddress tells. After a failure call
+    // Release.
     virtual int Initialize(unsigned long long plugHandle, const wchar_t* id, unsigned int inSize,
                            unsigned int outSize) noexcept = 0;
     // Tears the channel down; may be repeated, and Initialize may follow. A Sender tells the server first;
     // where that fails everything stays open for another try; what the last try, the destructor's, leaves
-    // stays to the end of the process. A Receiver waits without limit for a callback under way; within the
-    // callback itself nothing is torn down.
+    // stays to the end of the process. A Receiver waits without limit for a callback under way; called
+    // within the callback nothing is torn down, and the thread ends behind it: call it again from elsewhere.
     virtual void Release() noexcept = 0;
     // Copies the id with its terminating zero. -1 for a null buffer or one too small.
     virtual int GetInteractorID(wchar_t* buffer, unsigned int bufferBytes) noexcept = 0;
@@ -59,7 +61,9 @@ public:
     // its late reply may be taken for that of the next call.
     virtual int RemoteCall(unsigned int timeoutMs) noexcept = 0;
     // Replace a space by one of another size. The old one stays mapped, and its name taken, until Release; so
-    // the end that creates the space gets -1 while the old one lives. The far end is not told.
+    // the end that creates the space gets -1 while the old one lives; a Sender's channel has been released
+    // then, and a failed size is told all the same. The end that opens the space keeps its size; a Sender's
+    // Adjust of the reply space maps the request space in its place. The far end is not told.
     virtual int AdjustInSMMSpaceSize(unsigned int size) noexcept = 0;
     virtual int AdjustOutSMMSpaceSize(unsigned int size) noexcept = 0;
     // A lock of the owner's own threads; recursive. An Unlock by a thread that does not hold it does nothing.

@@ -46,7 +46,7 @@ private:
     std::atomic<bool> m_doubt{false};
 };
 
-// As memmove. What it stored is ordered ahead of every store that follows.
+// As memmove. Ordered like any copy: ahead of a signal that follows.
 void CopyForAnotherCore(unsigned char* to, const unsigned char* from, std::size_t bytes) noexcept;
 
 // For pieces that do not overlap. False, with nothing done, where the processor has no such stores.

@@ -4,7 +4,8 @@
 // death is not noticed: each call from then on takes its whole time-out and gives VXC_STATUS_TIME_OUT, and
 // nothing starts it anew.
 //
-// Start and stop from one thread at a time; load and free from any.
+// Start and stop from one thread at a time, and not from a receiver of the log; load and free from any. The
+// times below come on top of the wait for the system channel's lock, which a call of another thread may hold.
 #pragma once
 
 #include "frame/Export.h"
@@ -15,7 +16,9 @@ VXCSOFTCODECIO_API int CreateVXC32ServProcess() noexcept;
 
 // Counts one start less and stops the server when none is left. The count begins at 0 with the first start,
 // so with two starts the first stop ends the server already. 0; or the status of the failure, after up to 10
-// seconds: the server counts as up then. Release the plug-in channels first.
+// seconds: the server counts as up then. Where there was none behind the first start it gives 0, and nothing
+// has changed but the count. Release the plug-in channels first. A start that follows at once may give -1,
+// since the old server is still letting go of the names.
 VXCSOFTCODECIO_API int DestoryVXC32ServProcess() noexcept;
 
 // Loads a module in the server: the handle of the plug-in, or 0. Null counts as the empty path. At most 5

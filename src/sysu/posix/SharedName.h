@@ -18,8 +18,12 @@
 //   open     look
 //   close    under the guard: whole lock in vain: others are there; had: remove
 //
-// So nobody finds a file that is not whole, and the guard is held for microseconds. Who is stopped within
-// makes the others wait for two seconds, and then fail.
+// So nobody finds a file that is not whole, and the guard is held for microseconds, but for the look through
+// the folder with which a process begins. Who is stopped within makes the others wait for two seconds, and
+// then fail.
+//
+// A process that ends leaves all its names, closed or not. One that was forked shares the parent's
+// descriptions: it keeps a name alive beyond the parent's death, not beyond the parent's close.
 #pragma once
 
 #include "frame/Types.h"

@@ -2,7 +2,7 @@
 //
 // Letters, digits, "_", "-" and "." of the name stand for themselves, other characters are the bytes of their
 // UTF-8 as %xx; what is no character is %u and eight digits. So no name leads out of the folder, and two
-// names never meet. Of long names a beginning, a digest and the length are left.
+// names do not meet. Of long names a beginning, a digest of 64 bits and the length are left.
 #pragma once
 
 #include <string>
