@@ -69,7 +69,7 @@ void ExpectAllGone(Hosts& hosts) {
             }
             return ended;
         },
-        seconds(25)));
+        seconds(80)));
     EXPECT_TRUE(Eventually(
         [&] {
             return std::all_of(hosts.begin(), hosts.end(),
@@ -140,7 +140,7 @@ TEST_F(KillsTest, ServersKilledAtAnyMomentLeaveNoHostStuck) {
             }
             return ended;
         },
-        seconds(25));
+        seconds(80));
     for (const auto& host : hosts) {
         EXPECT_TRUE(host->HasEnded());
         EXPECT_THAT(host->ExitCode(), testing::AllOf(testing::Ge(11), testing::Le(15)));

@@ -367,10 +367,12 @@ TEST(SharedNameTest, AProcessThatEndsWithoutClosingItsNamesLeavesNone) {
     const std::wstring name = OwnName(L"unclosed");
     const pid_t child = ::fork();
     if (child == 0) {
+        static void* s_event = nullptr; // known to the end, so that it is no leak
+        s_event = VXC_CreateEventW(nullptr, 0, 0, name.c_str());
         void* const section = CreateNamedSection(name.c_str(), 4096, nullptr);
         const bool made = MapSection(section, 0, nullptr) != nullptr && CloseSection(section) != 0 &&
                           CreateNamedSection((name + L"2").c_str(), 1, nullptr) != nullptr &&
-                          VXC_CreateEventW(nullptr, 0, 0, name.c_str()) != nullptr;
+                          s_event != nullptr;
         ::exit(made ? 0 : 1);
     }
     int status = -1;
