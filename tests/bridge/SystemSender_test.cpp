@@ -125,9 +125,9 @@ TEST_F(SystemSenderTest, NothingIsFreedWhileSomebodyIsWithinACall) {
 }
 
 TEST_F(SystemSenderTest, NothingIsFreedWhileAServerIsBeingStarted) {
-    server.WithinStart([this] {
+    server.WithinStart([] {
         CVXCInteracter* const sender = ObtainSysSender();
-        std::thread([this] { Unload(); }).join();
+        std::thread([] { Unload(); }).join();
         EXPECT_EQ(ObtainSysSender(), sender);
         EXPECT_FALSE(ProcessIdText().IsEmpty());
     });
