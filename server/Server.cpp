@@ -25,6 +25,9 @@ constexpr std::size_t kMostIdCharacters = 200;
 // The host waits five seconds for the end of a channel or a plug-in, and has to hear of it.
 constexpr auto kEndLimit = 4000ms;
 
+// How often the server tries to come up.
+constexpr auto kBeginEvery = 20ms;
+
 // How often the server looks whether its host has let go of it.
 constexpr auto kLookEvery = 500ms;
 
@@ -38,12 +41,21 @@ Server::Server(HostWatch& watch, const wchar_t* id)
 
 Server::~Server() = default;
 
-bool Server::Begin() {
+bool Server::Begin(std::chrono::milliseconds limit) {
     if (m_system == nullptr) {
         return false;
     }
     m_system->SetReceiverCallback(Serve, this);
-    return m_system->Initialize(0, m_id, kSystemSpaceBytes, kSystemSpaceBytes) == 0;
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (m_system->Initialize(0, m_id, kSystemSpaceBytes, kSystemSpaceBytes) != 0) {
+        // Its host waits half a minute for a server, and for no other one.
+        if (vxcio::HasPeer(*m_system) == 0 || std::chrono::steady_clock::now() >= end ||
+            m_watch.HasEnded(kBeginEvery)) {
+            return false;
+        }
+        m_system->Release();
+    }
+    return true;
 }
 
 void Server::Run() {

@@ -11,6 +11,7 @@
 #include "frame/Types.h"
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 
 namespace vxcserver {
@@ -24,8 +25,10 @@ public:
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    // Brings the system channel up.
-    bool Begin();
+    // Brings the system channel up. Where that fails and the host is there, it is tried again and again: a
+    // server that is about to end may still have the name of the reply space. One that hangs is gone within
+    // the five seconds.
+    bool Begin(std::chrono::milliseconds limit = std::chrono::seconds(5));
     // Serves until the host says so, or ends, or lets go of the channel; then ends everything, the system
     // channel first, so that the host can start another server.
     void Run();

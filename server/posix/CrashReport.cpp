@@ -42,9 +42,7 @@ void OnCrash(int number) {
     char* const digits = text + sizeof text - 4;
     digits[0] = static_cast<char>(number < 10 ? ' ' : '0' + number / 10);
     digits[1] = static_cast<char>('0' + number % 10);
-    if (write(STDERR_FILENO, text, sizeof text - 1) < 0) {
-        _exit(kSignalBase + number); // nobody listens
-    }
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text, sizeof text - 1);
     _exit(kSignalBase + number);
 }
 

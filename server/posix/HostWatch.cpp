@@ -1,12 +1,10 @@
 #include "HostWatch.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <poll.h>
-#include <string>
 #include <sys/eventfd.h>
 #include <sys/syscall.h>
 #include <unistd.h>

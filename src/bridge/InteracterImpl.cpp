@@ -179,17 +179,19 @@ bool CVXCInteracterImpl::Place(Ref<InteracterEvent>& event, void* made) noexcept
     return static_cast<bool>(event);
 }
 
+ChannelSpaces vxcio::HeldAgainst(CVXCInteracter& channel, const ChannelSpaces& told) noexcept {
+    return typeid(channel) == typeid(CVXCInteracterImpl) ? static_cast<CVXCInteracterImpl&>(channel).Usable()
+                                                         : told;
+}
+
 ChannelSpaces vxcio::UsableSpaces(CVXCInteracter& channel) noexcept {
-    if (typeid(channel) == typeid(CVXCInteracterImpl)) {
-        return static_cast<CVXCInteracterImpl&>(channel).Usable();
-    }
     void* request = nullptr;
     void* reply = nullptr;
-    ChannelSpaces spaces = {};
-    channel.ObtainSMMSpaceAddress(&request, &spaces.requestBytes, &reply, &spaces.replyBytes);
-    spaces.request = static_cast<unsigned char*>(request);
-    spaces.reply = static_cast<unsigned char*>(reply);
-    return spaces;
+    ChannelSpaces told = {};
+    channel.ObtainSMMSpaceAddress(&request, &told.requestBytes, &reply, &told.replyBytes);
+    told.request = static_cast<unsigned char*>(request);
+    told.reply = static_cast<unsigned char*>(reply);
+    return HeldAgainst(channel, told);
 }
 
 int vxcio::HasPeer(CVXCInteracter& channel) noexcept {

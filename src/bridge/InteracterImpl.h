@@ -22,6 +22,13 @@
 #include "frame/Counted.h"
 #include "frame/VXCString.h"
 
+namespace vxcio {
+
+// Of the told spaces of a channel what is really there; those of another implementation as they were told.
+ChannelSpaces HeldAgainst(CVXCInteracter& channel, const ChannelSpaces& told) noexcept;
+
+} // namespace vxcio
+
 class CVXCInteracterImpl final : public CVXCInteracter {
 public:
     // Throws std::bad_alloc.

@@ -49,19 +49,14 @@ int CVXCInteracterImpl::TellServerOfChannel(CVXCInteracter& server, bool& goesOn
         m_nRemoteHandle = handle;
     };
     const CallResult call = CallServer(server, L"Call_InitInteractor", kInitTimeOut, write, read);
-    switch (call.end) {
-    case CallEnd::NoSpaces:
+    if (call.end == CallEnd::NoSpaces) {
         // Nothing has happened on the far side, and success is told all the same.
         LogError(L"Initialize Failed: can't ObtainSMMSpaceAddress 0x%08x", call.status);
         return 0;
-    case CallEnd::NoAnswer:
-        LogError(L"Initialize failed : RemoteCall return error 0x%08x", call.status);
+    }
+    if (call.end != CallEnd::Done) {
+        LogFailedCall(L"Initialize", call);
         return call.status;
-    case CallEnd::Refused:
-        LogError(L"Initialize failed : RemoteCall result 0x%08x", call.status);
-        return call.status;
-    case CallEnd::Done:
-        break;
     }
     if (m_nRemoteHandle == 0) {
         return Fail(L"Initialize failed : RemoteCall receive is null");
@@ -125,7 +120,7 @@ int CVXCInteracterImpl::OpenReplySpace() noexcept {
 bool CVXCInteracterImpl::TellServerOfRelease() noexcept {
     CVXCInteracter* const server = ObtainSysSender();
     if (server == nullptr) {
-        LogError(L"Release() failed : can't ObtainSMMSpaceAddress 0x%08x", 0);
+        LogFailedCall(L"Release()", {CallEnd::NoSpaces, 0});
         return false;
     }
     const ChannelLock lock(*server);
@@ -133,18 +128,9 @@ bool CVXCInteracterImpl::TellServerOfRelease() noexcept {
         request << static_cast<unsigned long long>(m_nRemoteHandle);
     };
     const CallResult call = CallServer(*server, L"Call_UnInitInteractor", kReleaseTimeOut, write, NoResults);
-    switch (call.end) {
-    case CallEnd::NoSpaces:
-        LogError(L"Release() failed : can't ObtainSMMSpaceAddress 0x%08x", call.status);
+    if (call.end != CallEnd::Done) {
+        LogFailedCall(L"Release()", call);
         return false;
-    case CallEnd::NoAnswer:
-        LogError(L"Release() failed : RemoteCall return error 0x%08x", call.status);
-        return false;
-    case CallEnd::Refused:
-        LogError(L"Release() failed : RemoteCall result 0x%08x", call.status);
-        return false;
-    case CallEnd::Done:
-        break;
     }
     m_nRemoteHandle = 0;
     return true;

@@ -1,8 +1,7 @@
 #include "bridge/Messages.h"
 
 #include "bridge/InteracterImpl.h"
-
-#include <typeinfo>
+#include "frame/Log.h"
 
 namespace vxcio {
 
@@ -15,14 +14,25 @@ bool TakeSpaces(CVXCInteracter& channel, ChannelSpaces& spaces, int& status) noe
     if (status != 0 || request == nullptr || requestSize == 0 || reply == nullptr || replySize == 0) {
         return false;
     }
-    if (typeid(channel) == typeid(CVXCInteracterImpl)) {
-        // No more than is really there.
-        spaces = static_cast<CVXCInteracterImpl&>(channel).Usable();
-    } else {
-        spaces = {static_cast<unsigned char*>(request), requestSize, static_cast<unsigned char*>(reply),
-                  replySize};
-    }
+    spaces = HeldAgainst(channel, {static_cast<unsigned char*>(request), requestSize,
+                                   static_cast<unsigned char*>(reply), replySize});
     return true;
+}
+
+void LogFailedCall(const wchar_t* caller, const CallResult& call) noexcept {
+    switch (call.end) {
+    case CallEnd::NoSpaces:
+        LogError(L"%s failed : can't ObtainSMMSpaceAddress 0x%08x", caller, call.status);
+        break;
+    case CallEnd::NoAnswer:
+        LogError(L"%s failed : RemoteCall return error 0x%08x", caller, call.status);
+        break;
+    case CallEnd::Refused:
+        LogError(L"%s failed : RemoteCall result 0x%08x", caller, call.status);
+        break;
+    case CallEnd::Done:
+        break;
+    }
 }
 
 } // namespace vxcio

@@ -57,6 +57,9 @@ struct CallResult {
     int status;
 };
 
+// Logs why a call of the function `caller` failed; nothing for one that did not.
+void LogFailedCall(const wchar_t* caller, const CallResult& call) noexcept;
+
 inline void NoArguments(CVXCSerialize&) noexcept {}
 inline void NoResults(CVXCSerialize&) noexcept {}
 

@@ -14,7 +14,7 @@ bool HasSpaces(CVXCInteracter* channel, const wchar_t* name, ChannelSpaces& spac
     if (channel != nullptr && TakeSpaces(*channel, spaces, status)) {
         return true;
     }
-    LogError(L"%s failed : can't ObtainSMMSpaceAddress 0x%08x", name, status);
+    LogFailedCall(name, {CallEnd::NoSpaces, status});
     return false;
 }
 
@@ -60,7 +60,7 @@ int RemoteCall_Out(CVXCInteracter* channel, unsigned int timeoutMs, const wchar_
     }
     status = channel->RemoteCall(timeoutMs);
     if (status != 0) {
-        LogError(L"%s failed : RemoteCall return error 0x%08x", name, status);
+        LogFailedCall(name, {CallEnd::NoAnswer, status});
         return status;
     }
     SetUp(reply, spaces.reply, spaces.replyBytes, VXC_SERIALIZE_LOAD);

@@ -115,18 +115,9 @@ int DestoryVXC32ServProcess() noexcept {
     // To the end of the release: who waits for the lock finds the spaces gone and not going.
     const ChannelLock channel(*sender);
     const CallResult call = CallServer(*sender, L"Call_QuitVXC32Serv", kQuitTimeOut, NoArguments, NoResults);
-    switch (call.end) {
-    case CallEnd::NoSpaces:
-        LogError(L"DestoryVXC32ServProcess failed : can't ObtainSMMSpaceAddress 0x%08x", call.status);
+    if (call.end != CallEnd::Done) {
+        LogFailedCall(L"DestoryVXC32ServProcess", call);
         return call.status;
-    case CallEnd::NoAnswer:
-        LogError(L"DestoryVXC32ServProcess failed : RemoteCall return error 0x%08x", call.status);
-        return call.status;
-    case CallEnd::Refused:
-        LogError(L"DestoryVXC32ServProcess failed : RemoteCall result 0x%08x", call.status);
-        return call.status;
-    case CallEnd::Done:
-        break;
     }
     RetireSystemSender();
     return 0;
@@ -143,18 +134,9 @@ unsigned long long RemoteLoadVXC32Plug(const wchar_t* path) noexcept {
     const auto write = [path](CVXCSerialize& request) { request << path; };
     const auto read = [&handle](CVXCSerialize& reply) { reply >> handle; };
     const CallResult call = CallServer(*sender, L"Call_LoadPlug", kPlugTimeOut, write, read);
-    switch (call.end) {
-    case CallEnd::NoSpaces:
-        LogError(L"RemoteLoadVXC32Plug failed : can't ObtainSMMSpaceAddress 0x%08x", call.status);
+    if (call.end != CallEnd::Done) {
+        LogFailedCall(L"RemoteLoadVXC32Plug", call);
         return 0;
-    case CallEnd::NoAnswer:
-        LogError(L"RemoteLoadVXC32Plug failed : RemoteCall return error 0x%08x", call.status);
-        return 0;
-    case CallEnd::Refused:
-        LogError(L"RemoteLoadVXC32Plug failed : RemoteCall result 0x%08x", call.status);
-        return 0;
-    case CallEnd::Done:
-        break;
     }
     return handle;
 }
@@ -168,19 +150,7 @@ int RemoteFreeVXC32Plug(unsigned long long handle) noexcept {
     const ChannelLock lock(*sender);
     const auto write = [handle](CVXCSerialize& request) { request << handle; };
     const CallResult call = CallServer(*sender, L"Call_FreePlug", kPlugTimeOut, write, NoResults);
-    switch (call.end) {
-    case CallEnd::NoSpaces:
-        LogError(L"RemoteFreeVXC32Plug failed : can't ObtainSMMSpaceAddress 0x%08x", call.status);
-        break;
-    case CallEnd::NoAnswer:
-        LogError(L"RemoteFreeVXC32Plug failed : RemoteCall return error 0x%08x", call.status);
-        break;
-    case CallEnd::Refused:
-        LogError(L"RemoteFreeVXC32Plug failed : RemoteCall result 0x%08x", call.status);
-        break;
-    case CallEnd::Done:
-        break;
-    }
+    LogFailedCall(L"RemoteFreeVXC32Plug", call);
     return call.status;
 }
 

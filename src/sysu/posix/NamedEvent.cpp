@@ -3,6 +3,7 @@
 #include "frame/PlatformTypes.h"
 #include "sysu/LastError.h"
 #include "sysu/posix/Futex.h"
+#include "sysu/posix/WithMemory.h"
 
 #include <cerrno>
 #include <new>
@@ -62,16 +63,6 @@ void* Succeeded(void* handle, uint32 error) noexcept {
         SetLastError(error);
     }
     return handle;
-}
-
-template <class Act>
-void* WithMemory(Act act) noexcept {
-    try {
-        return act();
-    } catch (...) {
-        SetLastError(VXC_ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
 }
 
 } // namespace

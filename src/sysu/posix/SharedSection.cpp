@@ -3,6 +3,7 @@
 #include "sysu/LastError.h"
 #include "sysu/NamedObjects.h"
 #include "sysu/posix/SharedName.h"
+#include "sysu/posix/WithMemory.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -134,17 +135,6 @@ void* Map(const Section& section, uint32 least, uint64* bytes) {
         *bytes = section->bytes;
     }
     return address;
-}
-
-// What `act` gives; null with last error 8 where memory lacks.
-template <class Act>
-void* WithMemory(Act act) noexcept {
-    try {
-        return act();
-    } catch (...) {
-        SetLastError(VXC_ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
 }
 
 // Takes an entry out of a map of the registry, under its lock. Nothing, with the last error, where there is
