@@ -140,7 +140,10 @@ TEST(PublicBridgeTest, AReceiverServesAHostOfItsOwn) {
     std::memcpy(view, "abc", 3);
     VXC_SetEvent(begin);
     EXPECT_EQ(VXC_WaitForSingleObject(end, 10'000), VXC_WAIT_OBJECT_0);
-    EXPECT_EQ(std::memcmp(vxcio::UsableSpaces(*receiver).reply, "cba", 3), 0);
+    void* const replySpace = vxcio::OpenNamedSection((id + L"_OutMap").c_str());
+    void* const reply = vxcio::MapSection(replySpace, 32, nullptr);
+    ASSERT_NE(reply, nullptr);
+    EXPECT_EQ(std::memcmp(reply, "cba", 3), 0);
     wchar_t name[32] = {};
     EXPECT_EQ(receiver->GetInteractorID(name, sizeof name), 0);
     EXPECT_EQ(name, id);
@@ -148,6 +151,8 @@ TEST(PublicBridgeTest, AReceiverServesAHostOfItsOwn) {
     DeleteVXCInteratcter(receiver);
     VXC_CloseHandle(begin);
     VXC_CloseHandle(end);
+    vxcio::UnmapSection(reply);
+    vxcio::CloseSection(replySpace);
     vxcio::UnmapSection(view);
     vxcio::CloseSection(space);
 }

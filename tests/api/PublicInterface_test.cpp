@@ -65,6 +65,12 @@ bool IsPublic(const std::string& symbol, const std::vector<std::string>& names) 
             plain.erase(0, std::strlen(prefix));
         }
     }
+    // Templates, which are there where nothing is inlined, have their return type in front.
+    const std::size_t mark = plain.find_first_of("<(");
+    if (const std::size_t blank = plain.find(' ');
+        blank < mark && mark != std::string::npos && plain[mark] == '<') {
+        plain.erase(0, blank + 1);
+    }
     for (const std::string& name : names) {
         const char behind = plain.size() > name.size() ? plain[name.size()] : '(';
         if (plain.rfind(name, 0) == 0 && (behind == '(' || behind == ':')) {

@@ -60,8 +60,8 @@ void ExpectSleepingWaitsEnd() {
     for (int i = 0; i < 4; ++i) {
         const auto wait = WaitsForMany(all, false);
         ASSERT_TRUE(AwaitSleepers(named, 1));
-        EXPECT_EQ(SleepersOf(other), 1u);
-        EXPECT_EQ(QueueOf(local), 1u);
+        ASSERT_TRUE(AwaitSleepers(other, 1));
+        ASSERT_TRUE(AwaitQueue(local, 1));
         VXC_SetEvent(order[i]);
         EXPECT_EQ(wait->Result(), index[i]);
         EXPECT_EQ(Poll(order[i]), order[i] == manual);
