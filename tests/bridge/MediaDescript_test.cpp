@@ -3,6 +3,43 @@
 using namespace vxcio;
 using namespace vxcio::test;
 
+namespace {
+
+// Stores it into spaces that end anywhere; what stands in each is as many of the values as have room.
+void StoreCutAnywhere(SMediaDescript& source, const Bytes& whole, const std::vector<std::size_t>& ends) {
+    for (std::size_t capacity = 0; capacity < whole.size(); ++capacity) {
+        SCOPED_TRACE(capacity);
+        std::size_t end = 0;
+        for (const std::size_t other : ends) {
+            end = other <= capacity ? other : end;
+        }
+        const auto store = [&](auto stream, Bytes& bytes) {
+            stream << source;
+            EXPECT_EQ(stream.m_nError, VXC_SERIALIZE_NO_SPACE);
+            EXPECT_EQ(stream.m_dwPosition, end);
+            Bytes expected(whole.begin(), whole.begin() + static_cast<int>(end));
+            expected.resize(capacity, 0xEE);
+            EXPECT_EQ(bytes, expected);
+        };
+        Bytes plain(capacity, 0xEE);
+        store(StreamOver(plain.data(), capacity, VXC_SERIALIZE_STORE), plain);
+        Bytes watched(capacity, 0xEE);
+        store(StreamOver<WatchingStream>(watched.data(), capacity, VXC_SERIALIZE_STORE), watched);
+        ASSERT_FALSE(testing::Test::HasFailure());
+    }
+}
+
+// Where the values of a description end, the type first.
+std::vector<std::size_t> EndsOf(const std::vector<Slot>& slots) {
+    std::vector<std::size_t> ends = {0, 5};
+    for (const Slot& slot : slots) {
+        ends.push_back(ends.back() + StreamOf({slot}).size());
+    }
+    return ends;
+}
+
+} // namespace
+
 TEST_F(MediaDescriptTest, FilesTravelWhole) {
     auto files = Random<SMediaDescriptFiles>(1);
     SMediaDescript source = DescriptOf(kFiles, files);
@@ -114,4 +151,56 @@ TEST_F(MediaDescriptTest, APayloadWithoutARecordIsOneOfZeros) {
     SMediaDescriptExtra payload{};
     source.type = kExtra;
     EXPECT_EQ(Stored(source), StreamOfType(kExtra, payload));
+}
+
+TEST_F(MediaDescriptTest, ASpaceThatEndsAnywhereTakesTheValuesOfFilesThatFit) {
+    auto files = Random<SMediaDescriptFiles>(6);
+    SMediaDescript source = DescriptOf(kFiles, files);
+    StoreCutAnywhere(source, StreamOfType(kFiles, files), EndsOf(SlotsOf(files)));
+}
+
+TEST_F(MediaDescriptTest, ASpaceThatEndsAnywhereTakesTheValuesOfExtraThatFit) {
+    auto payload = Random<SMediaDescriptExtra>(7);
+    Bytes extra(kPayload);
+    payload.extra = extra.data();
+    payload.extraSize = 7;
+    SMediaDescript source = DescriptOf(kExtra, payload);
+    Bytes whole = StreamOfType(kExtra, payload);
+    std::vector<std::size_t> ends = EndsOf(SlotsOf(payload));
+    ASSERT_EQ(ends.back(), whole.size());
+    PutBlock(whole, extra.data(), extra.size());
+    ends.push_back(whole.size());
+    StoreCutAnywhere(source, whole, ends);
+    EXPECT_EQ(payload.extraSize, 7u);
+}
+
+TEST_F(MediaDescriptTest, ASpaceThatEndsAnywhereTakesTheBytesWholeOrNotAtAll) {
+    Bytes data(kPayload);
+    SMediaDescript source{kBytes, data.data(), 7};
+    const Bytes whole = Stored(source);
+    ASSERT_EQ(whole.size(), 5u + 5 + 6 + 7);
+    StoreCutAnywhere(source, whole, {0, 5, 10});
+}
+
+TEST_F(MediaDescriptTest, AStreamOnTopSeesEachNumberOfADescriptionOnceInBothDirections) {
+    auto payload = Random<SMediaDescriptExtra>(8);
+    Bytes extra(kPayload);
+    payload.extra = extra.data();
+    payload.extraSize = 7;
+    std::vector<std::pair<char, unsigned long long>> expected = {{'l', 3}};
+    for (const Slot& slot : SlotsOf(payload)) {
+        if (slot.tag != 'b') {
+            expected.emplace_back(slot.tag, ValueOf(slot));
+        }
+    }
+    SMediaDescript source = DescriptOf(kExtra, payload);
+    Bytes bytes(4000);
+    auto stored = StreamOver<WatchingStream>(bytes.data(), bytes.size(), VXC_SERIALIZE_STORE);
+    stored << source;
+    EXPECT_EQ(stored.seen, expected);
+    auto loaded = StreamOver<WatchingStream>(bytes.data(), stored.m_dwPosition, VXC_SERIALIZE_LOAD);
+    loaded >> record;
+    EXPECT_EQ(loaded.m_nError, VXC_SERIALIZE_OK);
+    EXPECT_EQ(loaded.seen, expected);
+    const Memory owned(Taken<SMediaDescriptExtra>().extra);
 }

@@ -180,6 +180,25 @@ TEST_F(ServerProcessStartTest, AServerThatComesUpAtTheLastMomentIsTaken) {
     EXPECT_THAT(server.Names(), ElementsAre(L"Call_FreePlug"));
 }
 
+TEST_F(ServerProcessStartTest, AServerThatComesUpASecondTooLateFindsNoChannel) {
+    server.ComeUpDead();
+    const std::wstring id = Id();
+    TestClock clock;
+    int result = 5;
+    std::thread host([&] { result = CreateVXC32ServProcess(); });
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    clock.Advance(31'000);
+    host.join();
+    EXPECT_EQ(result, -1);
+    log.Clear();
+    CVXCInteracterImpl late(VXC_INTERACTER_RECEIVER);
+    late.SetReceiverCallback([](void*) { return 0; }, nullptr);
+    EXPECT_EQ(late.Initialize(0, id.c_str(), 1048576, 1048576), -1);
+    EXPECT_THAT(Failures(),
+                ElementsAre(L"Initialize receiver Failed: OpenFileMapping m_hInMapFile failed (2).\n"));
+    EXPECT_EQ(NamesThere(), 0);
+}
+
 TEST_F(ServerProcessStartTest, AWrongMarkerEndsTheSender) {
     const std::string likeTheRequests("C\0R\0E\0A\0T\0E\0S\0M\0M\0\0", 20);
     for (const std::string& marker : {likeTheRequests, std::string(24, '\0'), std::string("CREATESMMOK")}) {
