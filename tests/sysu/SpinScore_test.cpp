@@ -1,3 +1,4 @@
+#include "sysu/posix/PartnerGuess.h"
 #include "sysu/posix/SpinScore.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +20,7 @@ void SpinInVainUntilWorst(SpinScore& score) {
 
 TEST(SpinScoreTest, StartsWithAFewMicroseconds) {
     SpinScore score;
-    EXPECT_EQ(score.Patience(), kSpinNanoseconds);
+    EXPECT_EQ(score.Patience(), kThreadSpin.few);
 }
 
 TEST(SpinScoreTest, GivesUpWhenItDoesNotPayAndTriesAgainNowAndThen) {
@@ -46,7 +47,7 @@ TEST(SpinScoreTest, OneSuccessAfterALongSleepBringsAllPatienceBack) {
     SpinInVainUntilWorst(score);
     score.Paid(0);
     EXPECT_EQ(score.Score(), SpinScore::kBest);
-    EXPECT_EQ(score.Patience(), kPatientNanoseconds);
+    EXPECT_EQ(score.Patience(), kThreadSpin.patient);
 }
 
 TEST(SpinScoreTest, PatienceIsLostFasterThanItIsWon) {
@@ -57,7 +58,7 @@ TEST(SpinScoreTest, PatienceIsLostFasterThanItIsWon) {
     EXPECT_EQ(score.Score(), SpinScore::kBest);
     score.InVain();
     EXPECT_EQ(score.Score(), SpinScore::kBest / 2);
-    EXPECT_EQ(score.Patience(), kSpinNanoseconds);
+    EXPECT_EQ(score.Patience(), kThreadSpin.few);
     score.Paid(0);
     EXPECT_EQ(score.Score(), SpinScore::kBest / 2 + 1);
 }
@@ -65,14 +66,73 @@ TEST(SpinScoreTest, PatienceIsLostFasterThanItIsWon) {
 TEST(SpinScoreTest, ASuccessThatCameLateCountsAgainstLooking) {
     SpinScore score;
     const uint32 fresh = score.Score();
-    score.Paid(kSpinNanoseconds);
+    score.Paid(kThreadSpin.few);
     EXPECT_EQ(score.Score(), fresh + 1);
-    score.Paid(kSpinNanoseconds + 1);
+    score.Paid(kThreadSpin.few + 1);
     EXPECT_EQ(score.Score(), fresh);
     // A look that was a try is patient on purpose: there even a late success is news.
     SpinInVainUntilWorst(score);
-    score.Paid(kPatientNanoseconds);
+    score.Paid(kThreadSpin.patient);
     EXPECT_EQ(score.Score(), SpinScore::kBest);
+}
+
+TEST(SpinScoreTest, AnAwakePartnerIsLookedForLonger) {
+    static_assert(kAwakePartnerSpin.few > kWokenPartnerSpin.patient);
+    SpinScore score;
+    const uint32 fresh = score.Score();
+    EXPECT_EQ(score.Patience(kAwakePartnerSpin), kAwakePartnerSpin.few);
+    score.Paid(kAwakePartnerSpin.few, kAwakePartnerSpin);
+    EXPECT_EQ(score.Score(), fresh + 1);
+    score.Paid(kAwakePartnerSpin.few + 1, kAwakePartnerSpin);
+    EXPECT_EQ(score.Score(), fresh);
+    score.Paid(kWokenPartnerSpin.few + 1, kWokenPartnerSpin);
+    EXPECT_EQ(score.Score(), fresh - 1);
+}
+
+TEST(SpinScoreTest, AnAwakePartnerIsWorthALookWhateverWasBefore) {
+    SpinScore score;
+    const uint32 fresh = score.Score();
+    score.Encourage();
+    EXPECT_EQ(score.Score(), fresh);
+    SpinInVainUntilWorst(score);
+    score.Encourage();
+    EXPECT_EQ(score.Patience(kAwakePartnerSpin), kAwakePartnerSpin.few);
+    score.InVain();
+    EXPECT_EQ(score.Score(), 0u);
+}
+
+TEST(SpinScoreTest, NowAndThenAPartnerThatSleptIsLookedForLongToo) {
+    SpinScore score;
+    SpinInVainUntilWorst(score);
+    uint64 patience = 0;
+    while (patience == 0) {
+        patience = score.Patience(kWokenPartnerSpin);
+    }
+    EXPECT_EQ(patience, kWokenPartnerSpin.again);
+    EXPECT_GE(patience, kAwakePartnerSpin.few);
+}
+
+TEST(PartnerGuessTest, ASignalThatWokeNobodyMetSomebodyAwake) {
+    PartnerGuess guess;
+    EXPECT_FALSE(guess.IsAwake());
+    guess.HasSignalled(true);
+    EXPECT_FALSE(guess.IsAwake());
+    guess.HasSignalled(false);
+    EXPECT_TRUE(guess.IsAwake());
+}
+
+TEST(PartnerGuessTest, SomeLateAnswersDoNotMatterAndMoreDo) {
+    for (const bool inVain : {true, false}) {
+        PartnerGuess guess;
+        guess.HasSignalled(false);
+        for (uint32 i = 0; i < PartnerGuess::kLateAnswers; ++i) {
+            EXPECT_TRUE(guess.IsAwake());
+            inVain ? guess.HasLookedInVain() : guess.HasSignalled(true);
+        }
+        EXPECT_FALSE(guess.IsAwake());
+        guess.HasLookedInVain();
+        EXPECT_FALSE(guess.IsAwake());
+    }
 }
 
 TEST(SpinScoreTest, SeesTheCoresOfItsOwnThread) {

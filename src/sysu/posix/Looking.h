@@ -15,8 +15,8 @@ inline constexpr int kLooksPerClock = 16;
 
 // Calls `attempt` until it gives true or patience ends. False at once where looking does not pay.
 template <class Attempt>
-bool LookAWhile(SpinScore& spin, Attempt attempt) noexcept {
-    const uint64 patience = spin.Patience();
+bool LookAWhile(SpinScore& spin, Attempt attempt, const SpinLimits& limits = kThreadSpin) noexcept {
+    const uint64 patience = spin.Patience(limits);
     if (patience == 0) {
         return false;
     }
@@ -32,7 +32,7 @@ bool LookAWhile(SpinScore& spin, Attempt attempt) noexcept {
         for (int look = 0; look < kLooksPerClock; ++look) {
             SpinPause();
             if (attempt()) {
-                spin.Paid(looked);
+                spin.Paid(looked, limits);
                 return true;
             }
         }

@@ -67,6 +67,8 @@ void* Succeeded(void* handle, uint32 error) noexcept {
 
 } // namespace
 
+constinit thread_local PartnerGuess t_partner;
+
 NamedEvent::~NamedEvent() {
     munmap(&words, sizeof words);
 }
@@ -89,7 +91,9 @@ void SignalNamed(NamedEvent& event) noexcept {
     // Who is freed by the signal may close the handle before the waiters are looked at.
     AddReference(event);
     event.words.state.exchange(1);
-    if (event.words.waiters.load() != 0) {
+    const bool sleepers = event.words.waiters.load() != 0;
+    t_partner.HasSignalled(sleepers);
+    if (sleepers) {
         FutexWakeOne(&event.words.state, FutexScope::Machine);
     }
     DropReference(event);

@@ -21,6 +21,7 @@
 #pragma once
 
 #include "frame/Types.h"
+#include "sysu/posix/PartnerGuess.h"
 #include "sysu/posix/SharedName.h"
 #include "sysu/posix/WaitObject.h"
 
@@ -56,6 +57,8 @@ void* OpenEventOf(const wchar_t* name) noexcept;
 
 void SignalNamed(NamedEvent& event) noexcept;
 void UnsignalNamed(NamedEvent& event) noexcept;
+
+extern constinit thread_local PartnerGuess t_partner;
 
 // A wait for one of several objects, some of which are named events. The lowest that is signalled ends it;
 // the others keep their signals, or get them back.

@@ -226,9 +226,16 @@ uint32 WaitWithNamed(WaitObject* const* objects, uint32 count, uint32 millisecon
     const ObjectReferences references(objects, count);
     const uint64 deadline =
         milliseconds == VXC_INFINITE ? kNoDeadline : DeadlineAfter(MonotonicNanoseconds(), milliseconds);
-    if (LookAWhile(objects[0]->spin, [&] { return (index = TakeLowest(objects, count)) != kNone; })) {
+    SpinScore& spin = objects[0]->spin;
+    const bool awake = t_partner.IsAwake();
+    if (awake) {
+        spin.Encourage();
+    }
+    const auto look = [&] { return (index = TakeLowest(objects, count)) != kNone; };
+    if (LookAWhile(spin, look, awake ? kAwakePartnerSpin : kWokenPartnerSpin)) {
         return index;
     }
+    t_partner.HasLookedInVain();
     index = MixedSleep(objects, count).Run(deadline);
     return index == kNone ? VXC_WAIT_TIMEOUT : LowestInstead(objects, index);
 }

@@ -24,10 +24,19 @@
 
 namespace vxcio::sysu {
 
-// How long a wait looks before it sleeps. To wake a thread takes two to five microseconds on a bare machine
-// and some twenty on a virtual one.
-inline constexpr uint64 kSpinNanoseconds = 5'000;
-inline constexpr uint64 kPatientNanoseconds = 40'000;
+// How long a wait looks before it sleeps, in nanoseconds. To wake a thread takes two to five microseconds on
+// a bare machine and some twenty on a virtual one.
+struct SpinLimits {
+    uint64 few;     // between the scores; a look that lasts no longer has paid
+    uint64 patient; // with the best score
+    uint64 again;   // with score 0, now and then
+};
+inline constexpr SpinLimits kThreadSpin = {5'000, 40'000, 40'000};
+// Behind a signal to another process that slept. Now and then long enough for what it may have to copy, so
+// that both find out that they can stay awake.
+inline constexpr SpinLimits kWokenPartnerSpin = {5'000, 40'000, 160'000};
+// Behind a signal to one that looked: it is about to answer, and all there is to win is won by not sleeping.
+inline constexpr SpinLimits kAwakePartnerSpin = {80'000, 160'000, 160'000};
 
 // Cores on which the calling thread may run.
 inline uint32 UsableCores() noexcept {
@@ -55,20 +64,27 @@ public:
     static constexpr uint32 kTryAgain = 32;
 
     // How long the next wait looks, in nanoseconds; 0 for not at all.
-    uint64 Patience() noexcept {
+    uint64 Patience(const SpinLimits& limits = kThreadSpin) noexcept {
         const uint32 score = m_score.load(std::memory_order_relaxed);
         if (score > 0) {
-            return score >= kBest ? kPatientNanoseconds : kSpinNanoseconds;
+            return score >= kBest ? limits.patient : limits.few;
         }
         const uint32 slept = m_slept.load(std::memory_order_relaxed) + 1;
         m_slept.store(slept % kTryAgain, std::memory_order_relaxed);
-        return slept == kTryAgain ? kPatientNanoseconds : 0;
+        return slept == kTryAgain ? limits.again : 0;
+    }
+
+    // The partner was found awake: the next wait looks.
+    void Encourage() noexcept {
+        if (m_score.load(std::memory_order_relaxed) == 0) {
+            m_score.store(1, std::memory_order_relaxed);
+        }
     }
 
     // The wait ended after so long a look.
-    void Paid(uint64 nanoseconds) noexcept {
+    void Paid(uint64 nanoseconds, const SpinLimits& limits = kThreadSpin) noexcept {
         const uint32 score = m_score.load(std::memory_order_relaxed);
-        if (score > 0 && nanoseconds > kSpinNanoseconds) {
+        if (score > 0 && nanoseconds > limits.few) {
             m_score.store(score - 1, std::memory_order_relaxed);
             return;
         }
