@@ -77,6 +77,25 @@ bool CameThrough(const Record& loaded, const Filled<Record>& filled) {
             std::memcmp(loaded.append.data, record.append.data, record.append.size) == 0);
 }
 
+// Times `load`, which loads `record` with memory for its attachment. Whether what it loads came through.
+template <class Record, class Load>
+bool TimeLoads(benchmark::State& state, const Filled<Record>& filled, Record& record, Load load) {
+    const auto release = [&] { SerilizeFree(filled.record.append.size == 0 ? nullptr : record.append.data); };
+    const auto loadAndFree = [&] {
+        load();
+        release();
+    };
+    for (auto _ : state) {
+        loadAndFree();
+    }
+    ReportTimes(state, loadAndFree);
+    record = {};
+    load();
+    const bool right = CameThrough(record, filled);
+    release();
+    return right;
+}
+
 template <class Record>
 void LibraryStore(benchmark::State& state, uint32 attached) {
     Filled<Record> filled(attached);
@@ -108,19 +127,7 @@ void LibraryLoad(benchmark::State& state, uint32 attached) {
         stream >> record;
         benchmark::ClobberMemory();
     };
-    const auto release = [&] { SerilizeFree(attached == 0 ? nullptr : record.append.data); };
-    const auto loadAndFree = [&] {
-        load();
-        release();
-    };
-    for (auto _ : state) {
-        loadAndFree();
-    }
-    ReportTimes(state, loadAndFree);
-    record = {};
-    load();
-    const bool right = stream.m_nError == VXC_SERIALIZE_OK && CameThrough(record, filled);
-    release();
+    const bool right = TimeLoads(state, filled, record, load) && stream.m_nError == VXC_SERIALIZE_OK;
     Told(state, length, right);
 }
 
@@ -202,20 +209,7 @@ void CerealLoad(benchmark::State& state, uint32 attached) {
         archive(record);
         benchmark::ClobberMemory();
     };
-    const auto release = [&] { SerilizeFree(attached == 0 ? nullptr : record.append.data); };
-    const auto loadAndFree = [&] {
-        load();
-        release();
-    };
-    for (auto _ : state) {
-        loadAndFree();
-    }
-    ReportTimes(state, loadAndFree);
-    record = {};
-    load();
-    const bool right = CameThrough(record, filled);
-    release();
-    Told(state, length, right);
+    Told(state, length, TimeLoads(state, filled, record, load));
 }
 
 template <class Record>

@@ -1,32 +1,16 @@
 // The names of the bridge that hosts and plug-ins link to: all of them are there, in the library and in the
 // bridge of 32 bits.
+#include "api/LibrarySymbols.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <sstream>
 #include <string>
 #include <vector>
 
-namespace {
+using namespace vxcio::test;
 
-// What the library defines for others to link to.
-std::vector<std::string> SymbolsOf(const std::string& library) {
-    const std::string command = "nm -D -C --defined-only '" VXC_TEST_LIBRARY_DIR "/" + library + "'";
-    std::FILE* const pipe = popen(command.c_str(), "r");
-    std::string text;
-    char buffer[4096];
-    for (std::size_t got = 0; pipe != nullptr && (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
-        text.append(buffer, got);
-    }
-    EXPECT_TRUE(pipe != nullptr && pclose(pipe) == 0) << command;
-    std::istringstream lines(text);
-    std::vector<std::string> names;
-    for (std::string line; std::getline(lines, line);) {
-        names.push_back(line.substr(line.find(' ', line.find(' ') + 1) + 1));
-    }
-    return names;
-}
+namespace {
 
 std::vector<std::string> RecordOperators() {
     std::vector<std::string> names;
@@ -98,7 +82,7 @@ std::vector<std::string> Functions() {
 }
 
 void ExpectDefined(const std::string& library) {
-    const std::vector<std::string> symbols = SymbolsOf(library);
+    const std::vector<std::string> symbols = DefinedSymbols(library);
     for (const auto& names : {RecordOperators(), StreamNames(), ChannelNames(), Functions()}) {
         for (const std::string& name : names) {
             EXPECT_THAT(symbols, testing::Contains(name)) << library;

@@ -1,11 +1,14 @@
 // A peer that rewrites a message while it is read: what comes is anything, and no memory but the reader's own
 // is touched.
-#include "bridge/MediaDescriptStreams.h"
-
 #include "bridge/InteracterTesting.h"
+#include "bridge/MediaDescriptStreams.h"
 #include "platform/SharedObjects.h"
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <cstring>
+#include <random>
 #include <thread>
 
 using namespace vxcio;

@@ -122,15 +122,15 @@ TEST(PartnerGuessTest, ASignalThatWokeNobodyMetSomebodyAwake) {
 }
 
 TEST(PartnerGuessTest, SomeLateAnswersDoNotMatterAndMoreDo) {
-    for (const bool inVain : {true, false}) {
+    for (const bool late : {true, false}) {
         PartnerGuess guess;
         guess.HasSignalled(false);
         for (uint32 i = 0; i < PartnerGuess::kLateAnswers; ++i) {
             EXPECT_TRUE(guess.IsAwake());
-            inVain ? guess.HasLookedInVain() : guess.HasSignalled(true);
+            late ? guess.AnswerIsLate() : guess.HasSignalled(true);
         }
         EXPECT_FALSE(guess.IsAwake());
-        guess.HasLookedInVain();
+        guess.AnswerIsLate();
         EXPECT_FALSE(guess.IsAwake());
     }
 }

@@ -235,7 +235,7 @@ uint32 WaitWithNamed(WaitObject* const* objects, uint32 count, uint32 millisecon
     if (LookAWhile(spin, look, awake ? kAwakePartnerSpin : kWokenPartnerSpin)) {
         return index;
     }
-    t_partner.HasLookedInVain();
+    t_partner.AnswerIsLate();
     index = MixedSleep(objects, count).Run(deadline);
     return index == kNone ? VXC_WAIT_TIMEOUT : LowestInstead(objects, index);
 }

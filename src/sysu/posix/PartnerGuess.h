@@ -18,7 +18,7 @@ public:
             Doubt();
         }
     }
-    void HasLookedInVain() noexcept { Doubt(); }
+    void AnswerIsLate() noexcept { Doubt(); }
 
     bool IsAwake() const noexcept { return m_left != 0; }
 

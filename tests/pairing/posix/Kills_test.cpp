@@ -57,7 +57,7 @@ void EndWaitForAStart(KilledHost& host) {
 }
 
 void ExpectAllGone(Hosts& hosts) {
-    // The longest a call may take is the stop's ten seconds.
+    // The longest a call may take is the stop's ten seconds; but fifty hosts share the machine.
     EXPECT_TRUE(Eventually(
         [&] {
             bool ended = true;

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <linux/filter.h>
 #include <linux/sched.h>
 #include <linux/seccomp.h>
@@ -83,6 +84,18 @@ int InAChildWithoutDescriptors(Steps steps) {
     int status = 0;
     waitpid(child, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// The kernel tells when a process was started to the hundredth of a second.
+void WaitForNextTick() {
+    const auto tick = [] {
+        timespec now = {};
+        clock_gettime(CLOCK_BOOTTIME, &now);
+        return now.tv_sec * 100LL + now.tv_nsec / 10'000'000;
+    };
+    for (const auto start = tick(); tick() == start;) {
+        std::this_thread::yield();
+    }
 }
 
 // A new process under a number that is free again. 0 where this process may not choose numbers.
@@ -183,7 +196,7 @@ TEST(HostWatchTest, WithoutDescriptorsANumberThatIsTakenAnewIsAnotherProcess) {
         gone.Kill();
         gone.Reap();
         HostWatch late(gone.Id());
-        std::this_thread::sleep_for(30ms); // the kernel tells starts to the hundredth of a second
+        WaitForNextTick();
         const pid_t other = StartUnderNumber(gone.Id());
         if (other == 0) {
             return kMayNotChoose;
