@@ -33,6 +33,8 @@ void BeAHostWhereAsked();
 // came.
 void CollectSanitizerReports();
 std::string SanitizerReports();
+// A report without what the search for leaks says of threads that ended, or were killed, under it.
+std::string FindingsOf(const std::string& report);
 void DropSanitizerReports();
 
 } // namespace vxcio::test

@@ -148,6 +148,12 @@ TEST_F(KillsTest, ServersKilledAtAnyMomentLeaveNoHostStuck) {
     ExpectAllGone(hosts);
 }
 
+TEST(SanitizerReportsTest, OnlyWhatIsSaidOfKilledThreadsIsNoFinding) {
+    EXPECT_EQ(FindingsOf("==12==Unable to get registers from thread 34.\n"), "");
+    EXPECT_EQ(FindingsOf("==12==ERROR: LeakSanitizer\n==12==Unable to get registers from thread 34.\n  #0"),
+              "==12==ERROR: LeakSanitizer\n  #0\n");
+}
+
 TEST_F(KillsTest, TheServerOfAKilledHostEndsWithinTwoSeconds) {
     KilledHost host(KilledHost::Life::Staying);
     char letter = 0;

@@ -166,11 +166,22 @@ void CollectSanitizerReports() {
     }
 }
 
+std::string FindingsOf(const std::string& report) {
+    std::istringstream lines(report);
+    std::string findings;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find("==Unable to get registers from thread ") == line.npos) {
+            findings += line + "\n";
+        }
+    }
+    return findings;
+}
+
 std::string SanitizerReports() {
     std::string reports;
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(ReportFolder(), ignored)) {
-        reports += Content(entry.path());
+        reports += FindingsOf(Content(entry.path()));
     }
     return reports;
 }
