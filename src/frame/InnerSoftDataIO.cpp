@@ -1,7 +1,5 @@
 #include "frame/InnerSoftDataIO.h"
 
-#include "frame/Status.h"
-
 #include <new>
 
 namespace {
@@ -71,55 +69,12 @@ int CInnerSoftDataIO::FindFileClose() {
     return 1;
 }
 
-int CInnerSoftDataIO::Close() {
-    ReleaseMD5();
-    return 1;
-}
-
 int CInnerSoftDataIO::GetXInfo(const wchar_t* /*path*/, ENUMIOInfo_TYPE /*type*/,
                                SPlugStreamMediaInfo* /*info*/) {
     return 1;
 }
 
-// The FTP session and file management are not part of this version: the operations below answer with their
-// failure.
-
-int CInnerSoftDataIO::Connect(FTPMODE /*mode*/, const wchar_t* /*host*/, const wchar_t* /*user*/,
-                              const wchar_t* /*password*/, int /*port*/, int /*unused*/) {
-    return static_cast<int>(VXC_STATUS_NOT_AVAILABLE);
-}
-
-int CInnerSoftDataIO::SetPASVMode(int /*passive*/) {
-    return 0;
-}
-
-int CInnerSoftDataIO::SetFindPath(const wchar_t* /*path*/) {
-    return 0;
-}
-
-int CInnerSoftDataIO::FindNextFile1(void* /*findData*/) {
-    return 0;
-}
-
-int CInnerSoftDataIO::IsFileExist(const wchar_t* /*path*/) {
-    return 0;
-}
-
-int CInnerSoftDataIO::DeleteFile1(const wchar_t* /*path*/) {
-    return 0;
-}
-
-int CInnerSoftDataIO::RenameFile(const wchar_t* /*oldPath*/, const wchar_t* /*newPath*/) {
-    return 0;
-}
-
-int CInnerSoftDataIO::MakeFolder(const wchar_t* /*path*/) {
-    return 0;
-}
-
-int CInnerSoftDataIO::DeleteFolder(const wchar_t* /*path*/) {
-    return 0;
-}
+// What XDCAM devices tell of themselves is not part of this version: no clip and no space.
 
 int CInnerSoftDataIO::GetXDCAMMXFInfo(const wchar_t* /*path*/, PLUG_VIDEO_TYPE_& /*type*/, uint32& /*length*/,
                                       uint32& /*audio*/, uint32& /*rate*/, uint32& /*scale*/) {

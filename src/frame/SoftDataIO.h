@@ -8,7 +8,8 @@
 // The order of the virtual operations is the binary interface that plug-ins depend on: nothing is inserted,
 // moved or removed.
 //
-// Nothing here throws. Operations that open give a status (Status.h), data operations a byte count: 0 is the
+// Nothing here throws, except that CQLSoftDataSinkEx1::OpenFile on an FTP server may (see there). Operations
+// that open give a status (Status.h), data operations a byte count: 0 is the
 // end of the data or a failure, and the reason is in the log. File management gives 1 or 0.
 #pragma once
 
@@ -37,24 +38,48 @@ public:
     // caller frees with delete[], `length` 16. 0. Without an MD5 state both are left alone.
     virtual int GetMD5_check(uint32 type, uint8*& digest, int& length);
 
-    // Logs on to an FTP server. 0 or a status.
+    // Logs on to an FTP server (RFC 959); docs/formats/ftp-dialogue.md tells what is said. From now on the
+    // operations below work on the server, also after a failure. Connecting again begins a new session. IPv4
+    // only. The last argument is not used.
+    //
+    // 0 or a status: VXC_STATUS_FTP_CONNECT, _USER, _PASSWORD, _SOCKET, _SEND, _REPLY.
     virtual int Connect(FTPMODE mode, const wchar_t* host, const wchar_t* user, const wchar_t* password,
                         int port, int unused);
+    // Who makes the data connections: with 1 this side (passive), with 0 the server, as after each Connect.
+    // 1; in any mode but FTPMODE_NORMAL the server always makes them, and asking for the other gives 0. A
+    // server that refuses passive transfers ends them for the session.
     virtual int SetPASVMode(int passive);
     // Keeps the pair; no operation of the library calls it.
     virtual void SetInfoCallBack(PFN_INFO_CALLBACK callback, void* context);
 
-    // File management, on the FTP server after Connect, else on local names. 1 or 0.
+    // Folders and files, on the FTP server after the first Connect, else on local names. 1 or 0; the reason
+    // is in the log. Paths go to the server as they are: one with CR or LF in it is more than one command.
+    // Each reply is waited for up to 15 s. The closing reply of a listing or transfer is read only by the
+    // next transfer; a command in between takes it for its own reply: see the dialogue.
+    //
+    // Begins a listing of a folder of the server; there are none of local folders. A session that does not
+    // answer is begun again.
     virtual int SetFindPath(const wchar_t* path);
+    // The next entry, into a WIN32_FIND_DATAW (FindData.h), whose former content is gone in any case: also
+    // "." and ".." where the server sends them, no links. Sizes have 32 bits. 0 at the end, and at a line
+    // that cannot be read, after which the next call goes on. Waits for the server without a limit.
     virtual int FindNextFile1(void* findData);
+    // Does nothing; 1.
     virtual int FindFileClose();
+    // On a server: whether the file can be renamed to its own name, so that one that may only be read is not
+    // there. A local disk that does not answer within the setting "HandleTimeOut" is marked as dead.
     virtual int IsFileExist(const wchar_t* path);
+    // A local disk has ten seconds.
     virtual int DeleteFile1(const wchar_t* path);
+    // Local: deletes what has the new name, renames, and gives 1 in any case. To rename a local file to its
+    // own name deletes it.
     virtual int RenameFile(const wchar_t* oldPath, const wchar_t* newPath);
     virtual int MakeFolder(const wchar_t* path);
+    // Removes a folder of the server. Of local folders it makes one, as MakeFolder does.
     virtual int DeleteFolder(const wchar_t* path);
 
-    // Ends the FTP session and releases the MD5 state. 1.
+    // Ends the FTP session, with QUIT where there is one, and releases the MD5 state. 1. A server that does
+    // not answer costs 15 s. Who frees the object without it leaves the connections open.
     virtual int Close();
 
     virtual int GetXDCAMMXFInfo(const wchar_t* path, PLUG_VIDEO_TYPE_& type, uint32& length, uint32& audio,
@@ -68,7 +93,31 @@ protected:
                                 // memory lacked: then every operation above gives its failure
 };
 
-// The read interface.
+// The read interface. Where the source is one for FTP:
+//
+//   The file is one stream over the network. A read that gets no data within the setting "FtpTimeOut", or
+//   meets an error of its connection, gives 0, and so does every read after it until the file is opened
+//   anew; what came late is never written into the caller's buffer. No code tells this from the end.
+//
+//   OpenFile looks at the name alone, sends it as it stands, and asks for a passive transfer where the mode
+//   allows one. What it has opened stays to be closed when it fails. CloseFile reads the closing reply, up to
+//   2 seconds for each line; to open again after it takes 15 seconds more, so a new object is quicker. To
+//   delete the object without CloseFile ends the session alone.
+//
+//   Seek: origin 1 is from the start, 2 from the end, 3 from the current position, any other as 1. Up to
+//   4194304 bytes on are read; up to the length of the last read back, at most 1 MiB, are served again, and
+//   the position does not move meanwhile; else a new transfer begins. Where that is refused the position is
+//   0 and there is no data. Distances count with 32 bits. A read of a part of what a seek back has put up
+//   also gives, over the head of its buffer, the bytes that follow the part: read all of it at once.
+//
+//   CanSeek asks the server, and leaves it at position 100: the next transfer that begins at 0 is subject to
+//   that on most servers. Open first and do not ask then, or ask over a session of its own.
+//
+//   EnablePreRead(bufferBytes, minimumBytes) makes two blocks of bufferBytes, or of a little more than
+//   minimumBytes twice where two of them would be smaller than that. A request gives at most what the two
+//   blocks hold. Who jumps back into a block by a new transfer reads what the block had. DisablePreRead goes
+//   on where the stream stands, which is ahead of the reader. The digest's operations and those of the
+//   session wait until the read-ahead rests.
 class VXCSOFTCODECIO_API CSoftDataSource : public CSoftDataIO {
 public:
     // IOWORKMODE_FTP gives an FTP source, any other value a source for files and URLs. Null when memory
@@ -99,7 +148,7 @@ public:
     virtual void DisablePreRead() = 0;
     // Nonzero while read-ahead is on.
     virtual uint32 IsPreReadMode() = 0;
-    // 1 for a source that can seek.
+    // 1 for a source that can seek. An FTP source asks its server.
     virtual int CanSeek() = 0;
     // With read-ahead: reads at a position into a buffer of the source and gives out its address, valid
     // until the next call. Bytes; 0 at the end of the file. Without read-ahead 0, and *data stays alone.
@@ -118,8 +167,11 @@ public:
 
 // The write interface.
 //
-// Written at any position, in any size; what was written can be read back and written anew. Where the target
-// is a file:
+// On an FTP server a file is written from its start or at its end, in a row: see CQLSoftDataSinkEx1. This
+// class cannot write there, and OpenFile of its FTP sink always gives 0x80000008.
+//
+// Files are written at any position, in any size; what was written can be read back and written anew. Where
+// the target is a file:
 //
 //   Seek, Write and ReadBack give no codes. The first failure in one of them is kept: from then on Write and
 //   ReadBack give 0, and CloseFile leaves the file as it stands. With a ring a write is carried out later,
@@ -182,7 +234,17 @@ public:
     virtual int ReadBack(uint8* buffer, uint32 bytes) = 0;
 };
 
-// The write interface with a choice of block size, and with a digest.
+// The write interface with a choice of block size, and with a digest of files.
+//
+// An FTP sink sends each write at once, on the caller's thread, and waits for a server that does not take it
+// without a limit. Connect comes first, then OpenFile: openMode 0 writes the file anew (STOR), any other
+// appends (APPE), and the other arguments are not used. Write gives what was sent, which may be less than
+// asked, or -1. CloseFile ends the upload and waits for the server's word: 0, or 0x80000108 where it is not
+// satisfied; the destructor does not call it. GetFileSize, Seek, ReadBack and GetMD5_check give 0.
+//
+// In FTPMODE_NORMAL the size of a file that is there already is asked for before, with a transfer that is
+// broken off. That costs 15 s, and there are servers on which it destroys the upload: delete the file first,
+// or use FTPMODE_DELAYED. A server's text without a blank behind its "(" ends OpenFile in std::out_of_range.
 class VXCSOFTCODECIO_API CQLSoftDataSinkEx1 : public CSoftDataIO {
 public:
     // As CQLSoftDataSink::Construct.
