@@ -1,5 +1,7 @@
 // The factories of the public family, which know every kind of source and sink.
 #include "frame/SoftDataIO.h"
+#include "ftp/FtpSource.h"
+#include "ftp/WriteToFtp.h"
 #include "sinks/WriteFile.h"
 #include "sinks/WriteFileEx1.h"
 #include "sources/DataSourceArray.h"
@@ -23,18 +25,30 @@ Kind* Make() {
 } // namespace
 
 CSoftDataSource* CSoftDataSource::Construct(IOWordkMode mode) {
-    // Every mode but FTP means the pull source; the FTP source is not part of this version.
-    return mode == IOWORKMODE_FTP ? nullptr : Make<CPullDataSource>();
+    if (mode == IOWORKMODE_FTP) {
+        return Make<CFtpSource>();
+    }
+    return Make<CPullDataSource>(); // every other mode
 }
 
-// The FTP sinks are not part of this version.
-
 CQLSoftDataSink* CQLSoftDataSink::Construct(IOWordkMode mode) {
-    return mode == IOWORKMODE_FILE ? Make<CWriteFile>() : nullptr;
+    switch (mode) {
+    case IOWORKMODE_FILE:
+        return Make<CWriteFile>();
+    case IOWORKMODE_FTP:
+        return Make<CWriteToFtp>();
+    }
+    return nullptr;
 }
 
 CQLSoftDataSinkEx1* CQLSoftDataSinkEx1::Construct(IOWordkMode mode) {
-    return mode == IOWORKMODE_FILE ? Make<CWriteFileEx1>() : nullptr;
+    switch (mode) {
+    case IOWORKMODE_FILE:
+        return Make<CWriteFileEx1>();
+    case IOWORKMODE_FTP:
+        return Make<CWriteToFtpEx1>();
+    }
+    return nullptr;
 }
 
 CQLSoftDataSourceArray* ConstructDataSourceArray() {

@@ -17,6 +17,7 @@
 #include "filehandle/CallerFileFunctions.h"
 #include "filehandle/DiskFaultTable.h"
 #include "frame/Export.h"
+#include "frame/FindData.h"
 #include "frame/PlatformTypes.h"
 #include "frame/Settings.h"
 #include "frame/SoftDataIO.h"

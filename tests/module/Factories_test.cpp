@@ -1,4 +1,6 @@
 #include "frame/SoftDataIO.h"
+#include "ftp/FtpSource.h"
+#include "ftp/WriteToFtp.h"
 #include "sinks/WriteFile.h"
 #include "sinks/WriteFileEx1.h"
 #include "sources/DataSourceArray.h"
@@ -17,8 +19,18 @@ TEST(FactoriesTest, EveryModeButFtpGivesThePullSource) {
     }
 }
 
-TEST(FactoriesTest, TheFtpSourceIsNotThere) {
-    EXPECT_EQ(CSoftDataSource::Construct(IOWORKMODE_FTP), nullptr);
+TEST(FactoriesTest, ModeFtpGivesTheFtpSource) {
+    const std::unique_ptr<CSoftDataSource> source(CSoftDataSource::Construct(IOWORKMODE_FTP));
+    EXPECT_NE(dynamic_cast<CFtpSource*>(source.get()), nullptr);
+}
+
+TEST(FactoriesTest, WhereMemoryLacksThereIsNoFtpSource) {
+    for (const int nth : {1, 2, 4}) { // the object, its inner object; its back buffer
+        const vxcio::test::MemoryLack lack(nth);
+        const std::unique_ptr<CSoftDataSource> source(CSoftDataSource::Construct(IOWORKMODE_FTP));
+        EXPECT_TRUE(lack.Came());
+        EXPECT_EQ(source, nullptr) << nth;
+    }
 }
 
 TEST(FactoriesTest, SinkFactoriesRefuseUnknownModes) {
@@ -26,13 +38,30 @@ TEST(FactoriesTest, SinkFactoriesRefuseUnknownModes) {
     EXPECT_EQ(CQLSoftDataSinkEx1::Construct(static_cast<IOWordkMode>(2)), nullptr);
 }
 
-TEST(FactoriesTest, TheFileSinksAreThereAndTheFtpSinksAreNot) {
+TEST(FactoriesTest, ModeFileGivesTheFileSinksAndModeFtpTheFtpSinks) {
     const std::unique_ptr<CQLSoftDataSink> sink(CQLSoftDataSink::Construct(IOWORKMODE_FILE));
     EXPECT_NE(dynamic_cast<CWriteFile*>(sink.get()), nullptr);
     const std::unique_ptr<CQLSoftDataSinkEx1> sinkEx1(CQLSoftDataSinkEx1::Construct(IOWORKMODE_FILE));
     EXPECT_NE(dynamic_cast<CWriteFileEx1*>(sinkEx1.get()), nullptr);
-    EXPECT_EQ(CQLSoftDataSink::Construct(IOWORKMODE_FTP), nullptr);
-    EXPECT_EQ(CQLSoftDataSinkEx1::Construct(IOWORKMODE_FTP), nullptr);
+    const std::unique_ptr<CQLSoftDataSink> ftpSink(CQLSoftDataSink::Construct(IOWORKMODE_FTP));
+    EXPECT_NE(dynamic_cast<CWriteToFtp*>(ftpSink.get()), nullptr);
+    const std::unique_ptr<CQLSoftDataSinkEx1> ftpSinkEx1(CQLSoftDataSinkEx1::Construct(IOWORKMODE_FTP));
+    EXPECT_NE(dynamic_cast<CWriteToFtpEx1*>(ftpSinkEx1.get()), nullptr);
+}
+
+TEST(FactoriesTest, WhereMemoryLacksThereIsNoFtpSink) {
+    for (const int nth : {1, 2, 4, 5}) { // the facade, its inner object; the sink, its inner object
+        const vxcio::test::MemoryLack lack(nth);
+        const std::unique_ptr<CQLSoftDataSink> sink(CQLSoftDataSink::Construct(IOWORKMODE_FTP));
+        EXPECT_TRUE(lack.Came());
+        EXPECT_EQ(sink, nullptr) << nth;
+    }
+    for (const int nth : {1, 2}) {
+        const vxcio::test::MemoryLack lack(nth);
+        const std::unique_ptr<CQLSoftDataSinkEx1> sink(CQLSoftDataSinkEx1::Construct(IOWORKMODE_FTP));
+        EXPECT_TRUE(lack.Came());
+        EXPECT_EQ(sink, nullptr) << nth;
+    }
 }
 
 TEST(FactoriesTest, WhereMemoryLacksThereIsNoSink) {
