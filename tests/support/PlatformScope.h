@@ -3,10 +3,13 @@
 
 #include "platform/DiskQueries.h"
 #include "platform/FileCache.h"
+#include "platform/HostNames.h"
 #include "platform/ModulePath.h"
 #include "platform/Process.h"
 #include "platform/SharedObjects.h"
+#include "platform/Sockets.h"
 #include "platform/SystemVersion.h"
+#include "platform/UtcClock.h"
 
 namespace vxcio::test {
 
@@ -21,28 +24,37 @@ public:
     ~PlatformScope() {
         DiskQueries() = m_disks;
         FileCache() = m_cache;
+        HostNames() = m_hosts;
         ModulePath() = m_module;
         Process() = m_process;
         SharedObjects() = m_shared;
+        Sockets() = m_sockets;
         SystemVersion() = m_version;
+        UtcClock() = m_utc;
     }
     PlatformScope(const PlatformScope&) = delete;
     PlatformScope& operator=(const PlatformScope&) = delete;
 
     DiskQueryTable& Disks() const { return DiskQueries(); }
     FileCacheTable& Cache() const { return FileCache(); }
+    HostNameTable& Hosts() const { return HostNames(); }
     ModulePathTable& Module() const { return ModulePath(); }
     ProcessTable& Processes() const { return Process(); }
     SharedObjectTable& Shared() const { return SharedObjects(); }
+    SocketTable& SocketCalls() const { return Sockets(); }
     SystemVersionTable& Version() const { return SystemVersion(); }
+    UtcClockTable& Utc() const { return UtcClock(); }
 
 private:
     const DiskQueryTable m_disks = DiskQueries();
     const FileCacheTable m_cache = FileCache();
+    const HostNameTable m_hosts = HostNames();
     const ModulePathTable m_module = ModulePath();
     const ProcessTable m_process = Process();
     const SharedObjectTable m_shared = SharedObjects();
+    const SocketTable m_sockets = Sockets();
     const SystemVersionTable m_version = SystemVersion();
+    const UtcClockTable m_utc = UtcClock();
 };
 
 } // namespace vxcio::test

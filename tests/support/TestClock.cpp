@@ -116,6 +116,10 @@ void TestClock::AutoAdvance(bool on) {
     m_state->AutoAdvance(on);
 }
 
+void TestClock::AutoAdvanceSleeps(bool on) {
+    m_state->AutoAdvanceSleeps(on);
+}
+
 std::vector<uint32> TestClock::Sleeps() const {
     return m_state->Sleeps();
 }

@@ -55,6 +55,8 @@ public:
     // When on, a sleep, and a wait with a limit that finds nothing signalled, moves the time to its own end
     // instead of standing. What stands already stays until the time gets there.
     void AutoAdvance(bool on);
+    // The same for sleeps alone: a wait stands until the time gets to its limit.
+    void AutoAdvanceSleeps(bool on);
 
     // The lengths of all calls of VXC_Sleep, in the order in which they began; and of all waits with a limit
     // that found nothing signalled.

@@ -64,7 +64,7 @@ void ClockState::Sleep(uint32 milliseconds) {
         return;
     }
     const uint64 deadline = milliseconds == VXC_INFINITE ? kNever : m_now + milliseconds;
-    if (m_autoAdvance && deadline != kNever) {
+    if ((m_autoAdvance || m_autoAdvanceSleeps) && deadline != kNever) {
         MoveTo(deadline);
         return;
     }
@@ -165,6 +165,11 @@ bool ClockState::WaitForBegun(int n) {
 void ClockState::AutoAdvance(bool on) {
     const std::lock_guard lock(m_mutex);
     m_autoAdvance = on;
+}
+
+void ClockState::AutoAdvanceSleeps(bool on) {
+    const std::lock_guard lock(m_mutex);
+    m_autoAdvanceSleeps = on;
 }
 
 std::vector<uint32> ClockState::Sleeps() const {

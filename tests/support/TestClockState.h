@@ -40,6 +40,7 @@ public:
     int Begun() const;
     bool WaitForBegun(int n);
     void AutoAdvance(bool on);
+    void AutoAdvanceSleeps(bool on);
     std::vector<uint32> Sleeps() const;
     std::vector<uint32> Waits() const;
     bool WaitForSleeps(std::size_t n);
@@ -59,6 +60,7 @@ private:
     // Guarded by m_mutex.
     uint64 m_now;
     bool m_autoAdvance = false;
+    bool m_autoAdvanceSleeps = false;
     bool m_ended = false;
     int m_begun = 0;
     std::list<Sleeper*> m_sleepers;

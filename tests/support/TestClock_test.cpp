@@ -250,6 +250,20 @@ TEST(TestClockTest, ALoopOfSleepsMovesTheClockItself) {
     EXPECT_EQ(VXC_GetTickCount(), 10'500u);
 }
 
+TEST(TestClockTest, SleepsAloneMoveTheClockWhileWaitsStand) {
+    TestClock clock(0);
+    clock.AutoAdvanceSleeps(true);
+    Event event;
+    std::thread waiter([&] { EXPECT_EQ(VXC_WaitForSingleObject(event, 1000), VXC_WAIT_TIMEOUT); });
+    ASSERT_TRUE(clock.WaitForSleepers(1));
+    VXC_Sleep(999);
+    EXPECT_EQ(clock.Now(), 999u);
+    EXPECT_EQ(clock.Sleepers(), 1);
+    VXC_Sleep(1);
+    waiter.join();
+    EXPECT_EQ(clock.Now(), 1000u);
+}
+
 TEST(TestClockTest, SleepsAreWaitedForByTheirNumber) {
     TestClock clock(0);
     std::thread sleeper([] {
