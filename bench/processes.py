@@ -6,10 +6,11 @@ import subprocess
 import time
 
 
-def run(command):
-    """Seconds that the command took, and what it printed. Ends the program when the command fails."""
+def run(command, output=subprocess.PIPE):
+    """Seconds that the command took, and what it printed, unless that goes elsewhere. Ends the program when the
+    command fails."""
     start = time.monotonic()
-    done = subprocess.run(command, capture_output=True, text=True)
+    done = subprocess.run(command, stdout=output, stderr=subprocess.PIPE, text=True)
     seconds = time.monotonic() - start
     if done.returncode != 0:
         raise SystemExit(f"{' '.join(command)}: {done.stderr.strip() or done.returncode}")

@@ -10,11 +10,18 @@ ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)"
     BUILD_PACKAGES=(g++ g++-multilib cmake ninja-build ccache libcli11-dev nlohmann-json3-dev libsimpleini-dev
         pkg-config libfuse3-dev)
     RUN_PACKAGES=(ffmpeg fuse3)
+    FTP_RUN_PACKAGES=(python3-pyftpdlib)
     TEST_PACKAGES=(clang clang-format python3 googletest libgtest-dev libgmock-dev libssl-dev openssl shellcheck e2fsprogs binutils fuse3
-        pkg-config libgstreamer1.0-dev libavutil-dev libboost-dev)
+        pkg-config libgstreamer1.0-dev libavutil-dev libboost-dev
+        curl iproute2 nftables python3-pyftpdlib
+        libwrap0 libhiredis0.14 libmemcached11 libmemcachedutil2 libsodium23 libpcre2-posix3 libidn2-0)
+    # Servers that cannot be installed beside each other, and would run for everybody if they were; their
+    # libraries are among the packages for tests.
+    FTP_SERVER_PACKAGES=(vsftpd proftpd-core pure-ftpd)
     FUZZ_PACKAGES=(clang libclang-rt-14-dev)
     BENCH_PACKAGES=(pkg-config python3 libbenchmark-dev libssl-dev libavformat-dev libavutil-dev
-        libgstreamer1.0-dev libboost-dev libprotobuf-dev protobuf-compiler libcereal-dev fio)
+        libgstreamer1.0-dev libboost-dev libprotobuf-dev protobuf-compiler libcereal-dev fio
+        curl lftp libwrap0 python3-pyftpdlib)
 }
 
 die() {
@@ -53,6 +60,48 @@ install_missing() {
         die "could not install ${missing[*]}"
     fi
     rm -f "$log"
+}
+
+# fetch_ftp_servers: unpacks the FTP servers that the tests run into build/servers, once for each list of them.
+fetch_ftp_servers() {
+    local folder="$ROOT/build/servers"
+    local mark="$folder/packages"
+    if [[ "$(cat "$mark" 2>/dev/null)" == "${FTP_SERVER_PACKAGES[*]}" ]]; then
+        return 0
+    fi
+    command -v apt-get >/dev/null || die "please install one of each to be tested: ${FTP_SERVER_PACKAGES[*]}"
+    printf 'Fetching %s\n' "${FTP_SERVER_PACKAGES[*]}" >&2
+    rm -rf "$folder"
+    mkdir -p "$folder/fetched"
+    local log package
+    log="$(mktemp)"
+    for package in "${FTP_SERVER_PACKAGES[@]}"; do
+        # The lists of packages may be missing, or older than what the archive keeps.
+        if ! { fetch_package "$package" "$folder/fetched" || { refresh_package_lists &&
+            fetch_package "$package" "$folder/fetched"; }; } >"$log" 2>&1 </dev/null; then
+            cat "$log" >&2
+            rm -f "$log"
+            die "could not fetch $package"
+        fi
+    done
+    rm -f "$log"
+    for package in "$folder/fetched"/*.deb; do
+        dpkg -x "$package" "$folder"
+    done
+    rm -rf "$folder/fetched"
+    printf '%s' "${FTP_SERVER_PACKAGES[*]}" >"$mark"
+}
+
+fetch_package() { # PACKAGE FOLDER
+    (cd "$2" && apt-get -qq download "$1")
+}
+
+refresh_package_lists() {
+    if ((EUID == 0)); then
+        apt-get -o DPkg::Lock::Timeout=300 -qq update
+    else
+        sudo apt-get -o DPkg::Lock::Timeout=300 -qq update
+    fi
 }
 
 # use_compiler_cache: compiles through ccache where it is there.

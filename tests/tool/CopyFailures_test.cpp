@@ -3,7 +3,7 @@
 #include "tool/ToolProcess.h"
 
 #include "CopyReport.h"
-#include "CopyTarget.h"
+#include "FileTarget.h"
 #include "TargetFile.h"
 
 #include <gmock/gmock.h>

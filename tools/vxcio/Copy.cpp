@@ -78,9 +78,9 @@ private:
     }
 
     std::optional<int> Transfer() {
-        // A sink digests a file from its first byte on, and here a part of one is wanted.
+        // A sink digests a file from its first byte on, if at all, and here a part of one may be wanted.
         std::unique_ptr<Reading> digested;
-        if (m_Facts.start > 0) {
+        if (NeedsDigest(m_Job, *m_pTarget)) {
             digested = OpenDigestSource(*m_pStream);
             if (!digested) {
                 return Fail(kExitFailed, "memory lacks");
@@ -126,7 +126,7 @@ private:
     // All that was written reaches the file, and the disk where that is wanted.
     std::optional<int> Bring() {
         m_pStream.reset();
-        if (m_Facts.start == 0) {
+        if (m_Facts.digest.empty()) {
             m_Facts.digest = m_pTarget->Digest();
         }
         std::string reason = m_pTarget->Finish();
@@ -137,7 +137,7 @@ private:
             return Fail(kExitFailed, Source() + ": the library gave no digest");
         }
         Checked checked = Checked::Good;
-        if (m_Options.verify || m_Options.sync) {
+        if (m_pTarget->File() && (m_Options.verify || m_Options.sync)) {
             checked = SyncTarget(m_Job, *m_pTarget, m_Facts.bytes, m_Options, m_Report, reason);
         }
         if (checked == Checked::Good && m_Options.verify) {
@@ -191,7 +191,7 @@ private:
 } // namespace
 
 int RunCopy(const Options& options, LogView& log) {
-    const CopyPlan plan = MakeCopyPlan(options);
+    const CopyPlan plan = MakeCopyPlan(options, log);
     if (plan.exitCode != kExitOk) {
         Complain("copy: " + plan.reason);
         return plan.exitCode;

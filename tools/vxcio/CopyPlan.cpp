@@ -54,13 +54,15 @@ std::string OwnName(const std::string& name) {
 
 class Planner {
 public:
-    explicit Planner(const Options& options) : m_Limit(TargetLimit(options)) {}
+    Planner(const Options& options, LogView& log) : m_Limit(TargetLimit(options)), m_Log(log) {}
 
     CopyPlan Make(const Options& options) {
         const std::vector<std::string> from(options.names.begin(), options.names.end() - 1);
         const std::optional<std::vector<Input>> inputs = ReadNames(from, options.join, m_Plan.reason);
         if (!inputs) {
             m_Plan.exitCode = kExitFailed;
+        } else if (IsFtpName(options.names.back())) {
+            PlanFtpTargets(*inputs, options, m_Log, m_Plan);
         } else if (FindTargets(*inputs, options.names.back())) {
             CheckTargets();
         }
@@ -96,7 +98,7 @@ private:
         for (const Input& input : inputs) {
             CopyJob job{input, to, place, false};
             if (isFolder) {
-                const std::string own = OwnName(input.entries.front().first);
+                const std::string own = OwnNameOf(input);
                 if (input.joined) {
                     return RefuseTarget(to, "it is a folder, and " + InQuotes(input.written) +
                                                 " has no name of its own: give that of a file");
@@ -143,7 +145,7 @@ private:
                 for (const std::string* const name : {&entry.first, &entry.second}) {
                     std::string place;
                     std::string ignored;
-                    if (name->empty() || !ToPlace(*name, place, ignored)) {
+                    if (name->empty() || entry.ftp || !ToPlace(*name, place, ignored)) {
                         continue;
                     }
                     const NameFacts facts = Ask(place, kSourceLimit);
@@ -159,6 +161,7 @@ private:
     }
 
     const std::chrono::milliseconds m_Limit;
+    LogView& m_Log;
     CopyPlan m_Plan;
 };
 
@@ -171,8 +174,13 @@ std::chrono::milliseconds TargetLimit(const Options& options) {
     return *options.timeOut == kNoLimit ? kForEver : std::chrono::milliseconds(*options.timeOut);
 }
 
-CopyPlan MakeCopyPlan(const Options& options) {
-    return Planner(options).Make(options);
+CopyPlan MakeCopyPlan(const Options& options, LogView& log) {
+    return Planner(options, log).Make(options);
+}
+
+std::string OwnNameOf(const Input& input) {
+    const Entry& first = input.entries.front();
+    return first.ftp ? first.ftp->OwnName() : OwnName(first.first);
 }
 
 bool ToPlace(const std::string& target, std::string& place, std::string& reason) {

@@ -1,17 +1,11 @@
-// CopyTarget.h - the file that a copy makes, through a sink of the library.
-//
-// Until it is whole it has a name of its own beside the target, or, where a file is written on, its old size
-// is known. A sink tells a write that failed a lap of its ring later, and of the last lap nothing; so here a
-// write counts as failed when the sink says so, when the library's log does, or when the size on the disk is
-// not what was written.
+// CopyTarget.h - what a copy makes: a file on this system or on a server, whole or not at all.
 #pragma once
 
 #include "CopyPlan.h"
 #include "LogView.h"
+#include "Names.h"
 #include "Options.h"
 #include "TargetFile.h"
-
-#include "module/VXCSoftCodecIO.h"
 
 #include <memory>
 #include <string>
@@ -25,62 +19,41 @@ struct Leftover {
     uint64 bytes = 0;
 };
 
-// One thread.
+// One thread. The destructor of one that was neither published nor abandoned tells what it left.
 class CopyTarget {
 public:
     // Null with a reason, and nothing left behind.
     static std::unique_ptr<CopyTarget> Open(const CopyJob& job, const Options& options, LogView& log,
                                             std::string& reason);
-    // Of one that was neither published nor abandoned tells what it left.
-    ~CopyTarget();
-    CopyTarget(const CopyTarget&) = delete;
-    CopyTarget& operator=(const CopyTarget&) = delete;
+    virtual ~CopyTarget() = default;
 
     // Bytes that were there before the first write, more than 0 only where a file is written on.
-    uint64 Start() const { return m_qwStart; }
+    virtual uint64 Start() const = 0;
     // The name under which it stands now.
-    const std::string& Name() const { return m_pFile->Name(); }
-    const TargetFile::Pointer& File() const { return m_pFile; }
+    virtual const std::string& Name() const = 0;
+    // Null where it is no file of this system.
+    virtual TargetFile::Pointer File() const = 0;
+    // It as something to read, when it is finished.
+    virtual Input ReadBack() const = 0;
 
-    // False after a failure that the sink knows of.
-    bool Write(const uint8* data, uint32 bytes);
+    // False after a failure that is known by now.
+    virtual bool Write(const uint8* data, uint32 bytes) = 0;
     // Brings all out and closes. Empty, or why the copy is not whole.
-    std::string Finish();
-    // What the library says of the last failure of a write; empty without one.
-    std::string WriteFailure() const;
-    // The library's digest of all that was written, for one that began as an empty file; digits.
-    std::string Digest();
+    virtual std::string Finish() = 0;
+    // The last failure of a write in words; empty without one.
+    virtual std::string WriteFailure() const = 0;
+    // The library's digest of all that was written, as digits; empty where its sink makes none.
+    virtual std::string Digest() = 0;
 
     // Gives it its name. Empty, or why not.
-    std::string Publish();
+    virtual std::string Publish() = 0;
     // Ends an unfinished one.
-    Leftover Abandon();
-
-private:
-    CopyTarget(const CopyJob& job, const Options& options, LogView& log, TargetFile::Pointer file,
-               uint64 start);
-
-    std::string OpenSink(const Options& options);
-    std::string CheckFile() const;
-    std::string ShownName() const;
-    template <class Result, class Function>
-    std::optional<Result> Ask(Function function) const;
-
-    const std::string m_strTarget; // for messages
-    const std::string m_strPlace;
-    const bool m_bInPlace;
-    const bool m_bDiscard;
-    const std::chrono::milliseconds m_Limit;
-    LogView& m_Log;
-    const TargetFile::Pointer m_pFile;
-    const uint64 m_qwStart;
-    std::unique_ptr<CQLSoftDataSinkEx1> m_pSink;
-    bool m_bOpen = false;  // the sink is
-    bool m_bEnded = false; // published or abandoned
-    uint64 m_qwWritten = 0;
+    virtual Leftover Abandon() = 0;
 };
 
-// Why a write failed, of the library's words.
-std::string WriteReason(const std::string& failure);
+// Whether the digest of a copy to it is to be made while it is read, as its sink makes none.
+inline bool NeedsDigest(const CopyJob& job, const CopyTarget& target) {
+    return job.ftp != nullptr || target.Start() > 0;
+}
 
 } // namespace vxcio::tool

@@ -30,6 +30,7 @@ public:
     }
     void Seek(uint64 position) override { m_Whole.Seek(m_qwStart + position); }
     int Read(uint8* buffer, uint32 bytes) override { return m_Whole.Read(buffer, bytes); }
+    std::string Failure() override { return m_Whole.Failure(); }
 
 private:
     Readable& m_Whole;
@@ -90,16 +91,17 @@ Checked SyncTarget(const CopyJob& job, const CopyTarget& target, uint64 bytes, c
 Checked VerifyTarget(const CopyJob& job, const CopyTarget& target, uint64 bytes, const std::string& digest,
                      const Options& options, LogView& log, CopyReport& report, std::string& from,
                      std::string& reason) {
-    const std::optional<std::string> place =
-        Within<std::string>(TargetLimit(options), [file = target.File()] {
-            file->DropFromMemory();
-            return WhereFrom(*file);
-        });
-    from = place.value_or("unknown");
+    from = "server";
+    if (target.File()) {
+        from = Within<std::string>(TargetLimit(options), [file = target.File()] {
+                   file->DropFromMemory();
+                   return WhereFrom(*file);
+               }).value_or("unknown");
+    }
     Options reading = options;
     reading.unbuffered = true;
     report.Begin(job, "verify", bytes);
-    const std::unique_ptr<Stream> stream = Stream::Open(PlainInput(target.Name()), reading, log, reason);
+    const std::unique_ptr<Stream> stream = Stream::Open(target.ReadBack(), reading, log, reason);
     if (!stream) {
         reason = "it cannot be read back: " + reason;
         return Checked::Failed;
@@ -129,7 +131,7 @@ Checked VerifyTarget(const CopyJob& job, const CopyTarget& target, uint64 bytes,
         reason = "what stands there is not what was written";
         return Checked::Differs;
     }
-    if (from != "disk") {
+    if (target.File() && from != "disk") {
         report.End();
         Complain("copy: warning: " + InQuotes(job.target) + " was read back " + WordsOf(from));
     }

@@ -101,6 +101,25 @@ IOCallbackSet* Table() {
     return &table;
 }
 
+// What the source knows, and why the stream under it ended.
+class DigestReading final : public Reading {
+public:
+    DigestReading(SourcePointer source, Readable& stream)
+        : m_Reading(std::move(source), PreRead{}), m_Stream(stream) {}
+
+    uint64 Size() override { return m_Reading.Size(); }
+    void Seek(uint64 position) override { m_Reading.Seek(position); }
+    int Read(uint8* buffer, uint32 bytes) override { return m_Reading.Read(buffer, bytes); }
+    std::string Failure() override { return m_Stream.Failure(); }
+    bool IsPreRead() override { return m_Reading.IsPreRead(); }
+    void Restart(uint64 position) override { m_Reading.Restart(position); }
+    CSoftDataSource* Source() override { return m_Reading.Source(); }
+
+private:
+    SourceReading m_Reading;
+    Readable& m_Stream;
+};
+
 } // namespace
 
 std::unique_ptr<Reading> OpenDigestSource(Readable& stream) {
@@ -112,7 +131,7 @@ std::unique_ptr<Reading> OpenDigestSource(Readable& stream) {
     if (source->OpenFile(ADDVXCIOID(kName, Table()), 0, nullptr, 0) != VXC_STATUS_OK) {
         return nullptr;
     }
-    return std::make_unique<SourceReading>(std::move(source), PreRead{});
+    return std::make_unique<DigestReading>(std::move(source), stream);
 }
 
 std::string TakeDigest(CSoftDataIO& from) {

@@ -42,6 +42,9 @@ std::string DirectWords(const DiskFacts& disk) {
 }
 
 const char* SourceOf(const Input& input) {
+    if (!input.joined && input.entries.front().ftp) {
+        return "CFtpSource";
+    }
     return input.joined ? "CDataSourceArray" : ServingSource(input.entries.front().first);
 }
 
@@ -108,6 +111,8 @@ public:
             TellEntries();
         } else if (!first.second.empty()) {
             m_Json["copies"] = Copies(first, "copy ");
+        } else if (first.ftp) {
+            TellServer(*first.ftp);
         } else {
             const FileFacts facts = AskFile(first.first, AskLimit(m_Options));
             m_Text += DiskText(facts, "  ");
@@ -129,6 +134,13 @@ private:
                   (on ? "on, at least " + SizeWords(*m_Options.preRead)
                       : std::string("off: the library refused it")) +
                   "\n";
+    }
+
+    void TellServer(const FtpName& name) {
+        m_Json["server"] = {{"host", name.host}, {"port", name.port}};
+        m_Text +=
+            "  server       " + Shown(name.host) + ", port " + std::to_string(name.port) + "\n" +
+            (m_Stream.Size() == 0 ? "               (a server that tells no sizes has them all 0)\n" : "");
     }
 
     Json Copies(const Entry& entry, const std::string& title) {

@@ -24,6 +24,12 @@ constexpr std::string_view kNothingRead = "ReadFileWithTwoHandle()";
 constexpr std::string_view kWriteFailures[] = {"WriteFile(nNumberOfBytesToWrite[",
                                                "CQLSoftFileHandle::WriteFile("};
 
+// How the line begins that tells of a download that broke off, and that of the end of any listing.
+constexpr std::string_view kDataLost = "Can't get data from ftp sever";
+constexpr std::string_view kListingEnd = " Can't get data from ftp sever";
+
+constexpr std::string_view kHidden = "*****"; // as the library writes it
+
 bool IsWriteFailure(std::string_view text) {
     return std::any_of(std::begin(kWriteFailures), std::end(kWriteFailures),
                        [text](std::string_view start) { return text.starts_with(start); });
@@ -40,21 +46,66 @@ LogView::LogView(bool onError, const std::optional<std::string>& file, INFOTYPE 
             GiveUpFile(errno);
         }
     }
-    Register(false);
+    Register();
 }
 
-void LogView::Register(bool all) {
+void LogView::Register() {
+    const bool all = m_bListened || m_bServers;
     const bool shown = m_bOnError || !m_strFile.empty();
     SetLogReceiver(&LogView::Receive, this, all ? INFOTYPE_TRACE : shown ? m_nHighest : INFOTYPE_ERROR);
 }
 
 void LogView::Listen(Listener listener) {
-    const bool all = listener != nullptr;
+    m_bListened = listener != nullptr;
     {
         const std::lock_guard lock(m_Mutex);
         m_Listener = std::move(listener);
     }
-    Register(all);
+    Register();
+}
+
+void LogView::HearServers() {
+    if (!m_bServers.exchange(true)) {
+        Register();
+    }
+    ClearReply();
+}
+
+void LogView::ClearReply() {
+    const std::lock_guard lock(m_Mutex);
+    m_strReply.clear();
+}
+
+std::string LogView::LastReply() const {
+    const std::lock_guard lock(m_Mutex);
+    return m_strReply;
+}
+
+void LogView::Hide(const std::string& secret) {
+    const std::lock_guard lock(m_Mutex);
+    if (std::find(m_Secrets.begin(), m_Secrets.end(), secret) == m_Secrets.end()) {
+        m_Secrets.push_back(secret);
+    }
+}
+
+std::string LogView::WithoutSecrets(std::string text) const {
+    for (const std::string& secret : m_Secrets) {
+        for (std::size_t at = text.find(secret); at != std::string::npos;
+             at = text.find(secret, at + kHidden.size())) {
+            text.replace(at, secret.size(), kHidden);
+        }
+    }
+    return text;
+}
+
+// A line of a reply is logged as it came, its end behind it.
+void LogView::TakeReply(const std::string& text) {
+    const auto isDigit = [&text](std::size_t i) { return text[i] >= '0' && text[i] <= '9'; };
+    if (text.size() < 4 || !isDigit(0) || !isDigit(1) || !isDigit(2) || (text[3] != ' ' && text[3] != '-')) {
+        return;
+    }
+    const std::string words = text.substr(4, text.find_last_not_of("\r\n ") - 3);
+    m_strReply = text.substr(0, 4) + WithoutSecrets(text.size() > 4 ? words : std::string());
 }
 
 LogView::~LogView() {
@@ -94,16 +145,25 @@ void LogView::Receive(void* context, INFOTYPE level, const wchar_t* module, cons
     }
 }
 
-void LogView::Take(INFOTYPE level, const std::string& module, const std::string& text) {
+void LogView::Take(INFOTYPE level, const std::string& module, const std::string& raw) {
     const std::lock_guard lock(m_Mutex);
-    if (level <= INFOTYPE_ERROR && !text.starts_with(kNothingRead)) {
+    const std::string text = WithoutSecrets(raw);
+    if (m_bServers) {
+        TakeReply(raw);
+        if (raw.starts_with(kDataLost)) {
+            m_strFailure = text;
+        } else if (raw.starts_with(kListingEnd)) {
+            ++*m_pListingEnds;
+        }
+    }
+    if (level <= INFOTYPE_ERROR && !raw.starts_with(kNothingRead)) {
         m_strFailure = text;
-        if (m_strWriteFailure.empty() && IsWriteFailure(text)) {
+        if (m_strWriteFailure.empty() && IsWriteFailure(raw)) {
             m_strWriteFailure = text;
         }
     }
     if (m_Listener) {
-        m_Listener(level, text);
+        m_Listener(level, raw);
     }
     if (level > m_nHighest || (!m_bOnError && m_pFile == nullptr)) {
         return;

@@ -120,14 +120,17 @@ DigestEnd CheckLine(Run& run, const DigestLine& line, CheckCounts& counts, Json&
     std::string digits;
     std::string reason;
     uint64 bytes = 0;
-    const DigestEnd end = MakeDigest(run, PlainInput(line.name), digits, bytes, reason);
+    const Input input = PlainInput(line.name);
+    // Of an FTP name what may be shown.
+    const bool isPlain = input.written == line.name;
+    const DigestEnd end = MakeDigest(run, input, digits, bytes, reason);
     run.progress.End();
     if (end == DigestEnd::Interrupted) {
         return end;
     }
     const char* verdict = "OK";
     if (end == DigestEnd::Failed) {
-        Complain("md5: '" + Shown(line.name) + "': " + reason);
+        Complain("md5: '" + Shown(input.written) + "': " + reason);
         verdict = "FAILED open or read";
         ++counts.unreadable;
     } else if (digits != line.digest) {
@@ -135,12 +138,12 @@ DigestEnd CheckLine(Run& run, const DigestLine& line, CheckCounts& counts, Json&
         ++counts.mismatched;
     }
     if (run.options.json) {
-        all.push_back({{"name", line.name}, {"result", verdict}, {"expected", line.digest}});
+        all.push_back({{"name", input.written}, {"result", verdict}, {"expected", line.digest}});
         if (end == DigestEnd::Made) {
             all.back()["md5"] = digits;
         }
     } else {
-        Print(line.printed + ": " + verdict + "\n");
+        Print((isPlain ? line.printed : input.written) + ": " + verdict + "\n");
     }
     return end;
 }

@@ -30,8 +30,8 @@ std::size_t NextStar(const std::string& text, std::size_t from, std::string& nam
 
 std::string InFolderOf(const std::string& list, const std::string& name) {
     // What begins with a drive letter or a share is whole as well.
-    const bool isWhole =
-        name.starts_with('/') || name.starts_with('\\') || (name.size() > 1 && name[1] == ':');
+    const bool isWhole = name.starts_with('/') || name.starts_with('\\') ||
+                         (name.size() > 1 && name[1] == ':') || IsFtpName(name);
     return isWhole ? name : (std::filesystem::path(list).parent_path() / name).string();
 }
 
@@ -61,6 +61,20 @@ bool LoadList(const std::string& list, std::string& text, std::string& reason) {
     return true;
 }
 
+bool TakeFtpName(const std::string& text, Entry& entry, std::string& reason) {
+    std::optional<FtpName> name = ParseFtpName(text, reason);
+    if (!name) {
+        entry.first = WithoutPasswords(text);
+        entry.written = entry.first;
+        reason = InQuotes(entry.first) + ": " + reason;
+        return false;
+    }
+    entry.first = name->Shown();
+    entry.written = entry.first;
+    entry.ftp = std::make_shared<const FtpName>(std::move(*name));
+    return true;
+}
+
 std::string_view Trimmed(std::string_view line) {
     static constexpr std::string_view kBlanks = " \t\r";
     const std::size_t first = line.find_first_not_of(kBlanks);
@@ -74,7 +88,10 @@ std::string_view Trimmed(std::string_view line) {
 
 std::optional<Entry> ParseEntry(const std::string& text, std::string& reason) {
     Entry entry;
-    entry.written = text;
+    if (IsFtpName(text)) {
+        return TakeFtpName(text, entry, reason) ? std::optional<Entry>(entry) : std::nullopt;
+    }
+    entry.written = WithoutPasswords(text);
     const std::size_t star = NextStar(text, 0, entry.first);
     if (star == std::string::npos) {
         return entry;
@@ -88,6 +105,10 @@ std::optional<Entry> ParseEntry(const std::string& text, std::string& reason) {
     }
     if (entry.second.empty()) {
         reason = InQuotes(text) + " names no second copy behind its '*'; a star of the name is written '**'";
+        return std::nullopt;
+    }
+    if (IsFtpName(entry.second)) {
+        reason = InQuotes(entry.written) + ": only files have a second copy, and it is one, too";
         return std::nullopt;
     }
     return entry;
@@ -136,7 +157,7 @@ std::optional<std::vector<Input>> ReadNames(const std::vector<std::string>& name
     std::vector<Input> inputs;
     for (const std::string& name : names) {
         Input input;
-        input.written = name;
+        input.written = WithoutPasswords(name);
         if (name.starts_with('@')) {
             std::optional<std::vector<Entry>> entries = ReadNameList(name.substr(1), reason);
             if (!entries) {
@@ -148,6 +169,9 @@ std::optional<std::vector<Input>> ReadNames(const std::vector<std::string>& name
             std::optional<Entry> entry = ParseEntry(name, reason);
             if (!entry) {
                 return std::nullopt;
+            }
+            if (entry->ftp) {
+                input.written = entry->written;
             }
             input.entries.push_back(std::move(*entry));
         }
@@ -164,7 +188,11 @@ std::optional<std::vector<Input>> ReadNames(const std::vector<std::string>& name
 }
 
 Input PlainInput(const std::string& name) {
-    return Input{{Entry{name, {}, name}}, false, name};
+    Entry entry{name, {}, name, nullptr, {}};
+    if (IsFtpName(name)) {
+        TakeFtpName(name, entry, entry.wrong);
+    }
+    return Input{{entry}, false, entry.written};
 }
 
 } // namespace vxcio::tool

@@ -1,6 +1,9 @@
 // Names.h - what the names of the command line mean: single files, two copies of one, and lists.
 #pragma once
 
+#include "FtpName.h"
+
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,9 +13,11 @@ namespace vxcio::tool {
 
 // One file; `second` names its mirrored copy, or is empty.
 struct Entry {
-    std::string first;
+    std::string first; // of an FTP name what may be shown of it
     std::string second;
-    std::string written; // as it was given, for messages
+    std::string written;                // as it was given, for messages; without a password
+    std::shared_ptr<const FtpName> ftp; // null for a file
+    std::string wrong;                  // not empty: why it cannot be opened
 };
 
 // What is read as one stream.
@@ -25,6 +30,9 @@ struct Input {
 // "FIRST*SECOND" is two copies. A star that belongs to a name is written twice; one at the very start belongs
 // to the name anyhow. No disk is asked, as one of the two may be dead. Nothing where no second name follows
 // the star; then `reason` tells.
+//
+// An FTP name is one file with all its stars. Nothing where it makes no sense, or where it is one of two
+// copies.
 std::optional<Entry> ParseEntry(const std::string& text, std::string& reason);
 
 // The names of the lines of a list file: UTF-8, one a line, without blank lines and those that begin with
@@ -37,7 +45,7 @@ std::optional<std::vector<Entry>> ReadNameList(const std::string& list, std::str
 std::optional<std::vector<Input>> ReadNames(const std::vector<std::string>& names, bool join,
                                             std::string& reason);
 
-// A plain name, taken as it stands.
+// A plain name, taken as it stands: a file, or an FTP name, in whose entry stands what is wrong with it.
 Input PlainInput(const std::string& name);
 
 } // namespace vxcio::tool

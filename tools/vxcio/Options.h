@@ -14,6 +14,12 @@ enum class Verb {
     Cat,
     Md5,
     Copy,
+    List,
+    Exists,
+    Remove,
+    Move,
+    MakeFolder,
+    RemoveFolder,
     SettingsList,
     SettingsGet,
     SettingsSet,
@@ -34,6 +40,16 @@ struct Options {
     bool json = false;
     std::optional<uint32> timeOut; // of file handles, milliseconds
 
+    // Of FTP names.
+    std::optional<uint32> ftpTimeOut; // what --time-out asks for, milliseconds
+    bool active = false;
+    std::optional<int> ftpMode;             // FTPMODE_..., or any other number
+    std::optional<std::string> netrcFile;   // nothing: the one of the home folder, if it is there
+    std::optional<std::string> ftpPassword; // of the environment
+
+    // Of ls.
+    bool isLong = false;
+
     // Of info, cat, md5 and copy, whose last name is the target.
     std::vector<std::string> names;
     bool unbuffered = false;
@@ -42,6 +58,7 @@ struct Options {
     uint32 block = 1u << 20;
     bool check = false;
     std::optional<uint32> preRead; // bytes of read-ahead
+    bool isPreReadAsked = true;    // it is no default
     bool join = false;             // all names are one stream
 
     // Of copy; `unbuffered`, `block` and `preRead` are those of its reading.

@@ -3,6 +3,8 @@
 
 #include "frame/Types.h"
 
+#include <string>
+
 namespace vxcio::tool {
 
 class Readable {
@@ -14,6 +16,8 @@ public:
     virtual void Seek(uint64 position) = 0;
     // Bytes; 0 at the end or a failure.
     virtual int Read(uint8* buffer, uint32 bytes) = 0;
+    // Why the last read gave 0, where that was not the end and this knows it; else empty.
+    virtual std::string Failure() { return {}; }
 };
 
 } // namespace vxcio::tool

@@ -61,7 +61,10 @@ ReadEnd ReadThrough(Readable& source, const ReadJob& job, LogView& log, Progress
         done += static_cast<uint64>(got);
         progress.Reach(done);
     }
-    const std::string failure = log.LastFailure();
+    std::string failure = done < goal ? source.Failure() : std::string();
+    if (failure.empty()) {
+        failure = log.LastFailure();
+    }
     if (done < goal && (sized || !failure.empty())) {
         // A signal that cut the last read short counts as the wish to stop, not as a failure.
         if (InterruptWanted()) {

@@ -23,6 +23,18 @@ int Run(const Options& options) {
         return RunMd5(options, log);
     case Verb::Copy:
         return RunCopy(options, log);
+    case Verb::List:
+        return RunList(options, log);
+    case Verb::Exists:
+        return RunExists(options, log);
+    case Verb::Remove:
+        return RunRemove(options, log);
+    case Verb::Move:
+        return RunMove(options, log);
+    case Verb::MakeFolder:
+        return RunMakeFolder(options, log);
+    case Verb::RemoveFolder:
+        return RunRemoveFolder(options, log);
     case Verb::PlugLoad:
         return RunPlugLoad(options, log);
     case Verb::PlugCall:
@@ -39,7 +51,9 @@ int Run(const Options& options) {
 extern "C" int vxcio_run_verb(const Options& options) {
     try {
         PrepareSignals();
-        return Run(options);
+        const int code = Run(options);
+        // What was waited for when the wish to stop came counts as failed, and is not the reason.
+        return code != kExitOk && InterruptWanted() ? kExitInterrupted : code;
     } catch (const OutputLost& lost) {
         return lost.exitCode;
     } catch (const std::exception& error) {

@@ -25,13 +25,16 @@ bool IsTimeOutSet() {
     return ReadSettingText(Widen(kSection).c_str(), L"HandleTimeOut", value, 32, nullptr) > 0;
 }
 
-std::string SettingsWithTimeOut(uint32 milliseconds) {
+std::string SettingsWithTimeOut(uint32 milliseconds, std::optional<uint32> ftpMilliseconds) {
     std::string text;
     VisitSettings(&Append, &text);
     // Where a value stands twice, the last one counts.
     const std::string number = std::to_string(milliseconds);
     text += '[' + std::string(kSection) + "]\nHandleTimeOut = " + number +
             "\nWriteHandleTimeOut = " + number + '\n';
+    if (ftpMilliseconds) {
+        text += "FtpTimeOut = " + std::to_string(*ftpMilliseconds) + '\n';
+    }
     return text;
 }
 

@@ -3,6 +3,7 @@
 
 #include "Options.h"
 
+#include <optional>
 #include <string>
 
 namespace vxcio::tool {
@@ -11,7 +12,7 @@ namespace vxcio::tool {
 bool IsTimeOutSet();
 
 // All that is set now, in the form of a settings file, with the time-outs of the run in the place of those of
-// the files.
-std::string SettingsWithTimeOut(uint32 milliseconds);
+// the files: that of file handles, and that of FTP transfers where there is one.
+std::string SettingsWithTimeOut(uint32 milliseconds, std::optional<uint32> ftpMilliseconds = {});
 
 } // namespace vxcio::tool

@@ -12,8 +12,8 @@ namespace vxcio::tool {
 using RunVerb = int (*)(const Options& options);
 inline constexpr const char* kRunVerbName = "vxcio_run_verb";
 
-// Loads the verbs, with the library reading `settings` at load in place of the files, if it is not empty.
-// Null with a reason when that fails.
-RunVerb LoadVerbs(const std::string& settings, std::string& reason);
+// Loads the verbs, with the library reading `settings` at load in place of the files, if it is not empty;
+// with `keep` also later, to the end of the process. Null with a reason when that fails.
+RunVerb LoadVerbs(const std::string& settings, bool keep, std::string& reason);
 
 } // namespace vxcio::tool

@@ -2,6 +2,7 @@
 
 #include "Console.h"
 #include "CopyWatch.h"
+#include "FtpReading.h"
 #include "Probe.h"
 #include "Sizes.h"
 #include "Terminal.h"
@@ -74,6 +75,13 @@ void WarnOfLostCopy(const LostCopy& lost) {
 
 std::unique_ptr<Reading> OpenEntry(const Entry& entry, const Options& options, const PreRead& preRead,
                                    LogView& log, std::string& reason) {
+    if (!entry.wrong.empty()) {
+        reason = entry.wrong;
+        return nullptr;
+    }
+    if (entry.ftp) {
+        return FtpReading::Open(*entry.ftp, options, log, reason);
+    }
     for (const std::string* const name : {&entry.first, &entry.second}) {
         reason = name == &entry.second && name->empty() ? std::string() : ReasonAgainst(*name);
         if (!reason.empty()) {
@@ -105,6 +113,10 @@ bool MakeList(const Input& input, CVXCStringArray& list, std::string& reason) {
     const bool paired = std::any_of(input.entries.begin(), input.entries.end(),
                                     [](const Entry& entry) { return !entry.second.empty(); });
     for (const Entry& entry : input.entries) {
+        if (entry.ftp) {
+            reason = InQuotes(entry.first) + ": a list is one of files";
+            return false;
+        }
         if (entry.first.find('*', 1) != std::string::npos || (paired && entry.first.starts_with('*'))) {
             reason = InQuotes(entry.first) +
                      ": a name that holds a '*' cannot be part of a list; give it another name, by a link";

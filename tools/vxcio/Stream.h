@@ -33,6 +33,7 @@ public:
     uint64 Size() override;
     void Seek(uint64 position) override;
     int Read(uint8* buffer, uint32 bytes) override;
+    std::string Failure() override { return m_pReading->Failure(); }
     bool IsPreRead();
 
     // The source itself where it is a single file, so that the library's digest rides on its reads; else

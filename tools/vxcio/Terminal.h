@@ -1,4 +1,5 @@
-// Terminal.h - what the tool asks of the system around it: its standard streams and the wish to stop.
+// Terminal.h - what the tool asks of the system around it: its standard streams, its environment and the wish
+// to stop.
 #pragma once
 
 #include <cstddef>
@@ -21,6 +22,9 @@ bool IsOutputTerminal();
 
 // Columns of the terminal on standard error, 80 where it does not tell.
 int ErrorColumns();
+
+// Takes a variable out of the environment of this process and of those that it starts.
+void ForgetVariable(const char* name);
 
 // From now on the first Ctrl-C or SIGTERM only sets the flag that InterruptWanted reads, and the second one
 // ends the process. A closed pipe and a file size limit become ordinary errors of the writing call.

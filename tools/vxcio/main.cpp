@@ -1,6 +1,7 @@
 // vxcio without its verbs: what must be settled before the library is loaded.
 #include "Console.h"
 #include "ExitCodes.h"
+#include "FtpName.h"
 #include "Options.h"
 #include "RunSettings.h"
 #include "Start.h"
@@ -9,6 +10,8 @@
 
 #include "sysu/HostControl.h"
 
+#include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <new>
 
@@ -22,26 +25,71 @@ void UseNamedSettings(const Options& options) {
     }
 }
 
+constexpr const char* kPasswordVariable = "VXCIO_FTP_PASSWORD";
+
+bool HasFtpNames(Verb verb) {
+    switch (verb) {
+    case Verb::Info:
+    case Verb::Cat:
+    case Verb::Md5:
+    case Verb::Copy:
+    case Verb::List:
+    case Verb::Exists:
+    case Verb::Remove:
+    case Verb::Move:
+    case Verb::MakeFolder:
+    case Verb::RemoveFolder:
+        return true;
+    default:
+        return false;
+    }
+}
+
 // Without any limit a copy that hangs would let no reading of two copies come to its end.
 constexpr uint32 kOrdinaryTimeOut = 10000; // milliseconds
 
+// The list of processes shows the command line to everybody.
+void WipePasswords(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        WipePassword(argv[i]);
+    }
+}
+
+// Processes that are started from here on have no use for it.
+void TakePassword(Options& options) {
+    char* const password = std::getenv(kPasswordVariable);
+    if (password != nullptr) {
+        options.ftpPassword = password;
+        std::memset(password, '*', std::strlen(password));
+        ForgetVariable(kPasswordVariable);
+    }
+}
+
 int Run(int argc, char** argv) {
     Options options;
-    if (const std::optional<int> code = ParseOptions(argc, argv, options)) {
+    const std::optional<int> code = ParseOptions(argc, argv, options);
+    WipePasswords(argc, argv);
+    if (code) {
         return *code;
     }
+    TakePassword(options);
     UseNamedSettings(options);
     if (!options.timeOut && !IsTimeOutSet()) {
         options.timeOut = kOrdinaryTimeOut;
     }
     std::string reason;
-    const std::string settings = options.timeOut ? SettingsWithTimeOut(*options.timeOut) : std::string();
-    const RunVerb run = LoadVerbs(settings, reason);
+    const std::string settings =
+        options.timeOut ? SettingsWithTimeOut(*options.timeOut, options.ftpTimeOut) : std::string();
+    // An FTP source asks for its time-out whenever it opens a file.
+    const bool keep = options.ftpTimeOut && HasFtpNames(options.verb);
+    const RunVerb run = LoadVerbs(settings, keep, reason);
     if (run == nullptr) {
         Complain(reason);
         return kExitFailed;
     }
-    UseNamedSettings(options); // loading may have used others
+    if (!keep) {
+        UseNamedSettings(options); // loading may have used others
+    }
     return run(options);
 }
 

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <dlfcn.h>
+#include <memory>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -65,16 +66,21 @@ RunVerb Load(std::string& reason) {
 
 } // namespace
 
-RunVerb LoadVerbs(const std::string& settings, std::string& reason) {
+RunVerb LoadVerbs(const std::string& settings, bool keep, std::string& reason) {
     if (settings.empty()) {
         return Load(reason);
     }
-    const PassingSettings passing(settings);
-    if (!passing.IsInUse()) {
+    auto passing = std::make_unique<PassingSettings>(settings);
+    if (!passing->IsInUse()) {
         reason = std::string("the settings of this run cannot be set: ") + std::strerror(errno);
         return nullptr;
     }
-    return Load(reason);
+    const RunVerb run = Load(reason);
+    if (keep) {
+        static PassingSettings* const kept = passing.release();
+        static_cast<void>(kept);
+    }
+    return run;
 }
 
 } // namespace vxcio::tool

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -56,6 +57,10 @@ int ErrorColumns() {
         return 80;
     }
     return size.ws_col;
+}
+
+void ForgetVariable(const char* name) {
+    ::unsetenv(name);
 }
 
 void PrepareSignals() {

@@ -1,0 +1,35 @@
+// FtpCommands.h - what is done to files of servers without a transfer.
+#pragma once
+
+#include "FtpName.h"
+#include "FtpSession.h"
+#include "LogView.h"
+#include "Options.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace vxcio::tool {
+
+// One thread. Commands in a row to one server go over one session. Each gives an empty text, or why it
+// failed.
+class FtpCommands {
+public:
+    FtpCommands(const Options& options, LogView& log) : m_Options(options), m_Log(log) {}
+
+    std::string Delete(const FtpName& name);
+    // Two names of one server.
+    std::string Rename(const FtpName& from, const FtpName& to);
+    std::string MakeFolder(const FtpName& name);
+    std::string RemoveFolder(const FtpName& name);
+
+private:
+    std::string Do(const FtpName& name, std::function<int(CSoftDataIO&)> command);
+
+    const Options& m_Options;
+    LogView& m_Log;
+    std::unique_ptr<FtpSession> m_pSession; // null, or one whose last reply was that of the last command
+};
+
+} // namespace vxcio::tool

@@ -1,0 +1,98 @@
+#include "TimedThread.h"
+
+#include "Terminal.h"
+
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace vxcio::tool {
+
+namespace {
+
+constexpr std::chrono::milliseconds kLookForStop{50};
+
+} // namespace
+
+struct TimedThread::State {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::function<void()> work; // of the thread alone while it runs
+    std::exception_ptr thrown;
+    bool busy = false;
+    bool quit = false;
+};
+
+TimedThread::TimedThread() : m_pState(std::make_shared<State>()) {
+    std::thread([state = m_pState] { Loop(state); }).detach();
+}
+
+TimedThread::~TimedThread() {
+    {
+        const std::lock_guard lock(m_pState->mutex);
+        m_pState->quit = true;
+    }
+    m_pState->changed.notify_all();
+}
+
+void TimedThread::Loop(const std::shared_ptr<State>& state) {
+    std::unique_lock lock(state->mutex);
+    for (;;) {
+        state->changed.wait(lock, [&] { return state->quit || state->busy; });
+        if (!state->busy) {
+            return;
+        }
+        lock.unlock();
+        std::exception_ptr thrown;
+        try {
+            state->work();
+        } catch (...) {
+            thrown = std::current_exception();
+        }
+        state->work = nullptr; // what it owns goes here, and may take its time
+        lock.lock();
+        state->thrown = thrown;
+        state->busy = false;
+        state->changed.notify_all();
+    }
+}
+
+void TimedThread::Begin(std::function<void()> work) {
+    {
+        const std::lock_guard lock(m_pState->mutex);
+        m_pState->work = std::move(work);
+        m_pState->busy = true;
+    }
+    m_pState->changed.notify_all();
+}
+
+bool TimedThread::Wait(std::chrono::milliseconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    // Who was asked to stop before still cleans up.
+    const bool canStop = !InterruptWanted();
+    std::unique_lock lock(m_pState->mutex);
+    const auto isDone = [this] { return !m_pState->busy; };
+    while (!m_bLost && !m_pState->changed.wait_for(lock, kLookForStop, isDone)) {
+        m_bLost = std::chrono::steady_clock::now() >= end || (canStop && InterruptWanted());
+    }
+    if (m_bLost) {
+        return false;
+    }
+    if (const std::exception_ptr thrown = std::exchange(m_pState->thrown, nullptr)) {
+        lock.unlock();
+        std::rethrow_exception(thrown);
+    }
+    return true;
+}
+
+bool TimedThread::Do(std::chrono::milliseconds limit, std::function<void()> work) {
+    if (m_bLost) {
+        return false;
+    }
+    Begin(std::move(work));
+    return Wait(limit);
+}
+
+} // namespace vxcio::tool

@@ -1,0 +1,42 @@
+// TimedThread.h - work on a server that may not answer: one piece after the other, each with a limit.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace vxcio::tool {
+
+// A thread of its own for its whole life. Used by one thread.
+//
+// Work that takes longer than its limit is left behind with the thread, so it must own all that it uses; it
+// is freed when it comes back, if it ever does.
+class TimedThread {
+public:
+    TimedThread();
+    // Waits for nothing.
+    ~TimedThread();
+    TimedThread(const TimedThread&) = delete;
+    TimedThread& operator=(const TimedThread&) = delete;
+
+    // False where the work did not end in time, or earlier work stands still. What it throws comes through.
+    bool Do(std::chrono::milliseconds limit, std::function<void()> work);
+
+    // Begins work without waiting for its end; what was begun before must have ended.
+    void Begin(std::function<void()> work);
+    // Waits for it, until the limit passes or the tool is asked to stop: true where there is none left. What
+    // it threw comes through.
+    bool Wait(std::chrono::milliseconds limit);
+
+    // Whether work was left behind.
+    bool IsLost() const { return m_bLost; }
+
+private:
+    struct State;
+    static void Loop(const std::shared_ptr<State>& state);
+
+    const std::shared_ptr<State> m_pState;
+    bool m_bLost = false;
+};
+
+} // namespace vxcio::tool
