@@ -1,6 +1,7 @@
 // vxcio with names of files on real FTP servers.
 #include "real/posix/FtpServers.h"
 #include "support/TempFolder.h"
+#include "tool/OddFtpServer.h"
 #include "tool/ToolProcess.h"
 
 #include <gmock/gmock.h>
@@ -8,7 +9,9 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
+#include <sstream>
 
 using namespace vxcio::test;
 using testing::ElementsAre;
@@ -21,6 +24,10 @@ namespace {
 constexpr std::chrono::milliseconds kWithoutWaits{10000};
 
 class ToolFtpTest : public testing::TestWithParam<FtpServer::Kind> {
+public:
+    explicit ToolFtpTest(const std::string& address = "127.0.0.1")
+        : m_Server(GetParam(), {.address = address}) {}
+
 protected:
     void SetUp() override { VXC_NEEDS_FTP_SERVER(m_Server); }
 
@@ -48,7 +55,38 @@ protected:
     }
 
     TempFolder m_Folder;
-    FtpServer m_Server{GetParam()};
+    FtpServer m_Server;
+};
+
+// The address that the tool tells a server to call back at; the loopback's own where there is no other.
+std::string AddressOfThisMachine() {
+    const OddFtpServer server({.files = {{"clip", "1"}}, .replies = {{"PORT", "500 never"}}});
+    RunTool({"cat", "--active", server.Url("clip")});
+    for (const std::string& command : server.Commands()) {
+        unsigned a = 0;
+        unsigned b = 0;
+        unsigned c = 0;
+        unsigned d = 0;
+        if (std::sscanf(command.c_str(), "PORT %u,%u,%u,%u,", &a, &b, &c, &d) == 4) {
+            std::ostringstream address;
+            address << a << '.' << b << '.' << c << '.' << d;
+            return address.str();
+        }
+    }
+    ADD_FAILURE() << "no PORT came";
+    return "127.0.0.1";
+}
+
+// Servers connect back to the address a session comes from alone, so both ends have the one that is told.
+class ToolFtpActiveTest : public ToolFtpTest {
+protected:
+    ToolFtpActiveTest() : ToolFtpTest(AddressOfThisMachine()) {}
+    void SetUp() override {
+        if (m_Server.Host().starts_with("127.")) {
+            GTEST_SKIP() << "this machine has only the loopback interface";
+        }
+        ToolFtpTest::SetUp();
+    }
 };
 
 } // namespace
@@ -166,6 +204,27 @@ TEST_P(ToolFtpTest, NothingStandsInAvoidableWaits) {
     EXPECT_LT(Timed({"copy", "from", Name("to")}), kWithoutWaits);
 }
 
+TEST_P(ToolFtpActiveTest, FilesGoAndComeOverConnectionsThatTheServerMakes) {
+    m_Folder.WritePattern("clip.mxf", 3'000'001, 6);
+    const std::string content = m_Folder.Read("clip.mxf");
+    for (const std::vector<std::string>& way :
+         std::vector<std::vector<std::string>>{{"--active"}, {"--mode", "xdcam"}}) {
+        const auto run = [&](std::vector<std::string> words) {
+            words.insert(words.end(), way.begin(), way.end());
+            const Outcome outcome = Run(words);
+            EXPECT_EQ(outcome.exitCode, 0)
+                << outcome.error << testing::PrintToString(words) << m_Server.Log();
+            return outcome.out;
+        };
+        EXPECT_EQ(run({"copy", "--verify", "clip.mxf", Name("up.mxf")}),
+                  Digest(content) + "  " + Shown("up.mxf") + "\n");
+        EXPECT_TRUE(m_Server.Read("up.mxf") == content);
+        EXPECT_EQ(run({"ls", Name("")}), "up.mxf\n");
+        EXPECT_TRUE(run({"cat", Name("up.mxf")}) == content);
+        EXPECT_EQ(run({"rm", Name("up.mxf")}), "");
+    }
+}
+
 TEST_P(ToolFtpTest, AWrongPasswordAndAMissingFileAreToldInTheServersWords) {
     const Outcome missing = Run({"cat", Name("nothing")});
     EXPECT_EQ(missing.exitCode, 1);
@@ -180,4 +239,6 @@ TEST_P(ToolFtpTest, AWrongPasswordAndAMissingFileAreToldInTheServersWords) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, ToolFtpTest, testing::ValuesIn(FtpServer::kAll),
+                         [](const auto& tested) { return FtpServer::NameOf(tested.param); });
+INSTANTIATE_TEST_SUITE_P(Servers, ToolFtpActiveTest, testing::ValuesIn(FtpServer::kAll),
                          [](const auto& tested) { return FtpServer::NameOf(tested.param); });

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstring>
 #include <dlfcn.h>
-#include <memory>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -27,7 +26,7 @@ std::string ModuleName() {
     return name.substr(0, name.rfind('/') + 1) + kModule;
 }
 
-// A settings file that no folder knows and that ends with its scope.
+// A settings file that no folder knows and that ends with its scope, or with the process where it is kept.
 class PassingSettings {
 public:
     explicit PassingSettings(const std::string& text)
@@ -39,6 +38,9 @@ public:
         }
     }
     ~PassingSettings() {
+        if (m_isKept) {
+            return;
+        }
         UseSettingsFile(nullptr);
         if (m_descriptor >= 0) {
             ::close(m_descriptor);
@@ -48,10 +50,12 @@ public:
     PassingSettings& operator=(const PassingSettings&) = delete;
 
     bool IsInUse() const { return m_inUse; }
+    void Keep() { m_isKept = true; }
 
 private:
     const int m_descriptor;
     bool m_inUse = false;
+    bool m_isKept = false;
 };
 
 RunVerb Load(std::string& reason) {
@@ -70,15 +74,14 @@ RunVerb LoadVerbs(const std::string& settings, bool keep, std::string& reason) {
     if (settings.empty()) {
         return Load(reason);
     }
-    auto passing = std::make_unique<PassingSettings>(settings);
-    if (!passing->IsInUse()) {
+    PassingSettings passing(settings);
+    if (!passing.IsInUse()) {
         reason = std::string("the settings of this run cannot be set: ") + std::strerror(errno);
         return nullptr;
     }
     const RunVerb run = Load(reason);
     if (keep) {
-        static PassingSettings* const kept = passing.release();
-        static_cast<void>(kept);
+        passing.Keep();
     }
     return run;
 }
