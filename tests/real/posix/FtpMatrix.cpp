@@ -1,7 +1,6 @@
 #include "real/posix/FtpMatrix.h"
 
 #include "frame/Status.h"
-#include "platform/HostNames.h"
 #include "text/Utf8.h"
 
 #include <algorithm>
@@ -10,15 +9,6 @@
 #include <optional>
 
 namespace vxcio::test {
-
-namespace {
-
-std::string Dotted(uint32 address) {
-    return std::to_string(address >> 24) + "." + std::to_string(address >> 16 & 0xFF) + "." +
-           std::to_string(address >> 8 & 0xFF) + "." + std::to_string(address & 0xFF);
-}
-
-} // namespace
 
 ShortWaits::ShortWaits(uint32 soon) : m_former(Sockets().lookReadable) {
     m_clock.AutoAdvance(true);
@@ -53,11 +43,6 @@ void EndSession::operator()(CSoftDataIO* io) const {
 std::string ContentOf(std::size_t bytes, uint32 seed) {
     const std::vector<uint8> pattern = Pattern(bytes, seed);
     return {reinterpret_cast<const char*>(pattern.data()), pattern.size()};
-}
-
-std::string AddressForActive() {
-    const uint32 address = HostNames().ownAddress();
-    return address >> 24 == 127 ? std::string() : Dotted(address);
 }
 
 uint32 LogOn(CSoftDataIO& io, const FtpServer& server, FTPMODE mode) {

@@ -5,6 +5,7 @@
 #include "frame/SoftDataIO.h"
 #include "platform/Sockets.h"
 #include "real/posix/FtpServers.h"
+#include "real/posix/LocalPorts.h"
 #include "support/SettingsScope.h"
 #include "support/TestClock.h"
 
@@ -55,9 +56,6 @@ inline constexpr auto kNoProbe = FTPMODE_XDCAM;
 
 // TempFolder's pattern as text.
 std::string ContentOf(std::size_t bytes, uint32 seed);
-
-// The address of this machine at which active transfers are served; empty where it has none but loopback.
-std::string AddressForActive();
 
 // Logs on as the server's user; 0 or a status.
 uint32 LogOn(CSoftDataIO& io, const FtpServer& server, FTPMODE mode = FTPMODE_NORMAL);

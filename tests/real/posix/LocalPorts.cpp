@@ -1,6 +1,11 @@
 #include "real/posix/LocalPorts.h"
 
 #include <arpa/inet.h>
+#include <climits>
+#include <ifaddrs.h>
+#include <memory>
+#include <net/if.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <stdexcept>
@@ -30,6 +35,29 @@ public:
 private:
     int m_value;
 };
+
+// Empty for one that only this machine reaches.
+std::string Reachable(const sockaddr* address) {
+    if (address == nullptr || address->sa_family != AF_INET) {
+        return {};
+    }
+    const in_addr number = reinterpret_cast<const sockaddr_in*>(address)->sin_addr;
+    char text[INET_ADDRSTRLEN] = {};
+    return ntohl(number.s_addr) >> 24 == 127 ? "" : ::inet_ntop(AF_INET, &number, text, sizeof text);
+}
+
+std::string AddressOfName() {
+    char name[HOST_NAME_MAX + 1] = {};
+    addrinfo wanted{};
+    wanted.ai_family = AF_INET;
+    wanted.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (::gethostname(name, sizeof name - 1) != 0 || ::getaddrinfo(name, nullptr, &wanted, &found) != 0) {
+        return {};
+    }
+    const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> list(found, ::freeaddrinfo);
+    return Reachable(list->ai_addr);
+}
 
 bool IsFree(int port) {
     const Descriptor socket;
@@ -64,6 +92,21 @@ bool SaysThere(const std::string& host, int port, std::string_view greeting,
            ::recv(socket.Value(), said.data(), said.size(), MSG_WAITALL) ==
                static_cast<ssize_t>(said.size()) &&
            said == greeting;
+}
+
+std::string AddressForActive() {
+    std::string address = AddressOfName();
+    ifaddrs* found = nullptr;
+    if (!address.empty() || ::getifaddrs(&found) != 0) {
+        return address;
+    }
+    const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> list(found, ::freeifaddrs);
+    for (const ifaddrs* entry = found; entry != nullptr && address.empty(); entry = entry->ifa_next) {
+        if ((entry->ifa_flags & IFF_UP) != 0) {
+            address = Reachable(entry->ifa_addr);
+        }
+    }
+    return address;
 }
 
 } // namespace vxcio::test

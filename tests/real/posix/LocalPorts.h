@@ -1,4 +1,4 @@
-// LocalPorts.h - ports for servers that a test starts.
+// LocalPorts.h - ports and addresses for servers that a test starts.
 #pragma once
 
 #include <chrono>
@@ -13,5 +13,9 @@ int FreePort(int attempt);
 
 // Whether a server accepts a connection there and begins with these bytes within the limit.
 bool SaysThere(const std::string& host, int port, std::string_view greeting, std::chrono::milliseconds limit);
+
+// The address of this machine at which active transfers are served: that of its name, or of its first
+// interface. Empty where it has none but loopback.
+std::string AddressForActive();
 
 } // namespace vxcio::test
