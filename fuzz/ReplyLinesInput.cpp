@@ -68,7 +68,10 @@ public:
         table.shutdown = [](SocketToken) { return 0; };
         table.close = [](SocketToken) { return 0; };
         table.lastError = [] { return kSocketReset; };
-        HostNames().firstAddress = [](const char*) -> uint32 { return 0x7F000001u; };
+        HostNames().firstAddress = [](const char*, uint32* address) {
+            *address = 0x7F000001u;
+            return true;
+        };
     }
     ~WireScope() {
         Sockets() = m_sockets;

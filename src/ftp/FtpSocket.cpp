@@ -93,8 +93,8 @@ int CFTPSocket::Connect(const wchar_t* host, unsigned port) noexcept {
         const std::string bytes = ToUtf8(name);
         std::vector<uint32> tried;
         for (;;) {
-            const uint32 address = bytes.size() > kLongestHost ? 0 : HostNames().firstAddress(bytes.c_str());
-            if (address == 0) {
+            uint32 address = 0;
+            if (bytes.size() > kLongestHost || !HostNames().firstAddress(bytes.c_str(), &address)) {
                 CheckErr(L"Connect", 128);
                 return 0;
             }

@@ -153,6 +153,19 @@ TEST_F(FtpDataChannelTest, AReplyThatTellsNoPlaceLeavesTheOldOne) {
     ftp.Finish();
 }
 
+TEST_F(FtpDataChannelTest, AServerThatListensAtTheAddressOfZerosIsCalledThere) {
+    ftp.Passive("227 (0,0,0,0,4,5)");
+    BeLoggedOnPassive();
+    EXPECT_EQ(io->CreateDataChannel(), 0u);
+    EXPECT_EQ(PassiveHost(), L"0.0.0.0");
+    const int before = ftp.Count(Verb::Connect);
+    ftp.FailNext(SocketCall::Connect, 10049);
+    EXPECT_EQ(io->ConnectDataChannel(), 1);
+    EXPECT_EQ(ftp.Count(Verb::Connect), before + 1);
+    EXPECT_EQ(io->m_DataChannel->m_nErr, 10049);
+    ftp.Finish();
+}
+
 TEST_F(FtpDataChannelTest, APassiveCommandThatCannotBeSentCountsAsAnswered) {
     ftp.Expect("TYPE I").Say("200");
     BeLoggedOnPassive();

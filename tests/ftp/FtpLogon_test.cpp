@@ -235,7 +235,7 @@ TEST_F(FtpLogonTest, ARefusedConnectionIsTriedOnceAndQuittingItTakes15Seconds) {
 
 TEST_F(FtpLogonTest, AnUnknownHostIsNoErrorOfTheSocket) {
     ftp.Start();
-    HostNames().firstAddress = [](const char*) -> uint32 { return 0; };
+    HostNames().firstAddress = [](const char*, uint32*) { return false; };
     EXPECT_EQ(Connect(), VXC_STATUS_FTP_CONNECT);
     EXPECT_EQ(io->m_Ctrlsok->m_nErr, 0);
     EXPECT_EQ(ftp.Count(Verb::Connect), 0);

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -90,17 +91,29 @@ TEST_F(FtpSocketConnectTest, AnUnknownHostIsNoErrorOfTheSocket) {
     CFTPSocket socket;
     socket.Create();
     TakeCalls();
-    seam.addresses = {0};
+    seam.addresses = {std::nullopt};
     EXPECT_EQ(socket.Connect(L"nowhere", 21), 0);
     EXPECT_EQ(socket.m_nErr, 0);
     EXPECT_THAT(TakeCalls(), IsEmpty());
+}
+
+TEST_F(FtpSocketConnectTest, TheAddressOfZerosIsTriedAsAnyOther) {
+    CFTPSocket socket;
+    socket.Create();
+    TakeCalls();
+    seam.addresses = {0u};
+    seam.Fail("connect", 10049);
+    EXPECT_EQ(socket.Connect(L"0.0.0.0", 21), 0);
+    EXPECT_EQ(socket.m_nErr, 10049);
+    EXPECT_THAT(TakeCalls(), ElementsAre("connect 501 0.0.0.0:21"));
+    EXPECT_EQ(socket.Connect(L"0.0.0.0", 21), 1);
 }
 
 TEST_F(FtpSocketConnectTest, ANameThatIsLostOnTheWayEndsTheSearch) {
     CFTPSocket socket;
     socket.Create();
     TakeCalls();
-    seam.addresses = {0xC0000201u, 0};
+    seam.addresses = {0xC0000201u, std::nullopt};
     seam.Fail("connect", 10061);
     EXPECT_EQ(socket.Connect(L"host", 21), 0);
     EXPECT_THAT(TakeCalls(), ElementsAre("connect 501 192.0.2.1:21"));
@@ -119,7 +132,7 @@ TEST_F(FtpSocketConnectTest, ANameOf1024BytesIsNoHost) {
 TEST_F(FtpSocketConnectTest, NoNameIsAnEmptyOne) {
     CFTPSocket socket;
     socket.Create();
-    seam.addresses = {0};
+    seam.addresses = {std::nullopt};
     EXPECT_EQ(socket.Connect(nullptr, 21), 0);
     EXPECT_THAT(seam.hosts, ElementsAre(""));
     EXPECT_TRUE(log.Contains(L"CFTPSocket::Connect()--IP:, Port:21"));

@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <mutex>
+#include <optional>
 
 using namespace vxcio;
 using namespace vxcio::test;
@@ -88,7 +89,7 @@ TEST_F(FtpSocketTraceTest, Connect) {
                 ElementsAre(Trace(L"Connect", 102), message, Trace(L"Connect", 159)));
     seam.Fail("connect", 10061);
     EXPECT_THAT(TracesOf([&] { socket.Connect(L"h", 21); }), ElementsAre(Trace(L"Connect", 102), message));
-    seam.addresses = {0};
+    seam.addresses = {std::nullopt};
     EXPECT_THAT(TracesOf([&] { socket.Connect(L"h", 21); }),
                 ElementsAre(Trace(L"Connect", 102), message, Trace(L"Connect", 128)));
 }

@@ -161,14 +161,15 @@ void SocketSeam::Hook() {
     table.shutdown = [](SocketToken socket) { return g_seam->FailsFor("shutdown", socket) ? -1 : 0; };
     table.close = [](SocketToken socket) { return g_seam->FailsFor("close", socket) ? -1 : 0; };
     table.lastError = [] { return g_seam->m_error; };
-    HostNames().firstAddress = [](const char* host) {
+    HostNames().firstAddress = [](const char* host, uint32* address) {
         g_seam->hosts.emplace_back(host);
-        std::deque<uint32>& left = g_seam->addresses;
-        const uint32 address = left.front();
+        std::deque<std::optional<uint32>>& left = g_seam->addresses;
+        const std::optional<uint32> found = left.front();
         if (left.size() > 1) {
             left.pop_front();
         }
-        return address;
+        *address = found.value_or(*address);
+        return found.has_value();
     };
     HostNames().ownAddress = [] { return g_seam->ownAddress; };
 }

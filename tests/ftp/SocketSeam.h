@@ -9,6 +9,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,9 +35,9 @@ public:
     void Fail(const std::string& call, int error, std::size_t pass = 0);
 
     std::deque<Packet> packets;
-    // What look-ups of hosts give, one after another; the last one for ever. Those asked for.
-    std::deque<uint32> addresses = {0x7F000001u};
-    std::vector<std::string> hosts;
+    // What look-ups of hosts give, one after another; the last one for ever. Nothing is an unknown host.
+    std::deque<std::optional<uint32>> addresses = {0x7F000001u};
+    std::vector<std::string> hosts; // those asked for
     uint32 ownAddress = 0xC0000207u;
     uint16 ownPort = 2121;
     uint16 version = 2;

@@ -42,7 +42,10 @@ FtpWire::FtpWire(std::string content, FateOf fateOf)
     table.shutdown = Shutdown;
     table.close = Close;
     table.lastError = [] { return t_error; };
-    HostNames().firstAddress = [](const char* host) -> uint32 { return *host == 0 ? 0 : 0x7F000001; };
+    HostNames().firstAddress = [](const char* host, uint32* address) {
+        *address = 0x7F000001;
+        return *host != 0;
+    };
 }
 
 FtpWire::~FtpWire() {

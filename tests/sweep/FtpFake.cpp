@@ -28,7 +28,10 @@ FtpFake::FtpFake() : FtpFake(SocketFault{}) {}
 FtpFake::FtpFake(const SocketFault& fault) : m_begin(m_clock.Now()), m_fault(fault) {
     m_clock.AutoAdvance(true);
     g_fake = this;
-    HostNames().firstAddress = [](const char* host) { return *host == 0 ? 0 : kAddress; };
+    HostNames().firstAddress = [](const char* host, uint32* address) {
+        *address = kAddress;
+        return *host != 0;
+    };
     HostNames().ownAddress = [] { return kAddress; };
     SocketTable& table = Sockets();
     table.startup = Startup;

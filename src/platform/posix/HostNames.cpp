@@ -17,20 +17,22 @@ namespace {
 
 constexpr uint32 kLoopback = 0x7F000001u;
 
-constexpr bool IsLoopback(uint32 address) noexcept {
-    return address >> 24 == 127;
+// Nobody else reaches this host there: 127.x.x.x, and 0.0.0.0, which stands for whichever it has.
+constexpr bool LeadsBack(uint32 address) noexcept {
+    return address == 0 || address >> 24 == 127;
 }
 
-uint32 FirstAddress(const char* host) {
+bool FirstAddress(const char* host, uint32* address) {
     addrinfo wanted = {};
     wanted.ai_family = AF_INET;
     wanted.ai_socktype = SOCK_STREAM;
     addrinfo* found = nullptr;
     if (*host == 0 || ::getaddrinfo(host, nullptr, &wanted, &found) != 0 || found == nullptr) {
-        return 0;
+        return false;
     }
     const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> list(found, ::freeaddrinfo);
-    return ntohl(reinterpret_cast<const sockaddr_in*>(list->ai_addr)->sin_addr.s_addr);
+    *address = ntohl(reinterpret_cast<const sockaddr_in*>(list->ai_addr)->sin_addr.s_addr);
+    return true;
 }
 
 // The interfaces come in the order of their numbers.
@@ -51,8 +53,9 @@ uint32 FirstInterface() noexcept {
 
 uint32 OwnAddress() {
     char name[HOST_NAME_MAX + 1] = {};
-    const uint32 byName = ::gethostname(name, sizeof name - 1) == 0 ? HostNames().firstAddress(name) : 0;
-    if (byName != 0 && !IsLoopback(byName)) {
+    uint32 byName = 0;
+    const bool isKnown = ::gethostname(name, sizeof name - 1) == 0 && HostNames().firstAddress(name, &byName);
+    if (isKnown && !LeadsBack(byName)) {
         return byName;
     }
     // Many systems give their own name an address that nobody else reaches.
