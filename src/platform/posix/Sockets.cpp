@@ -1,6 +1,7 @@
 #include "platform/Sockets.h"
 
 #include "frame/Counted.h"
+#include "platform/posix/SocketErrors.h"
 
 #include <algorithm>
 #include <atomic>
@@ -22,7 +23,6 @@ namespace vxcio {
 
 namespace {
 
-constexpr int kBackwardsCompatibleError = 10000; // and the system's number: errors that have no own one
 constexpr uint32 kLargestTransfer = 0x7FFFFFFFu;
 // Attempts to connect beyond the first: about half a minute, where the system's own number makes two of them.
 constexpr int kConnectAttempts = 4;
@@ -32,54 +32,6 @@ constexpr uint32 kGatheredBytes = 256u << 10;
 constexpr int kGatherTime = 10;
 
 thread_local int t_lastError = 0;
-
-int NumberOfError(int error) noexcept {
-    switch (error) {
-    case EINTR:
-        return 10004;
-    case EBADF:
-    case ENOTSOCK:
-        return kSocketNotASocket;
-    case EACCES:
-    case EPERM:
-        return 10013;
-    case EFAULT:
-        return 10014;
-    case EINVAL:
-        return 10022;
-    case EMFILE:
-    case ENFILE:
-        return 10024;
-    case EAGAIN:
-        return kSocketWouldBlock;
-    case EADDRINUSE:
-        return 10048;
-    case EADDRNOTAVAIL:
-        return 10049;
-    case ENETUNREACH:
-        return 10051;
-    case ECONNABORTED:
-        return 10053;
-    case ECONNRESET:
-    case EPIPE:
-        return kSocketReset;
-    case ENOBUFS:
-    case ENOMEM:
-        return 10055;
-    case EISCONN:
-        return 10056;
-    case ENOTCONN:
-        return 10057;
-    case ETIMEDOUT:
-        return 10060;
-    case ECONNREFUSED:
-        return 10061;
-    case EHOSTUNREACH:
-        return 10065;
-    default:
-        return kBackwardsCompatibleError + error;
-    }
-}
 
 // An open socket. Each call in flight holds it, and so does the table until it is closed.
 class OpenSocket final : public Counted<OpenSocket> {

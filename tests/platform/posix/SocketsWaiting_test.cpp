@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -315,6 +316,23 @@ TEST(SocketResetTest, AResetShowsInReceivingAndNotBefore) {
     EXPECT_EQ(Sockets().lastError(), kSocketReset);
 }
 
+TEST(SocketPeerTest, APeerThatIsGoneIsAnErrorAndNoSignal) {
+    // Whatever this process was started with: the signal would end it.
+    struct sigaction former = {};
+    struct sigaction action = {};
+    action.sa_handler = SIG_DFL;
+    ASSERT_EQ(::sigaction(SIGPIPE, &action, &former), 0);
+    SocketPair pair;
+    pair.DropServer();
+    EXPECT_EQ(Sockets().waitReadable(pair.Client()), 0);
+    for (const uint32 bytes : {1u, 1u, 0u}) {
+        EXPECT_EQ(Sockets().send(pair.Client(), "x", bytes), -1);
+        EXPECT_EQ(Sockets().lastError(), kSocketReset);
+    }
+    EXPECT_EQ(::sigaction(SIGPIPE, &former, &action), 0);
+    EXPECT_EQ(action.sa_handler, SIG_DFL); // nor is it kept off for the whole process
+}
+
 // ---- Descriptors ----------------------------------------------------------------------------------------
 
 TEST(SocketDescriptorTest, NoProcessThatIsStartedInheritsASocket) {
@@ -352,4 +370,38 @@ TEST(SocketDescriptorTest, TooManyOpenFilesIsTheSocketsOwnError) {
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &former), 0);
     EXPECT_EQ(opened, kNoSocket);
     EXPECT_EQ(error, 10024);
+}
+
+TEST(SocketDescriptorTest, SocketsBehindAThousandOpenFilesAreWaitedForToo) {
+    constexpr int kHigh = 1100; // does not fit the set of descriptors of older calls
+    rlimit former = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &former), 0);
+    if (former.rlim_max < 2048) {
+        GTEST_SKIP() << "this process may not open so many files";
+    }
+    rlimit many = former;
+    many.rlim_cur = std::max<rlim_t>(former.rlim_cur, 2048);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &many), 0);
+    std::vector<int> files;
+    do {
+        files.push_back(::dup(STDERR_FILENO));
+    } while (files.back() >= 0 && files.back() < kHigh);
+    EXPECT_GE(files.back(), kHigh);
+    {
+        const std::set<int> before = SocketDescriptors();
+        SocketPair pair;
+        EXPECT_EQ(SocketDescriptors(), before); // it looks at the low ones alone
+        char bytes[4] = {};
+        EXPECT_EQ(Sockets().lookReadable(pair.Client(), 0), 0);
+        EXPECT_EQ(Sockets().receiveNow(pair.Client(), bytes, 4), -1);
+        EXPECT_EQ(Sockets().lastError(), kSocketWouldBlock);
+        EXPECT_EQ(Sockets().send(pair.Server(), "ab", 2), 2);
+        EXPECT_EQ(Sockets().waitReadable(pair.Client()), 0);
+        EXPECT_EQ(Sockets().lookReadable(pair.Client(), 0xFFFFFFFFu), 1);
+        EXPECT_EQ(Sockets().receiveNow(pair.Client(), bytes, 4), 2);
+    }
+    for (const int file : files) {
+        ::close(file);
+    }
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &former), 0);
 }
