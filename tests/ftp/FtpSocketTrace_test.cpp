@@ -3,6 +3,7 @@
 
 #include "ftp/SocketSeam.h"
 #include "support/LogCapture.h"
+#include "support/MemoryLack.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -141,6 +142,29 @@ TEST_F(FtpSocketTraceTest, GetSockName) {
     seam.Fail("name", 10022);
     EXPECT_THAT(TracesOf([&] { socket.GetSockName(text, port); }),
                 ElementsAre(Trace(L"GetSockName", 333), Trace(L"GetSockName", 342, 10022)));
+}
+
+TEST_F(FtpSocketTraceTest, GetSockNameWithoutMemoryForTheText) {
+    // The lines of the log need memory as well. A call that lacks it for them alone succeeds.
+    int failures = 0;
+    for (int n = 1; n < 100; ++n) {
+        socket.m_nErr = 7;
+        text = L"before";
+        port = 1;
+        log.Clear();
+        MemoryLack lack(n);
+        const int result = socket.GetSockName(text, port);
+        if (!lack.Came()) {
+            break;
+        }
+        if (result == 0) {
+            ++failures;
+            EXPECT_THAT(log.Lines(), ElementsAre(Trace(L"GetSockName", 333), Trace(L"GetSockName", 352)));
+            EXPECT_STREQ(text, L"before");
+            EXPECT_EQ(port, 1u);
+        }
+    }
+    EXPECT_GT(failures, 0);
 }
 
 TEST_F(FtpSocketTraceTest, Bind) {

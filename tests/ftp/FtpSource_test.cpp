@@ -148,8 +148,6 @@ INSTANTIATE_TEST_SUITE_P(
                       SizeCase{"NoNumber", "213 much", "150 Opening (many bytes)", 0},
                       SizeCase{"OfTheLastLine", "213-5\r\n213 7", "150", 7},
                       SizeCase{"WithoutABlankIsNone", "213", "150 (9 bytes)", 9},
-                      SizeCase{"InFrontIsNoReply", "500", "bytes (7 x)", 0, VXC_STATUS_FTP_RETR},
-                      SizeCase{"BracketInFrontIsNoReply", "500", "(7 x)", 0, VXC_STATUS_FTP_RETR},
                       SizeCase{"KeptWhereTheFileIsRefused", "213 5", "550 no", 5, VXC_STATUS_FTP_RETR},
                       SizeCase{"KeptWhereTheTransferIsSaidToBeOver", "213 5", "226 done", 5,
                                VXC_STATUS_FTP_RETR}),
