@@ -80,12 +80,18 @@ private:
     // was.
     bool CatchUpMD5(vxcio::MD5Check& check) noexcept;
     void FinishMD5(vxcio::MD5Check& check, uint64 size) noexcept;
+    // Brings the stream to where the digest stands, with the read-ahead at rest. One try where the server
+    // refuses.
+    void MoveToMD5(const vxcio::MD5Check& check, uint64 size) noexcept;
     // Read into a buffer that has more room than the request.
     int ReadInto(uint8* buffer, int bytes, int room) noexcept;
+    // isRefused: a new transfer was needed, and did not come about.
+    int64 SeekTo(uint64 target, bool* isRefused) noexcept;
     int64 ReadOn(int bytes) noexcept;
     int TakeAhead(uint64 position, uint8** data, int bytes) noexcept;
     void CopyBack() noexcept;
-    int64 SeekFar(uint64 target) noexcept;
+    // Begins a new transfer; where that fails caller and stream stand at 0.
+    bool SeekFar(uint64 target) noexcept;
     void RestPreRead() const noexcept;
     void DropReceiver() noexcept;
 

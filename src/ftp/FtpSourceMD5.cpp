@@ -42,17 +42,25 @@ bool CFtpSource::CatchUpMD5(MD5Check& check) noexcept {
     return true;
 }
 
+void CFtpSource::MoveToMD5(const MD5Check& check, uint64 size) noexcept {
+    bool isRefused = false;
+    SeekTo(check.Position(), &isRefused);
+    RestPreRead(); // a way on through the blocks sets the thread to work, which may feed the digest too
+    // A seek that the back buffer serves, or the blocks of read-ahead, leaves the stream elsewhere.
+    if (isRefused || !m_pReceiver || check.Position() >= size || check.Position() == m_qwStreamPos) {
+        return;
+    }
+    const bool isThere = SetStartPos(check.Position()) == VXC_STATUS_OK;
+    m_qwStreamPos = isThere ? check.Position() : 0; // where there is nothing to catch up with
+}
+
 // Feeds the rest of the file, by the size that the server told.
 void CFtpSource::FinishMD5(MD5Check& check, uint64 size) noexcept {
     if (check.Position() != m_qwStreamPos) {
-        CFtpSource::Seek(static_cast<int64>(check.Position()), kFromStart);
-    }
-    // A seek that the back buffer serves, or the blocks of read-ahead, leaves the stream elsewhere.
-    if (check.Position() != m_qwStreamPos && m_pReceiver && SetStartPos(check.Position()) == VXC_STATUS_OK) {
-        m_qwStreamPos = check.Position();
+        MoveToMD5(check, size);
     }
     int empty = 0;
-    for (uint64 rest = size - check.Position(); rest > 0 && empty < kEmptyPieces;) {
+    for (uint64 rest = size - std::min(size, check.Position()); rest > 0 && empty < kEmptyPieces;) {
         const uint64 piece = std::min<uint64>(rest, check.BufferSize());
         const uint64 position = m_qwStreamPos;
         const int got = ReadDataFromFtpSocket(check.Buffer(), static_cast<int>(piece));

@@ -194,6 +194,12 @@ int64 CFtpSource::Seek(int64 offset, uint32 origin) {
     } else if (origin == kFromCurrent) {
         target += m_qwPos;
     }
+    bool isRefused = false;
+    return SeekTo(target, &isRefused);
+}
+
+int64 CFtpSource::SeekTo(uint64 target, bool* isRefused) noexcept {
+    *isRefused = false;
     if (target == m_qwPos) {
         return static_cast<int64>(m_qwPos);
     }
@@ -209,7 +215,8 @@ int64 CFtpSource::Seek(int64 offset, uint32 origin) {
         Move(m_pBack.get(), m_pBack.get() + (m_nBackValid - m_nBackPending), m_nBackPending);
         return static_cast<int64>(target);
     }
-    return SeekFar(target);
+    *isRefused = !SeekFar(target);
+    return static_cast<int64>(m_qwPos);
 }
 
 // Reads and throws away.
@@ -224,13 +231,14 @@ int64 CFtpSource::ReadOn(int bytes) noexcept {
     return static_cast<int64>(m_qwPos);
 }
 
-int64 CFtpSource::SeekFar(uint64 target) noexcept {
+bool CFtpSource::SeekFar(uint64 target) noexcept {
     RestPreRead();
     m_qwPos = 0;
     m_qwStreamPos = 0;
-    if (SetStartPos(target) == VXC_STATUS_OK) {
-        m_qwPos = target;
-        m_qwStreamPos = target;
+    if (SetStartPos(target) != VXC_STATUS_OK) {
+        return false;
     }
-    return static_cast<int64>(m_qwPos);
+    m_qwPos = target;
+    m_qwStreamPos = target;
+    return true;
 }

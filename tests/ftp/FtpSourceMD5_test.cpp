@@ -269,6 +269,34 @@ TEST_F(FtpSourceMD5Test, TheDigestBeginsATransferWhereTheSeekLeftTheStreamElsewh
     ftp.Finish();
 }
 
+TEST_F(FtpSourceMD5Test, AServerThatRefusesTheWayBackIsAskedOnce) {
+    Transfer(std::to_string(kSize)).DSendPattern(100).DExpectClosed().Say("426");
+    Transfer(std::to_string(kSize), "5000000").DSendPattern(1000, 0, kFar).DExpectClosed().Say("426");
+    ftp.Passive().Expect("SIZE f").Say("213 5001000").Expect("REST 10").Say("500 no").Quiet();
+    OpenAndBegin();
+    EXPECT_EQ(Read(10), Content(0, 10));
+    source->StopMD5_Check(0);
+    EXPECT_EQ(source->Seek(kFar, kFromStart), kFar);
+    EXPECT_EQ(Read(1000), Content(kFar, 1000));
+    EXPECT_EQ(DigestOf(*source), Whole(10));
+    EXPECT_EQ(ftp.Spent(), 0);
+    ftp.Finish();
+}
+
+// Each read for the digest would ask again for the way back if the stream still counted as ahead of it.
+TEST_F(FtpSourceMD5Test, ARefusalIsTheEndForADigestThatRunsAgainToo) {
+    Transfer("1000").DSendPattern(100).DExpectClosed().Say("426");
+    ftp.Passive().Expect("SIZE f").Say("213 1000").Expect("REST 10").Say("500 no").Quiet();
+    OpenAndBegin();
+    EXPECT_EQ(Read(10), Content(0, 10));
+    source->StopMD5_Check(0);
+    EXPECT_EQ(Read(90), Content(10, 90));
+    source->BeginMD5_Check(0);
+    EXPECT_EQ(DigestOf(*source), Whole(10));
+    EXPECT_EQ(ftp.Spent(), 0);
+    ftp.Finish();
+}
+
 TEST_F(FtpSourceMD5Test, ADeadSourceGivesADigestOfWhatHadCome) {
     Transfer("1000").DSendPattern(100).UntilTold().DRst();
     OpenAndBegin();

@@ -238,28 +238,6 @@ TEST_F(FtpSourcePreReadTest, ALittleBackComesOutOfTheBackBuffer) {
     ftp.Finish();
 }
 
-TEST_F(FtpSourcePreReadTest, ANewTransferWaitsUntilTheThreadRestsAndReadsFromThere) {
-    Transfer("100000000").DSendPattern(3 * kBlock).DExpectClosed().Say("426");
-    Transfer("100000000", "50000000").DSendPattern(4 * kBlock, 0, 50000000);
-    Connect();
-    ASSERT_EQ(Open(), VXC_STATUS_OK);
-    source->EnablePreRead(kBlock, kLeast);
-    EXPECT_EQ(Read(10), Content(0, 10));
-    EXPECT_EQ(source->Seek(50000000, kFromStart), 50000000);
-    EXPECT_EQ(Read(1000), Content(50000000, 1000));
-    EXPECT_EQ(Read(kBlock), Content(50001000, kBlock));
-    EXPECT_EQ(ftp.Spent(), 0);
-    ftp.Finish();
-}
-
-TEST_F(FtpSourcePreReadTest, AProbeForSeekingWaitsUntilTheThreadRests) {
-    OpenAhead();
-    ftp.Expect("REST 100").Say("350");
-    EXPECT_EQ(source->CanSeek(), 1);
-    EXPECT_EQ(Inspector::StreamPosition(*source), 2U * kBlock);
-    ftp.Finish();
-}
-
 TEST_F(FtpSourcePreReadTest, TheSessionMayBeClosedUnderIt) {
     Transfer("1000000").DSendPattern(1000000).Expect("QUIT").Say("221");
     Connect();

@@ -34,6 +34,7 @@ namespace {
 constexpr int kThreads = 4;
 constexpr uint32 kSize = 6'000'000;
 constexpr uint64 kBackSize = 1 << 20;
+constexpr uint32 kSmallSize = 200'000;
 
 // Fates of transfers, drawn from all threads.
 class Weather {
@@ -164,7 +165,107 @@ private:
     uint64 m_read = 0;
 };
 
+// One source that reads ahead while its owner begins, stops and takes digests, and jumps about. The server is
+// sound, so every digest is the file's.
+class DigestLife {
+public:
+    DigestLife(uint64 seed, const Digest& whole) : m_random(seed), m_seed(seed), m_whole(whole) {}
+
+    void Run() {
+        ASSERT_EQ(m_source.Connect(FTPMODE_NORMAL, FtpWire::kHost, L"u", L"p", FtpWire::kPort, 0), 0);
+        ASSERT_EQ(m_source.OpenFile(L"clip", 0, nullptr, 0), 0U);
+        for (uint32 steps = 1 + m_random.Below(80); steps > 0; --steps) {
+            Step();
+        }
+        TakeDigest();
+        m_source.CloseFile();
+        m_source.Close();
+    }
+    int Digests() const { return m_digests; }
+
+private:
+    void Step() {
+        switch (m_random.Below(14)) {
+        case 0:
+            m_hasCheck = m_source.EnableMD5_Check(0) != 0;
+            m_source.BeginMD5_Check(0);
+            break;
+        case 1:
+            m_source.StopMD5_Check(0);
+            break;
+        case 2:
+            m_source.BeginMD5_Check(0);
+            break;
+        case 3:
+            TakeDigest();
+            break;
+        case 4:
+            m_source.Seek(m_random.Below(kSmallSize), 1);
+            break;
+        case 5:
+            m_source.CanSeek();
+            break;
+        case 6:
+            EXPECT_EQ(m_source.GetFileSize(), kSmallSize);
+            break;
+        case 7:
+        case 8:
+            m_source.EnablePreRead(static_cast<int>(1 + m_random.Below(20'000)), 100);
+            break;
+        default:
+            m_buffer.resize(1 + m_random.Below(3000));
+            m_source.Read(m_buffer.data(), static_cast<uint32>(m_buffer.size()));
+        }
+    }
+    // That of a check can be taken once.
+    void TakeDigest() {
+        if (m_hasCheck) {
+            EXPECT_EQ(DigestOf(m_source), m_whole) << "seed " << m_seed;
+            m_hasCheck = false;
+            ++m_digests;
+        }
+    }
+
+    Random m_random;
+    const uint64 m_seed;
+    const Digest& m_whole;
+    CFtpSource m_source;
+    std::vector<uint8> m_buffer;
+    bool m_hasCheck = false;
+    int m_digests = 0;
+};
+
 } // namespace
+
+TEST(FtpSourceStressTest, DigestsThatAreTakenBesideTheReadAheadAreTheFiles) {
+    const uint64 seed = NumberFrom("VXC_FTP_STRESS_SEED", 1);
+    const auto end = std::chrono::steady_clock::now() +
+                     std::chrono::milliseconds(1000 * NumberFrom("VXC_FTP_STRESS_SECONDS", 2));
+    // The clock is moved by whoever waits for a reply that does not come; that must not end others' reads.
+    const SettingsScope settings({{L"FtpTimeOut", L"0xFFFFFFFF"}});
+    const NoLeakScope leaks(30'000);
+    TestClock clock;
+    clock.AutoAdvanceSleeps(true);
+    const std::string file = FtpScript::Pattern(kSmallSize);
+    const Digest whole = DigestOf(std::vector<uint8>(file.begin(), file.end()));
+    std::atomic<int> digests{0};
+    FtpWire wire(file);
+    std::vector<std::thread> users;
+    for (int i = 0; i < kThreads; ++i) {
+        users.emplace_back([&, i] {
+            for (uint64 n = 0; std::chrono::steady_clock::now() < end && !testing::Test::HasFailure(); ++n) {
+                DigestLife life(Random::Mix(seed, static_cast<uint64>(i), n), whole);
+                life.Run();
+                digests += life.Digests();
+            }
+        });
+    }
+    for (std::thread& user : users) {
+        user.join();
+    }
+    EXPECT_GT(digests, 3);
+    RecordProperty("digests", digests);
+}
 
 TEST(FtpSourceStressTest, WhateverTheServerDoesTheBytesAreTheFiles) {
     const uint64 seed = NumberFrom("VXC_FTP_STRESS_SEED", 1);
