@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <new>
+#include <utility>
 
 using namespace vxcio;
 
@@ -118,7 +119,11 @@ uint32 CFtpSource::OpenFile(const wchar_t* fileName, uint32 /*flagsAndAttributes
     uint32 timeOut = 0;
     ReadSetting(L"FtpTimeOut", &timeOut);
     m_nTimeOut = timeOut < kLeastTimeOut ? kDefaultTimeOut : timeOut;
-    m_pInner->m_strFileName = m_pInner->RemotePath(fileName);
+    CVXCString path = m_pInner->RemotePath(fileName);
+    if (path.IsEmpty() && fileName != nullptr && fileName[0] != 0) {
+        return VXC_STATUS_FTP_SEND; // memory lacked; a command without its name would be another one
+    }
+    m_pInner->m_strFileName = std::move(path);
     CSoftDataSource::SetPASVMode(1); // wherever the mode allows it
     m_pReceiver = FtpReceiver::Start();
     const uint32 status = m_pReceiver ? SetStartPos(0) : VXC_STATUS_OPEN_READ;
@@ -139,7 +144,7 @@ uint32 CFtpSource::SetStartPos(uint64 position) noexcept {
     if (position != 0) {
         CVXCString rest;
         rest.Format(L"REST %I64d", static_cast<int64>(position));
-        if (m_pInner->WriteStr(rest) == 0) {
+        if (rest.IsEmpty() || m_pInner->WriteStr(rest) == 0) { // empty: memory lacked
             return VXC_STATUS_FTP_SEND;
         }
         if (m_pInner->ReadStr(m_pInner->m_retmsg, kReplyTimeOut) == 0 || m_pInner->m_nReplyClass != 3) {

@@ -9,6 +9,7 @@ namespace vxcio::test {
 namespace {
 
 constexpr uint16 kFirstPort = 1000;
+constexpr int kSocketNotConnected = 10057;
 
 FtpWire* g_wire = nullptr; // changed while no other thread is in the table
 
@@ -91,6 +92,11 @@ void FtpWire::Finish() {
     const std::lock_guard lock(m_mutex);
     m_isOver = true;
     m_changed.notify_all();
+}
+
+std::vector<std::string> FtpWire::Lines() const {
+    const std::lock_guard lock(m_mutex);
+    return m_lines;
 }
 
 int FtpWire::Transfers() const {
@@ -177,7 +183,8 @@ bool FtpWire::IsStalled(const Link& link) const {
 }
 
 bool FtpWire::IsReadable(const Link& link) const {
-    return m_isOver || (link.isControl ? !link.said.empty() : link.hasBegun && !IsStalled(link));
+    return m_isOver || !link.isConnected ||
+           (link.isControl ? !link.said.empty() : link.hasBegun && !IsStalled(link));
 }
 
 int FtpWire::TakeData(Link& link, uint8* buffer, uint32 bytes) {
@@ -221,6 +228,7 @@ int FtpWire::Connect(SocketToken token, uint32 /*address*/, uint16 port) {
     }
     if (port == kPort) {
         link->isControl = true;
+        link->isConnected = true;
         wire.Say(*link, "220 wire");
         return 0;
     }
@@ -229,6 +237,7 @@ int FtpWire::Connect(SocketToken token, uint32 /*address*/, uint16 port) {
         return FailWith(10061);
     }
     found->second = token;
+    link->isConnected = true;
     for (auto& [controlToken, control] : wire.m_links) {
         if (control.isControl && control.dataPort == port) {
             wire.BeginTransfer(controlToken, control);
@@ -245,7 +254,15 @@ int FtpWire::Send(SocketToken token, const void* data, uint32 bytes) {
     if (link == nullptr) {
         return -1;
     }
-    wire.Answer(token, *link, std::string(static_cast<const char*>(data), bytes));
+    if (!link->isConnected) {
+        return FailWith(kSocketNotConnected);
+    }
+    std::string command(static_cast<const char*>(data), bytes);
+    wire.Answer(token, *link, command);
+    if (command.ends_with("\r\n")) {
+        command.resize(command.size() - 2);
+    }
+    wire.m_lines.push_back(std::move(command));
     wire.m_changed.notify_all();
     return static_cast<int>(bytes);
 }
@@ -256,6 +273,9 @@ int FtpWire::ReceiveNow(SocketToken token, void* buffer, uint32 bytes) {
     Link* const link = wire.Find(token);
     if (link == nullptr) {
         return -1;
+    }
+    if (!link->isConnected) {
+        return FailWith(kSocketNotConnected);
     }
     if (!wire.IsReadable(*link)) {
         return FailWith(kSocketWouldBlock);

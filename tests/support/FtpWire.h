@@ -16,6 +16,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace vxcio::test {
 
@@ -56,6 +57,8 @@ public:
     // From here on every transfer is over; wakes all.
     void Finish();
 
+    // All lines that its control connections were sent, in order.
+    std::vector<std::string> Lines() const;
     int Transfers() const;
     // Connected or not.
     int OpenSockets() const;
@@ -63,6 +66,7 @@ public:
 private:
     struct Link {
         bool isControl = false;
+        bool isConnected = false;
         // Control connection.
         std::string said; // not received yet
         uint64 restart = 0;
@@ -111,6 +115,7 @@ private:
     std::map<uint16, SocketToken> m_dataByPort;
     SocketToken m_last = 0;
     uint16 m_lastPort;
+    std::vector<std::string> m_lines;
     uint32 m_lossOneOf = 0;
     uint32 m_replies = 0;
     uint32 m_piece = 65536;

@@ -8,6 +8,7 @@
 #include "support/FtpScript.h"
 #include "support/FtpWire.h"
 #include "support/LeakChecks.h"
+#include "support/MemoryLack.h"
 #include "support/SettingsScope.h"
 #include "support/TestClock.h"
 
@@ -17,6 +18,7 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -68,6 +70,7 @@ void ReadHereAndThere(CSoftDataSource& source, const std::string& file, Outcome&
             ReadAndCompare(source, file, position, 5000, outcome);
         } else {
             outcome.isWhole = false;
+            return; // what a transfer delivers that did not begin well is nobody's promise
         }
     }
 }
@@ -90,6 +93,10 @@ void ReadWithDigest(CSoftDataSource& source, const std::string& file, Outcome& o
 Outcome RunOnce(const Scenario& scenario, const std::string& file) {
     Outcome outcome;
     const std::unique_ptr<CSoftDataSource> source(CSoftDataSource::Construct(IOWORKMODE_FTP));
+    if (!source) {
+        outcome.opened = VXC_STATUS_OPEN_READ;
+        return outcome;
+    }
     outcome.connected =
         static_cast<uint32>(source->Connect(FTPMODE_NORMAL, FtpWire::kHost, L"u", L"p", FtpWire::kPort, 0));
     outcome.opened = source->OpenFile(L"clip", 0, nullptr, 0);
@@ -106,6 +113,7 @@ struct SweepCase {
     Scenario scenario;
     bool onThisThread;
     bool afterEffect;
+    bool hasDigest;
 };
 
 class FtpSourceSweepTest : public ::testing::TestWithParam<SweepCase> {
@@ -126,6 +134,8 @@ TEST_P(FtpSourceSweepTest, WhateverFailsTheBytesAreTheFiles) {
     const Outcome clean = RunOnce(GetParam().scenario, File());
     ASSERT_EQ(clean.opened, VXC_STATUS_OK);
     ASSERT_TRUE(clean.isWhole && clean.isRight);
+    ASSERT_EQ(clean.digest,
+              GetParam().hasDigest ? DigestOf(std::vector<uint8>(File().begin(), File().end())) : Digest());
     for (int n = 1;; ++n) {
         const NoLeakScope leaks;
         FaultPlan plan;
@@ -166,7 +176,7 @@ std::vector<SweepCase> Cases() {
     const Scenario scenarios[] = {ReadInOrder, ReadInOrderAhead, ReadHereAndThere, ReadWithDigest};
     for (std::size_t i = 0; i < std::size(scenarios); ++i) {
         for (std::size_t k = 0; k < 4; ++k) {
-            cases.push_back({kNames[i][k], scenarios[i], k < 2, k % 2 == 1});
+            cases.push_back({kNames[i][k], scenarios[i], k < 2, k % 2 == 1, i == 3});
         }
     }
     return cases;
@@ -178,3 +188,49 @@ INSTANTIATE_TEST_SUITE_P(Faults, FtpSourceSweepTest, ::testing::ValuesIn(Cases()
                          [](const ::testing::TestParamInfo<SweepCase>& entry) {
                              return std::string(entry.param.name);
                          });
+
+TEST(FtpSourceMemorySweepTest, WhereMemoryLacksNothingElseIsAskedForThanWhatWasMeant) {
+    constexpr int kMostRuns = 2000;
+    static const std::set<uint32> kStatuses = {
+        VXC_STATUS_OK,          VXC_STATUS_OPEN_READ, VXC_STATUS_FTP_SOCKET,  VXC_STATUS_FTP_SEND,
+        VXC_STATUS_FTP_CONNECT, VXC_STATUS_FTP_REPLY, VXC_STATUS_FTP_TYPE,    VXC_STATUS_FTP_USER,
+        VXC_STATUS_FTP_PORT,    VXC_STATUS_FTP_RETR,  VXC_STATUS_FTP_PASSWORD};
+    const std::string file = FtpScript::Pattern(kSize);
+    const SettingsScope settings;
+    TestClock clock;
+    clock.AutoAdvanceSleeps(true);
+    std::set<std::string> lines;
+    {
+        FtpWire wire(file);
+        const Outcome clean = RunOnce(ReadHereAndThere, file);
+        ASSERT_TRUE(clean.opened == VXC_STATUS_OK && clean.isRight && clean.isWhole);
+        for (const std::string& line : wire.Lines()) {
+            lines.insert(line);
+        }
+    }
+    for (int nth = 1; nth < kMostRuns; ++nth) {
+        FtpWire wire(file);
+        bool came = false;
+        Outcome outcome;
+        {
+            const MemoryLack lack(nth);
+            outcome = RunOnce(ReadHereAndThere, file);
+            came = lack.Came();
+        }
+        ASSERT_TRUE(kStatuses.count(outcome.connected) != 0) << outcome.connected << ", allocation " << nth;
+        ASSERT_TRUE(kStatuses.count(outcome.opened) != 0) << outcome.opened << ", allocation " << nth;
+        ASSERT_TRUE(outcome.isRight) << "allocation " << nth;
+        for (const std::string& line : wire.Lines()) {
+            // Of the logon a part may be missing, which servers refuse; never of a file or a position.
+            const std::string verb = line.substr(0, 5);
+            const bool isOwn = verb == "USER " || verb == "PASS " || line == "REIN";
+            ASSERT_TRUE(isOwn || lines.count(line) != 0) << '"' << line << "\", allocation " << nth;
+        }
+        if (!came) {
+            ASSERT_TRUE(outcome.opened == VXC_STATUS_OK && outcome.isWhole);
+            ASSERT_GT(nth, 60);
+            return;
+        }
+    }
+    FAIL() << "it never ran clean";
+}
