@@ -153,6 +153,22 @@ TEST_F(FtpSourceFaultsTest, AMoveOnThroughSilenceEndsWhereTheDataEnded) {
     ftp.Finish();
 }
 
+TEST_F(FtpSourceFaultsTest, AReadWithoutATimeOutOutlastsAnySilence) {
+    settings.Set(L"FtpTimeOut", L"0xFFFFFFFF");
+    Transfer("100").UntilTold().DSend("at last");
+    Connect();
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    std::string got;
+    std::thread reader([&] { got = Read(7); });
+    EXPECT_TRUE(ftp.WaitUntilReceiverWaits());
+    EXPECT_EQ(ftp.Clock().Advance(uint64{0x100000000} * 1000), 0); // nobody waits for a time
+    EXPECT_EQ(ftp.Clock().Sleepers(), 0);
+    ftp.GoOn();
+    reader.join();
+    EXPECT_EQ(got, "at last");
+    ftp.Finish();
+}
+
 // ---- Errors -------------------------------------------------------------------------------------------
 
 TEST_F(FtpSourceFaultsTest, AResetDropsWhatCameInThisReadAndEndsTheTransfer) {
@@ -321,5 +337,32 @@ TEST_F(FtpSourceFaultsTest, AFarSeekOnADeadSourceBeginsATransferThatNobodyReads)
     EXPECT_EQ(Read(10), "");
     EXPECT_EQ(source->CloseFile(), 0U);
     EXPECT_EQ(ftp.Spent(), 0);
+    ftp.Finish();
+}
+
+// The thread that hangs wakes while the new transfer is read: each has a socket and a buffer of its own.
+TEST_F(FtpSourceFaultsTest, LateBytesOfAnAbandonedTransferDoNotMixWithTheNextOne) {
+    Transfer("100").Expect("TYPE I").Say("200").Expect("PASV").Listen().SayPort("227 (@)");
+    ftp.Expect("SIZE f").Say("213 9").Expect("RETR f").Say("150 here").UntilTold();
+    // The new connection is taken when the late bytes are out.
+    ftp.DSend(std::string(100, 'X')).DExpectNothing().AcceptData().DSend("new bytes").DFin();
+    Connect();
+    const int threads = ThreadCount();
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    std::vector<uint8> old(50, '~');
+    EXPECT_EQ(ReadInVain(old.data(), 50), 0);
+    EXPECT_EQ(Open(), VXC_STATUS_OK);
+    EXPECT_EQ(ThreadCount(), threads + 2);
+    std::string got;
+    std::thread reader([&] { got = Read(9); });
+    EXPECT_TRUE(ftp.Clock().WaitForSleepers(1));
+    ftp.GoOn();
+    reader.join();
+    EXPECT_EQ(got, "new bytes");
+    AwaitThreads(threads + 1); // the old one has met its late bytes and is gone
+    EXPECT_EQ(std::string(old.begin(), old.end()), std::string(50, '~'));
+    EXPECT_EQ(Read(1), "");
+    EXPECT_NE(Inner().m_DataChannel, nullptr);
+    EXPECT_EQ(ftp.Spent(), kTimeOut);
     ftp.Finish();
 }

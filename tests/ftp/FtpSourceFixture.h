@@ -47,12 +47,14 @@ inline LogLine Trace(const wchar_t* text) {
     return {INFOTYPE_TRACE, kModuleName, text};
 }
 
-// The script begins behind a logon as "u" with "p".
+// The script begins with a logon, as "u" with "p" where a test names nobody else.
 class FtpSourceFixture : public ::testing::Test {
 protected:
     using Inspector = FtpSourceInspector;
 
-    FtpSourceFixture() { ftp.Logon("u", "p"); }
+    explicit FtpSourceFixture(const char* user = "u", const char* password = "p") {
+        ftp.Logon(user, password);
+    }
 
     void Connect(FTPMODE mode = FTPMODE_NORMAL) {
         ftp.Start();

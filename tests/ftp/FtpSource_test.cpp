@@ -379,7 +379,7 @@ TEST_F(FtpSourceTest, WithoutAThreadNoTransferIsBegun) {
     }
 }
 
-TEST_F(FtpSourceTest, TheReceiveThreadIsMadeSuspendedWithThreeEvents) {
+TEST_F(FtpSourceTest, TheReceiveThreadHasThreeEventsAndIsLetRunOnce) {
     Transfer("5");
     Connect();
     FaultPlan plan;
