@@ -172,6 +172,32 @@ TEST_F(FtpManagementTest, SilenceAfterTheFirstCommandCostsFifteenSecondsAndTheSe
     EXPECT_EQ(ftp.Spent(), 15000);
 }
 
+TEST_F(FtpManagementTest, AServerThatEndsTheSessionAtTheFirstCommandIsNotWaitedFor) {
+    ftp.Expect("RNFR /a").Say("421 good bye").Quiet();
+    Connect();
+    EXPECT_EQ(io.RenameFile(L"/a", L"/b"), 0);
+    EXPECT_EQ(ftp.Spent(), 0);
+    EXPECT_THAT(Asked(), ElementsAre("RNFR /a"));
+    EXPECT_EQ(inner.Info(), L"421 Connection timed out - closing! \n");
+}
+
+TEST_F(FtpManagementTest, AServerThatHasClosedAtTheFirstCommandLooksSilent) {
+    ftp.Expect("RNFR /a").Fin();
+    Connect();
+    EXPECT_EQ(io.RenameFile(L"/a", L"/b"), 0);
+    EXPECT_EQ(ftp.Spent(), 15000);
+    EXPECT_THAT(Asked(), ElementsAre("RNFR /a"));
+}
+
+TEST_F(FtpManagementTest, AFileThatTheServerDoesNotFindIsNotThere) {
+    ftp.Expect("RNFR /a").Say("550 no such file").Quiet();
+    Connect();
+    EXPECT_EQ(io.IsFileExist(L"/a"), 0);
+    EXPECT_EQ(ftp.Spent(), 0);
+    EXPECT_THAT(Asked(), ElementsAre("RNFR /a"));
+    EXPECT_EQ(inner.Info(), L"550 no such file");
+}
+
 TEST_F(FtpManagementTest, AFirstCommandThatCannotBeSentEndsTheRename) {
     ftp.Quiet();
     Connect();

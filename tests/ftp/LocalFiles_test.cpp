@@ -108,13 +108,6 @@ TEST_F(LocalFilesTest, AFailedDeleteTellsTheSystemsReasonToTheLogAlone) {
     EXPECT_EQ(inner.Info(), L"before");
 }
 
-TEST_F(LocalFilesTest, AReasonIsNoFormat) {
-    LogCapture log;
-    const std::wstring name = folder.Wide("100%s%n%d");
-    EXPECT_EQ(io.DeleteFile1(name.c_str()), 0);
-    EXPECT_EQ(log.Lines().size(), 1U);
-}
-
 TEST_F(LocalFilesTest, AFolderIsNoFileToDelete) {
     std::filesystem::create_directory(folder.Path() / "sub");
     EXPECT_EQ(io.DeleteFile1(folder.Wide("sub").c_str()), 0);
