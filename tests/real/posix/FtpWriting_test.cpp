@@ -1,15 +1,14 @@
 // The FTP sink against real servers.
 #include "real/posix/FtpMatrix.h"
+#include "real/posix/OwnConnections.h"
 
 #include "frame/Status.h"
 #include "support/LogCapture.h"
 
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <filesystem>
 #include <future>
-#include <thread>
 
 using namespace vxcio;
 using namespace vxcio::test;
@@ -128,14 +127,14 @@ TEST_P(FtpWritingTest, AServerThatStandsStillHoldsTheWriteUntilItGoesOn) {
     server.Stop();
     // Far more than the system keeps for the two of them.
     const std::string content = ContentOf(24'000'000, 9);
-    std::atomic<bool> hasBegun = false;
+    std::promise<pid_t> writer;
     auto writing = std::async(std::launch::async, [&] {
-        hasBegun = true;
+        writer.set_value(OwnThread());
         return Write(*sink, content);
     });
-    while (!hasBegun) {
-        std::this_thread::yield();
-    }
+    // The system has taken all that it keeps, and the rest waits.
+    EXPECT_TRUE(
+        WaitUntilAtRest(writer.get_future().get(), [](const KeptBytes& kept) { return kept.toServers > 0; }));
     EXPECT_NE(writing.wait_for(std::chrono::seconds(0)), std::future_status::ready);
     server.Continue();
     EXPECT_EQ(writing.get(), static_cast<int>(content.size()));
