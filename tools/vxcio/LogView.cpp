@@ -1,6 +1,7 @@
 #include "LogView.h"
 
 #include "Console.h"
+#include "FtpTalk.h"
 #include "Text.h"
 
 #include "sysu/HostControl.h"
@@ -99,13 +100,14 @@ std::string LogView::WithoutSecrets(std::string text) const {
 }
 
 // A line of a reply is logged as it came, its end behind it.
-void LogView::TakeReply(const std::string& text) {
+bool LogView::TakeReply(const std::string& text) {
     const auto isDigit = [&text](std::size_t i) { return text[i] >= '0' && text[i] <= '9'; };
     if (text.size() < 4 || !isDigit(0) || !isDigit(1) || !isDigit(2) || (text[3] != ' ' && text[3] != '-')) {
-        return;
+        return false;
     }
     const std::string words = text.substr(4, text.find_last_not_of("\r\n ") - 3);
     m_strReply = text.substr(0, 4) + WithoutSecrets(text.size() > 4 ? words : std::string());
+    return true;
 }
 
 LogView::~LogView() {
@@ -149,7 +151,11 @@ void LogView::Take(INFOTYPE level, const std::string& module, const std::string&
     const std::lock_guard lock(m_Mutex);
     const std::string text = WithoutSecrets(raw);
     if (m_bServers) {
-        TakeReply(raw);
+        if (TakeReply(raw)) {
+            FtpTalk::HearReply(m_strReply);
+        } else {
+            FtpTalk::HearOther(raw);
+        }
         if (raw.starts_with(kDataLost)) {
             m_strFailure = text;
         } else if (raw.starts_with(kListingEnd)) {

@@ -64,7 +64,7 @@ private:
     void WriteLine(const std::string& line);
     void GiveUpFile(int error);
     void Register();
-    void TakeReply(const std::string& text);
+    bool TakeReply(const std::string& text);
     std::string WithoutSecrets(std::string text) const;
 
     const bool m_bOnError;
