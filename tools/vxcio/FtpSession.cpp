@@ -125,7 +125,8 @@ void FtpSession::Leave(std::function<void(CSoftDataIO&)> farewell) {
     if (!io) {
         return;
     }
-    if (!m_bGood || m_Thread.IsLost()) {
+    // What is still under way has a moment as well.
+    if (!m_bGood || !m_Thread.Wait(kFarewell)) {
         Keep(std::move(io));
         return;
     }

@@ -59,13 +59,17 @@ void TimedThread::Loop(const std::shared_ptr<State>& state) {
     }
 }
 
-void TimedThread::Begin(std::function<void()> work) {
+bool TimedThread::Begin(std::function<void()> work) {
     {
         const std::lock_guard lock(m_pState->mutex);
+        if (m_bLost || m_pState->busy) {
+            return false;
+        }
         m_pState->work = std::move(work);
         m_pState->busy = true;
     }
     m_pState->changed.notify_all();
+    return true;
 }
 
 bool TimedThread::Wait(std::chrono::milliseconds limit) {
@@ -88,11 +92,7 @@ bool TimedThread::Wait(std::chrono::milliseconds limit) {
 }
 
 bool TimedThread::Do(std::chrono::milliseconds limit, std::function<void()> work) {
-    if (m_bLost) {
-        return false;
-    }
-    Begin(std::move(work));
-    return Wait(limit);
+    return Begin(std::move(work)) && Wait(limit);
 }
 
 } // namespace vxcio::tool

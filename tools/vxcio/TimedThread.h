@@ -19,11 +19,12 @@ public:
     TimedThread(const TimedThread&) = delete;
     TimedThread& operator=(const TimedThread&) = delete;
 
-    // False where the work did not end in time, or earlier work stands still. What it throws comes through.
+    // False where the work did not end in time, or was not begun. What it throws comes through.
     bool Do(std::chrono::milliseconds limit, std::function<void()> work);
 
-    // Begins work without waiting for its end; what was begun before must have ended.
-    void Begin(std::function<void()> work);
+    // Begins work without waiting for its end. False, and nothing is begun, while earlier work is under way
+    // or where some was left behind.
+    bool Begin(std::function<void()> work);
     // Waits for it, until the limit passes or the tool is asked to stop: true where there is none left. What
     // it threw comes through.
     bool Wait(std::chrono::milliseconds limit);
