@@ -98,6 +98,54 @@ TEST_F(ToolFtpTroubleTest, LinesThatNobodyUnderstandsAreCounted) {
     EXPECT_THAT(outcome.error, HasSubstr("2 lines of the listing"));
 }
 
+// What came is no listing of the folder, and a name that it does not show is not free for that.
+TEST_F(ToolFtpTroubleTest, AListingThatBreaksOffIsNone) {
+    const OddFtpServer server(
+        {.files = {{"a", "1"}, {"to", "as before"}, {"to.vxcio-part", "somebody's"}}, .listsMost = 100});
+    const Outcome listed = Run({"ls", server.Url("")});
+    EXPECT_EQ(listed.exitCode, 1);
+    EXPECT_EQ(listed.out, "");
+    EXPECT_THAT(listed.error, HasSubstr("the listing broke off"));
+    const std::map<std::string, std::string> before = server.Files();
+    m_Folder.Write("from", "new");
+    for (const char* const name : {"to", ""}) {
+        const Outcome copied = Run({"copy", "from", server.Url(name)});
+        EXPECT_EQ(copied.exitCode, 4);
+        EXPECT_THAT(copied.error, HasSubstr("the listing broke off")) << name;
+    }
+    EXPECT_THAT(server.Commands(), Not(testing::Contains(testing::StartsWith("STOR"))));
+    EXPECT_EQ(server.Files(), before);
+}
+
+TEST_F(ToolFtpTroubleTest, WhetherANameIsThereIsNotToldWhereTheServerDoesNotTellIt) {
+    const std::map<std::string, std::string> files = {{"clip", "1"}};
+    const auto ask = [&](const OddFtpServer::Ways& ways, const std::vector<std::string>& words,
+                         const std::string& name, const char* reason) {
+        const OddFtpServer server(ways);
+        std::vector<std::string> all = {"exists", server.Url(name)};
+        all.insert(all.end(), words.begin(), words.end());
+        const Outcome outcome = Run(all);
+        EXPECT_EQ(outcome.exitCode, 1) << reason;
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_THAT(outcome.error, AllOf(HasSubstr(server.Shown(name)), HasSubstr(reason)));
+    };
+    ask({.files = files, .replies = {{"PORT", "500 never"}}}, {"--active"}, "clip", "500 never");
+    ask({.files = files, .replies = {{"LIST", "425 no"}, {"RETR", "425 no"}}}, {}, "clip", "425 no");
+    ask({.files = files, .replies = {{"LIST", "425 no"}, {"RETR", ""}}}, {"--time-out", "1000"}, "clip",
+        "does not answer within 1000 ms");
+    ask({.replies = {{"CWD", "450 not now"}}}, {}, "nothing", "450 not now");
+    ask({.replies = {{"CWD", ""}}}, {"--time-out", "1000"}, "nothing", "does not answer within 1000 ms");
+}
+
+TEST_F(ToolFtpTroubleTest, ANameIsThereOrNotWhereverItsFolderCannotBeListed) {
+    const OddFtpServer server({.files = {{"clip", "1"}}, .replies = {{"LIST", "425 no"}}});
+    const Outcome outcome =
+        Run({"exists", server.Url("clip"), server.Url("nowhere"), server.Url("elsewhere")});
+    EXPECT_EQ(outcome.exitCode, 3) << outcome.error;
+    EXPECT_EQ(outcome.out, server.Shown("clip") + ": yes\n" + server.Shown("nowhere") + ": no\n" +
+                               server.Shown("elsewhere") + ": yes, a folder\n");
+}
+
 TEST_F(ToolFtpTroubleTest, AServerThatCannotBeginWithinAFileIsTold) {
     const OddFtpServer server({.files = {{"clip", Text(9'000'000)}}, .replies = {{"REST", "502 never"}}});
     const Outcome outcome = Run({"cat", "--offset", "8000000", server.Url("clip")});

@@ -90,7 +90,8 @@ void AddFileVerbs(CLI::App& app, Options& options, const char* footer) {
         app, options, footer, "exists", Verb::Exists,
         "Tell whether names are there; exit code 3 where one is not",
         "On a server a name is there if its folder lists it, if it can be entered as a folder, or opened "
-        "as a\nfile. Nothing is changed or renamed for it. Exit code 1: it cannot be told.\n")
+        "as a\nfile. Nothing is changed or renamed for it. Exit code 3 where the server refuses "
+        "both, 1 where it\ncannot be told.\n")
         ->add_flag("--json", options.json, "Print one JSON array, an object for each name");
     AddFileVerb(app, options, footer, "rm", Verb::Remove, "Remove files, each for good",
                 "What cannot be removed is told, and the others are removed all the same.\n");

@@ -2,6 +2,7 @@
 
 #include "FtpReading.h"
 #include "FtpSession.h"
+#include "FtpTalk.h"
 #include "Terminal.h"
 #include "Text.h"
 
@@ -21,6 +22,15 @@ struct Batch {
     std::vector<FtpEntry> entries;
     uint64 strangeLines = 0;
     bool ended = false;
+    bool isCut = false;
+};
+
+struct Opening {
+    bool isOpen = false;
+    std::string entering; // the reply to the wish to enter the folder; empty where none came
+    std::string words;    // why it is not open
+
+    bool IsNoFolder() const { return entering.starts_with('5'); }
 };
 
 FtpEntry EntryOf(const WIN32_FIND_DATAW& record) {
@@ -36,6 +46,8 @@ FtpEntry EntryOf(const WIN32_FIND_DATAW& record) {
 // that two calls in a row which hear it are the end.
 Batch TakeBatch(CSoftDataIO& io, const std::atomic<unsigned>& listingEnds) {
     Batch batch;
+    FtpTalk talk;
+    const FtpTalk::Hearing hearing(talk);
     bool heardBefore = false;
     for (int i = 0; i < kAtOnce; ++i) {
         WIN32_FIND_DATAW record;
@@ -56,12 +68,25 @@ Batch TakeBatch(CSoftDataIO& io, const std::atomic<unsigned>& listingEnds) {
             }
         }
     }
+    batch.isCut = talk.IsCut();
     return batch;
 }
 
 std::string FolderOrDot(const std::string& path) {
     const std::size_t last = path.find_last_not_of('/');
     return path.empty() ? "." : last == std::string::npos ? "/" : path.substr(0, last + 1);
+}
+
+std::optional<Opening> BeginListing(FtpSession& session, const std::string& path) {
+    return session.Ask<Opening>([path = Widen(FolderOrDot(path))](CSoftDataIO& io) {
+        FtpTalk talk;
+        const FtpTalk::Hearing hearing(talk);
+        Opening opening;
+        opening.isOpen = io.SetFindPath(path.c_str()) != 0;
+        opening.entering = talk.ReplyTo("CWD");
+        opening.words = talk.Words();
+        return opening;
+    });
 }
 
 } // namespace
@@ -73,16 +98,18 @@ const FtpEntry* FtpFolder::Find(const std::string& name) const {
 }
 
 std::optional<FtpFolder> ListFtp(const FtpName& folder, const Options& options, LogView& log,
-                                 std::string& reason) {
+                                 std::string& reason, bool* isNoFolder) {
     const std::unique_ptr<FtpSession> session =
         FtpSession::Open<CSoftDataSource>(folder, options, log, reason);
     if (!session) {
         return std::nullopt;
     }
-    const std::optional<int> isOpen = session->Ask<int>(
-        [path = Widen(FolderOrDot(folder.path))](CSoftDataIO& io) { return io.SetFindPath(path.c_str()); });
-    if (!isOpen || *isOpen == 0) {
-        reason = isOpen ? session->Words("it cannot be listed") : session->NoAnswer();
+    const std::optional<Opening> opening = BeginListing(*session, folder.path);
+    if (!opening || !opening->isOpen) {
+        reason = opening ? opening->words : session->NoAnswer();
+        if (isNoFolder != nullptr) {
+            *isNoFolder = opening && opening->IsNoFolder();
+        }
         return std::nullopt;
     }
     FtpFolder found;
@@ -96,6 +123,10 @@ std::optional<FtpFolder> ListFtp(const FtpName& folder, const Options& options, 
             session->Ask<Batch>([ends = log.ListingEnds()](CSoftDataIO& io) { return TakeBatch(io, *ends); });
         if (!batch) {
             reason = session->NoAnswer();
+            return std::nullopt;
+        }
+        if (batch->isCut) {
+            reason = "the listing broke off";
             return std::nullopt;
         }
         found.entries.insert(found.entries.end(), std::make_move_iterator(batch->entries.begin()),
@@ -131,18 +162,27 @@ FtpFacts LookAtFtp(const FtpName& name, const Options& options, LogView& log) {
         return facts;
     }
     const std::string path = name.path.starts_with('/') && plain.path.empty() ? "/" : plain.path;
-    const std::optional<int> isFolder = session->Ask<int>(
-        [path = Widen(FolderOrDot(path))](CSoftDataIO& io) { return io.SetFindPath(path.c_str()); });
-    if (!isFolder) {
-        facts.reason = session->NoAnswer();
-        return facts;
-    }
-    if (*isFolder != 0) {
+    const std::optional<Opening> opening = BeginListing(*session, path);
+    if (opening && opening->entering.starts_with('2')) {
         facts.kind = FtpKind::Folder;
         return facts;
     }
-    const bool canBeFile = !plain.path.empty() && !name.path.ends_with('/');
-    facts.kind = canBeFile && FtpSizeOf(plain, options, log, reason) ? FtpKind::File : FtpKind::Missing;
+    if (!opening || opening->entering.empty()) {
+        facts.reason = opening ? opening->words : session->NoAnswer();
+        return facts;
+    }
+    facts.reason = opening->words;
+    bool isMissing = true;
+    if (!plain.path.empty() && !name.path.ends_with('/')) {
+        if (FtpSizeOf(plain, options, log, reason, &isMissing)) {
+            facts.kind = FtpKind::File;
+        } else if (!isMissing) {
+            facts.reason = reason;
+        }
+    }
+    if (facts.kind == FtpKind::Unknown && isMissing && opening->IsNoFolder()) {
+        facts.kind = FtpKind::Missing;
+    }
     return facts;
 }
 

@@ -28,9 +28,9 @@ struct FtpFolder {
 };
 
 // The entries of a folder, on a session of its own. Links are none of them. Nothing with a reason where it
-// cannot be listed.
+// cannot be listed to its end; `isNoFolder`: the server has said that there is none that can be entered.
 std::optional<FtpFolder> ListFtp(const FtpName& folder, const Options& options, LogView& log,
-                                 std::string& reason);
+                                 std::string& reason, bool* isNoFolder = nullptr);
 
 enum class FtpKind { Missing, File, Folder, Unknown };
 
@@ -41,7 +41,8 @@ struct FtpFacts {
 };
 
 // What a name leads to: an entry of its folder, else a folder that can be entered, else, as a link may lead
-// to it, a file that can be opened. Unknown where no server can be asked.
+// to it, a file that can be opened. Missing only where the server has refused both for good; Unknown where it
+// cannot be asked or says nothing that tells.
 FtpFacts LookAtFtp(const FtpName& name, const Options& options, LogView& log);
 
 } // namespace vxcio::tool

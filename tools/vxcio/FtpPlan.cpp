@@ -69,11 +69,15 @@ private:
     bool FindFolder(std::size_t files) {
         std::string reason;
         const bool isNamed = m_To.path.empty() || m_To.path.ends_with('/');
-        std::optional<FtpFolder> folder = ListFtp(m_To, m_Options, m_Log, reason);
+        bool isNoFolder = false;
+        std::optional<FtpFolder> folder = ListFtp(m_To, m_Options, m_Log, reason, &isNoFolder);
         m_bIsFolder = folder.has_value();
         if (!m_bIsFolder) {
             if (files > 1 || isNamed) {
                 return Refuse("it is no folder that can be listed: " + reason);
+            }
+            if (!isNoFolder) {
+                return Refuse("whether it is a folder cannot be told: " + reason);
             }
             folder = ListFtp(m_To.At(m_To.FolderPath()), m_Options, m_Log, reason);
             if (!folder) {

@@ -1,6 +1,7 @@
 #include "FtpReading.h"
 
 #include "Console.h"
+#include "FtpTalk.h"
 #include "Text.h"
 
 #include "frame/Status.h"
@@ -18,7 +19,13 @@ constexpr uint64 kNear = 4u << 20;
 struct Opened {
     uint32 status = 0;
     uint64 size = 0;
+    FtpTalk talk;
 };
+
+bool SaysMissing(const Opened& opened) {
+    const std::string reply = opened.talk.ReplyTo("RETR");
+    return opened.status == VXC_STATUS_FTP_RETR && (reply.starts_with("550") || reply.starts_with("553"));
+}
 
 // The library goes by the low 32 bits of a distance: one of just over 4 GiB would count as a few bytes. So a
 // place is made between, from which the distance is a long one.
@@ -36,13 +43,16 @@ bool SeekFrom0(CSoftDataSource& source, uint64 position) {
 } // namespace
 
 std::unique_ptr<FtpReading> FtpReading::Open(const FtpName& name, const Options& options, LogView& log,
-                                             std::string& reason) {
+                                             std::string& reason, bool* isMissing) {
     if (name.path.empty() || name.path.ends_with('/')) {
         reason = "it names a folder";
         return nullptr;
     }
     std::unique_ptr<FtpReading> reading(new FtpReading(name, options, log));
     reason = reading->Begin();
+    if (isMissing != nullptr) {
+        *isMissing = reading->m_bMissing;
+    }
     return reason.empty() ? std::move(reading) : nullptr;
 }
 
@@ -58,12 +68,14 @@ std::string FtpReading::Begin() {
         m_pSession->Ask<Opened>([path = Widen(m_Name.path)](CSoftDataIO& io) {
             auto& source = static_cast<CSoftDataSource&>(io);
             Opened result;
+            const FtpTalk::Hearing hearing(result.talk);
             result.status = source.OpenFile(path.c_str(), 0, nullptr, 0);
             result.size = source.GetFileSize();
             return result;
         });
     if (!opened || opened->status != VXC_STATUS_OK) {
         reason = opened ? FtpStatusWords(opened->status, m_Log.LastReply()) : m_pSession->NoAnswer();
+        m_bMissing = opened && SaysMissing(*opened);
         Close();
         return reason;
     }
@@ -173,10 +185,10 @@ void FtpReading::Restart(uint64 position) {
 }
 
 std::optional<uint64> FtpSizeOf(const FtpName& name, const Options& options, LogView& log,
-                                std::string& reason) {
+                                std::string& reason, bool* isMissing) {
     Options plain = options;
     plain.preRead.reset();
-    const std::unique_ptr<FtpReading> reading = FtpReading::Open(name, plain, log, reason);
+    const std::unique_ptr<FtpReading> reading = FtpReading::Open(name, plain, log, reason, isMissing);
     return reading ? std::optional<uint64>(reading->Size()) : std::nullopt;
 }
 

@@ -13,9 +13,9 @@ namespace vxcio::tool {
 // limit of the session.
 class FtpReading final : public Reading {
 public:
-    // Null with a reason.
+    // Null with a reason. `isMissing`: the server has said that there is no such file.
     static std::unique_ptr<FtpReading> Open(const FtpName& name, const Options& options, LogView& log,
-                                            std::string& reason);
+                                            std::string& reason, bool* isMissing = nullptr);
     ~FtpReading() override;
     FtpReading(const FtpReading&) = delete;
     FtpReading& operator=(const FtpReading&) = delete;
@@ -46,12 +46,13 @@ private:
     uint64 m_qwPosition = 0;
     bool m_bTouched = false; // bytes were read since the transfer began
     bool m_bPreRead = false;
+    bool m_bMissing = false;
     std::string m_strFailure;
 };
 
 // The exact size of a file on a server, as it tells it; 0 as well where it does not. Nothing with a reason
-// where the file cannot be opened.
+// where the file cannot be opened, `isMissing` where the server has said that there is none.
 std::optional<uint64> FtpSizeOf(const FtpName& name, const Options& options, LogView& log,
-                                std::string& reason);
+                                std::string& reason, bool* isMissing = nullptr);
 
 } // namespace vxcio::tool
