@@ -94,9 +94,12 @@ private:
         m_Report.Begin(m_Job, "copy", m_pStream->Size());
         try {
             end = ReadThrough(
-                readable, ReadJob{0, std::nullopt, m_Options.block}, m_Log, m_Report.Bar(), m_Job.target,
+                readable, ReadJob{0, std::nullopt, Block()}, m_Log, m_Report.Bar(), m_Job.target,
                 [this](const uint8* data, uint32 bytes) { Take(data, bytes); }, m_Facts.bytes, reason);
         } catch (const TargetLost&) {
+            if (IsCutShort()) {
+                return FailInterrupted();
+            }
             reason = m_pTarget->WriteFailure();
             return FailTarget(reason.empty() ? "the library could not write it" : reason);
         }
@@ -115,6 +118,12 @@ private:
         return std::nullopt;
     }
 
+    // The wish to stop ends a wait for a server, which is no failure of it.
+    bool IsCutShort() const { return m_Job.ftp && InterruptWanted(); }
+
+    // A sink for files has blocks of its own; to a server each goes out as it was read.
+    uint32 Block() const { return m_Job.ftp ? m_Options.targetBlock : m_Options.block; }
+
     void Take(const uint8* data, uint32 bytes) {
         if (!m_pTarget->Write(data, bytes)) {
             throw TargetLost{};
@@ -131,7 +140,7 @@ private:
         }
         std::string reason = m_pTarget->Finish();
         if (!reason.empty()) {
-            return FailTarget(reason);
+            return IsCutShort() ? FailInterrupted() : FailTarget(reason);
         }
         if (m_Facts.digest.empty()) {
             return Fail(kExitFailed, Source() + ": the library gave no digest");

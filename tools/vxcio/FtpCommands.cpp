@@ -6,6 +6,11 @@ namespace vxcio::tool {
 
 namespace {
 
+struct Answer {
+    int done = 0;
+    FtpTalk talk;
+};
+
 std::wstring WidePath(const FtpName& name) {
     const std::size_t last = name.path.find_last_not_of('/');
     return Widen(last == std::string::npos ? name.path : name.path.substr(0, last + 1));
@@ -13,7 +18,7 @@ std::wstring WidePath(const FtpName& name) {
 
 } // namespace
 
-std::string FtpCommands::Do(const FtpName& name, std::function<int(CSoftDataIO&)> command) {
+std::string FtpCommands::Do(const FtpName& name, std::function<int(CSoftDataIO&)> command, FtpTalk* talk) {
     std::string reason;
     if (!m_pSession || !m_pSession->Name().IsSameServer(name)) {
         m_pSession = FtpSession::Open<CSoftDataSource>(name, m_Options, m_Log, reason);
@@ -21,15 +26,23 @@ std::string FtpCommands::Do(const FtpName& name, std::function<int(CSoftDataIO&)
     if (!m_pSession) {
         return reason;
     }
-    m_Log.ClearReply();
-    const std::optional<int> done = m_pSession->Ask<int>(std::move(command));
-    if (done && *done != 0) {
+    std::optional<Answer> answer = m_pSession->Ask<Answer>([command = std::move(command)](CSoftDataIO& io) {
+        Answer heard;
+        const FtpTalk::Hearing hearing(heard.talk);
+        heard.done = command(io);
+        return heard;
+    });
+    if (answer && answer->done != 0) {
         return {};
     }
-    reason = done ? m_pSession->Words("the server does not answer") : m_pSession->NoAnswer();
-    if (m_Log.LastReply().empty() || m_Log.LastReply().starts_with("421")) {
+    reason = answer ? answer->talk.Words() : m_pSession->NoAnswer();
+    // An answer that is still to come would be taken for that to the next command.
+    if (!answer || !IsRefusal(answer->talk.LastReply())) {
         m_pSession->GiveUp();
         m_pSession.reset();
+    }
+    if (answer && talk != nullptr) {
+        *talk = std::move(answer->talk);
     }
     return reason;
 }
@@ -38,10 +51,18 @@ std::string FtpCommands::Delete(const FtpName& name) {
     return Do(name, [path = WidePath(name)](CSoftDataIO& io) { return io.DeleteFile1(path.c_str()); });
 }
 
-std::string FtpCommands::Rename(const FtpName& from, const FtpName& to) {
-    return Do(from, [path = WidePath(from), other = WidePath(to)](CSoftDataIO& io) {
-        return io.RenameFile(path.c_str(), other.c_str());
-    });
+std::string FtpCommands::Rename(const FtpName& from, const FtpName& to, bool* isTargetRefused) {
+    FtpTalk talk;
+    std::string reason = Do(
+        from,
+        [path = WidePath(from), other = WidePath(to)](CSoftDataIO& io) {
+            return io.RenameFile(path.c_str(), other.c_str());
+        },
+        &talk);
+    if (isTargetRefused != nullptr) {
+        *isTargetRefused = IsRefusal(talk.ReplyTo("RNTO"));
+    }
+    return reason;
 }
 
 std::string FtpCommands::MakeFolder(const FtpName& name) {

@@ -3,6 +3,7 @@
 
 #include "FtpName.h"
 #include "FtpSession.h"
+#include "FtpTalk.h"
 #include "LogView.h"
 #include "Options.h"
 
@@ -19,17 +20,18 @@ public:
     FtpCommands(const Options& options, LogView& log) : m_Options(options), m_Log(log) {}
 
     std::string Delete(const FtpName& name);
-    // Two names of one server.
-    std::string Rename(const FtpName& from, const FtpName& to);
+    // Two names of one server. `isTargetRefused`: the server has the file and does not give it this name, and
+    // it has said so; without that nobody knows what it has done.
+    std::string Rename(const FtpName& from, const FtpName& to, bool* isTargetRefused = nullptr);
     std::string MakeFolder(const FtpName& name);
     std::string RemoveFolder(const FtpName& name);
 
 private:
-    std::string Do(const FtpName& name, std::function<int(CSoftDataIO&)> command);
+    std::string Do(const FtpName& name, std::function<int(CSoftDataIO&)> command, FtpTalk* talk = nullptr);
 
     const Options& m_Options;
     LogView& m_Log;
-    std::unique_ptr<FtpSession> m_pSession; // null, or one whose last reply was that of the last command
+    std::unique_ptr<FtpSession> m_pSession; // null, or one that answered its last command
 };
 
 } // namespace vxcio::tool

@@ -24,6 +24,23 @@ CQLSoftDataSinkEx1& SinkOf(CSoftDataIO& io) {
 
 } // namespace
 
+std::string SizeTrouble(uint64 sent, uint64 told, const std::function<std::optional<uint32>()>& listedLow) {
+    if (told == sent) {
+        return {};
+    }
+    // A server that tells no sizes looks like this, too.
+    if (told == 0) {
+        if (sent > UINT32_MAX) {
+            return "the server tells no size, and a listing none of 4 GiB or more: whether it holds all " +
+                   WithCommas(sent) + " bytes cannot be known";
+        }
+        if (listedLow() == static_cast<uint32>(sent)) {
+            return {};
+        }
+    }
+    return "the server holds " + WithCommas(told) + " bytes instead of " + WithCommas(sent);
+}
+
 FtpTarget::FtpTarget(const CopyJob& job, const Options& options, LogView& log)
     : m_Job(job), m_Options(options), m_Log(log), m_strName(job.ftp->At(job.part).Shown()) {}
 
@@ -96,10 +113,9 @@ bool FtpTarget::Write(const uint8* data, uint32 bytes) {
         return false;
     }
     m_pBlock->data.assign(data, data + bytes);
-    m_pSession->Thread().Begin([io = m_pSession->Io(), block = m_pBlock] {
+    return m_pSession->Thread().Begin([io = m_pSession->Io(), block = m_pBlock] {
         block->sent = SinkOf(*io).Write(block->data.data(), static_cast<uint32>(block->data.size()), nullptr);
     });
-    return true;
 }
 
 std::string FtpTarget::Finish() {
@@ -125,25 +141,20 @@ std::string FtpTarget::CheckSize() {
     if (!size) {
         return "its size cannot be asked for: " + reason;
     }
-    if (*size == m_qwWritten) {
-        return {};
-    }
-    if (*size == 0) { // it may be one that tells no sizes
+    return SizeTrouble(m_qwWritten, *size, [&] {
         const FtpName part = PartName();
         const std::optional<FtpFolder> folder = ListFtp(part.At(part.FolderPath()), m_Options, m_Log, reason);
         const FtpEntry* const entry = folder ? folder->Find(part.OwnName()) : nullptr;
-        if (entry != nullptr && entry->sizeLow == static_cast<uint32>(m_qwWritten)) {
-            return {};
-        }
-    }
-    return "the server holds " + WithCommas(*size) + " bytes instead of " + WithCommas(m_qwWritten);
+        return entry != nullptr ? std::optional<uint32>(entry->sizeLow) : std::nullopt;
+    });
 }
 
 std::string FtpTarget::Publish() {
     if (m_Job.part != m_Job.place) {
         FtpCommands commands(m_Options, m_Log);
-        std::string reason = commands.Rename(PartName(), *m_Job.ftp);
-        if (!reason.empty() && m_Job.exists) {
+        bool isInTheWay = false;
+        std::string reason = commands.Rename(PartName(), *m_Job.ftp, &isInTheWay);
+        if (!reason.empty() && m_Job.exists && isInTheWay) {
             // Not every server puts a file in the place of another.
             const std::string kept = commands.Delete(*m_Job.ftp);
             reason = kept.empty() ? commands.Rename(PartName(), *m_Job.ftp) : kept;
@@ -156,13 +167,17 @@ std::string FtpTarget::Publish() {
     return {};
 }
 
-Leftover FtpTarget::Abandon() {
-    m_bEnded = true;
-    if (m_pSession && !m_pSession->Thread().IsLost()) {
-        // The server lets go of the file when the connection ends.
+// The server lets go of the file when its connection ends, which must not be while a block still goes out.
+void FtpTarget::CloseSink() {
+    if (m_pSession && m_pSession->Thread().Wait(m_pSession->Limit())) {
         m_pSession->Ask<uint32>([](CSoftDataIO& io) { return SinkOf(io).CloseFile(); });
     }
     m_pSession.reset();
+}
+
+Leftover FtpTarget::Abandon() {
+    m_bEnded = true;
+    CloseSink();
     Leftover left;
     const std::string name = InQuotes(m_strName);
     if (m_Options.discard) {

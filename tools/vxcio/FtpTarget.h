@@ -8,11 +8,18 @@
 #include "CopyTarget.h"
 #include "FtpSession.h"
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace vxcio::tool {
+
+// Why a file to which so many bytes were sent cannot count as whole, of which its server tells this size: 0
+// also where it tells none. Empty where it can. `listedLow` asks for the low 32 bits of the size in a
+// listing, if there are any; it is called only where they can decide.
+std::string SizeTrouble(uint64 sent, uint64 told, const std::function<std::optional<uint32>()>& listedLow);
 
 // One thread; blocks are sent by the thread of the session while the next one is read.
 class FtpTarget final : public CopyTarget {
@@ -45,6 +52,7 @@ private:
     FtpTarget(const CopyJob& job, const Options& options, LogView& log);
     std::string OpenSink();
     bool WaitForBlock();
+    void CloseSink();
     std::string CheckSize();
     FtpName PartName() const { return m_Job.ftp->At(m_Job.part); }
 

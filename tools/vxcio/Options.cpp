@@ -215,22 +215,21 @@ constexpr const char* kCopyFooter =
     "The copy ends with exit code 4 where TO could not be written.\n"
     "A TO on a server is one file, or a folder that is there. The file is sent under the name "
     "TO.vxcio-part,\n"
-    "which nobody may have, and renamed when the server tells the size that was sent; where the server does "
-    "not\n"
-    "replace a file by that, the former one is deleted first. In the modes exploded and xdcam it is sent "
-    "under "
-    "its\n"
-    "own name at once. --verify reads it back from the server; --unbuffered and --buffer mean nothing there, "
-    "and\n"
-    "--append and --sync are refused.\n";
+    "which nobody may have, and renamed when the server tells the size that was sent; where the server "
+    "refuses\n"
+    "that because of the former file, that one is deleted first. In the modes exploded and xdcam it is sent "
+    "under\n"
+    "its own name at once. --verify reads it back from the server, and --block is what is sent at once; "
+    "--unbuffered\n"
+    "and --buffer mean nothing there, and --append and --sync are refused.\n";
 
 void AddCopy(CLI::App& app, Options& options) {
     CLI::App* const verb = AddVerb(app, "copy", "Copy through the library, with the digest made on the way");
     verb->add_flag("--unbuffered", options.targetUnbuffered, "Write past the system's cache");
     AddSize(*verb, "--buffer", "Bytes of the ring in front of the writer thread, 0 for no thread (32M)", 0,
             kMostBlock, [&options](uint64 size) { options.targetBuffer = static_cast<uint32>(size); });
-    AddSize(*verb, "--block", "Bytes of one write; with a ring of 1M or less it is 512K (1M)", 1, kMostBlock,
-            [&options](uint64 size) { options.targetBlock = static_cast<uint32>(size); });
+    AddSize(*verb, "--block", "Bytes of one write; to a file, with a ring of 1M or less, 512K (1M)", 1,
+            kMostBlock, [&options](uint64 size) { options.targetBlock = static_cast<uint32>(size); });
     verb->add_flag("--append", options.append,
                    "Write at the end of TO; after a failure TO is cut back to what it was");
     verb->add_flag("--verify", options.verify,
