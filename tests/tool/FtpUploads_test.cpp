@@ -84,15 +84,15 @@ TEST_F(ToolFtpUploadTest, TheWishToStopEndsAWaitForAServerThatTakesNothing) {
         Gate before;
         const OddFtpServer to({.beforeUpload = &before});
         m_Folder.Write("from", Text(bytes));
-        ToolProcess tool({ToolName(), "copy", "--time-out", "5000", "--block", "16M", m_Folder.Name("from"),
-                          to.Url("from")},
-                         {});
+        ToolProcess tool(
+            {ToolName(), "copy", "--time-out", "5000", "--block", "16M", m_Folder.Name("from"), to.Url("")},
+            {});
         ASSERT_TRUE(before.WaitUntilReached());
         WaitUntilAsleep(tool.Id());
         tool.Signal(SIGINT);
         const Outcome outcome = tool.Finish();
         EXPECT_EQ(outcome.exitCode, 130) << outcome.error;
-        EXPECT_THAT(outcome.error, HasSubstr("was interrupted"));
+        EXPECT_THAT(outcome.error, HasSubstr("the copy to '" + to.Shown("from") + "' was interrupted"));
     }
 }
 
