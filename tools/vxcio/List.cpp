@@ -169,7 +169,8 @@ int RunList(const Options& options, LogView& log) {
             continue;
         }
         if (options.names.size() > 1) {
-            Print((isFirst ? "" : "\n") + Shown(shown) + ":\n");
+            Print(isFirst ? "" : "\n");
+            Print(Shown(shown) + ":\n");
         }
         isFirst = false;
         PrintListing(*listing, options.isLong);
