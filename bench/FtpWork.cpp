@@ -26,7 +26,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr uint32 kWrite = 1u << 20;
+constexpr uint32 kWrite = 128u << 10; // what it reads from the file is still in the cache when it is sent
 constexpr uint32 kMost = 1u << 30;
 
 int Usage() {

@@ -123,7 +123,7 @@ class Transfers:
         clean()
         os.remove(local)
         for who in ("curl", "lftp"):
-            line("Upload of 1 GiB, writes of 1 MiB", times["library"], who, times[who])
+            line("Upload of 1 GiB, writes of 128 KiB", times["library"], who, times[who])
 
     def list(self, rounds):
         os.mkdir(self.file("many"))
