@@ -10,6 +10,7 @@
 #include "frame/ModuleValues.h"
 #include "ftp/FtpSocket.h"
 #include "ftp/ListParser.h"
+#include "ftp/LostPath.h"
 #include "ftp/ReplyTimes.h"
 
 #include <new>
@@ -19,11 +20,6 @@ using namespace vxcio;
 namespace {
 
 constexpr uint32 kDeleteTimeOut = 10000; // milliseconds
-
-// A copy of a path that memory lacked for. It would be that of another file or folder.
-bool IsLost(const CVXCString& copy, const wchar_t* path) noexcept {
-    return copy.IsEmpty() && path != nullptr && path[0] != 0;
-}
 
 // ---- Local files, on a thread that a dead disk may keep ------------------------------------------------
 

@@ -5,6 +5,7 @@
 #include "frame/ReadSetting.h"
 #include "frame/Status.h"
 #include "ftp/FtpSocket.h"
+#include "ftp/LostPath.h"
 #include "ftp/ReplyText.h"
 #include "ftp/ReplyTimes.h"
 
@@ -120,8 +121,8 @@ uint32 CFtpSource::OpenFile(const wchar_t* fileName, uint32 /*flagsAndAttributes
     ReadSetting(L"FtpTimeOut", &timeOut);
     m_nTimeOut = timeOut < kLeastTimeOut ? kDefaultTimeOut : timeOut;
     CVXCString path = m_pInner->RemotePath(fileName);
-    if (path.IsEmpty() && fileName != nullptr && fileName[0] != 0) {
-        return VXC_STATUS_FTP_SEND; // memory lacked; a command without its name would be another one
+    if (IsLost(path, fileName)) {
+        return VXC_STATUS_FTP_SEND;
     }
     m_pInner->m_strFileName = std::move(path);
     CSoftDataSource::SetPASVMode(1); // wherever the mode allows it

@@ -4,6 +4,7 @@
 #include "frame/Log.h"
 #include "frame/Status.h"
 #include "ftp/FtpSocket.h"
+#include "ftp/LostPath.h"
 #include "ftp/ReplyText.h"
 #include "ftp/ReplyTimes.h"
 
@@ -62,8 +63,8 @@ uint32 CWriteToFtpEx1::OpenFile(const wchar_t* fileName, uint32 /*bufferBytes*/,
         return VXC_STATUS_NOT_CONNECTED;
     }
     const CVXCString path = session.RemotePath(fileName);
-    if (path.IsEmpty() && fileName != nullptr && fileName[0] != 0) {
-        return VXC_STATUS_FTP_SEND; // memory lacked
+    if (IsLost(path, fileName)) {
+        return VXC_STATUS_FTP_SEND;
     }
     const bool anew = openMode == 0 || session.m_nFtpMode == FTPMODE_EXPLODED;
     if (session.m_nFtpMode == FTPMODE_NORMAL) {
