@@ -73,14 +73,3 @@ int CInnerSoftDataIO::GetXInfo(const wchar_t* /*path*/, ENUMIOInfo_TYPE /*type*/
                                SPlugStreamMediaInfo* /*info*/) {
     return 1;
 }
-
-// What XDCAM devices tell of themselves is not part of this version: no clip and no space.
-
-int CInnerSoftDataIO::GetXDCAMMXFInfo(const wchar_t* /*path*/, PLUG_VIDEO_TYPE_& /*type*/, uint32& /*length*/,
-                                      uint32& /*audio*/, uint32& /*rate*/, uint32& /*scale*/) {
-    return 0;
-}
-
-uint64 CInnerSoftDataIO::GetXDCAMFreeSpace() {
-    return 0;
-}

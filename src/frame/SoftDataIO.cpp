@@ -113,7 +113,7 @@ CSoftDataSource::CSoftDataSource(const CSoftDataSource& other) noexcept = defaul
 CSoftDataSource& CSoftDataSource::operator=(const CSoftDataSource& other) noexcept = default;
 CSoftDataSource::~CSoftDataSource() = default;
 
-int CSoftDataSource::OpenXDCAMFtpMXF(const wchar_t* /*path*/, uint32& /*start*/, uint32& /*count*/,
+int CSoftDataSource::OpenXDCAMFtpMXF(const wchar_t* /*path*/, uint32& /*start*/, uint32& /*end*/,
                                      const wchar_t* /*reserved*/) {
     return static_cast<int>(VXC_STATUS_NOT_AVAILABLE);
 }

@@ -82,8 +82,16 @@ public:
     // not answer costs 15 s. Who frees the object without it leaves the connections open.
     virtual int Close();
 
+    // What an XDCAM device tells of a clip, after Connect in FTPMODE_XDCAM: kind of video, frames, channels
+    // of sound in the upper 16 bits with the bits of a sample in the lower ones, and `rate` frames in `scale`
+    // seconds. 1; 0 where a line does not come within 15 s, or none can be sent. What the device does not
+    // tell is left alone, also where the result is 1: all of it where its answer has one line, as a refusal
+    // has. In every other mode nothing is asked, and the results are 6, 2904, 4, 25 and 1.
     virtual int GetXDCAMMXFInfo(const wchar_t* path, PLUG_VIDEO_TYPE_& type, uint32& length, uint32& audio,
                                 uint32& rate, uint32& scale);
+    // The space that the device tells, in its own unit; 0 where it tells none or the transfer of its report
+    // fails. 0x80000708, which no size can be told from, where the question could not be sent. The report is
+    // waited for without a limit. The next transfer of the session begins 15 s later.
     virtual uint64 GetXDCAMFreeSpace();
     // Does nothing; 1.
     virtual int GetXInfo(const wchar_t* path, ENUMIOInfo_TYPE type, SPlugStreamMediaInfo* info);
@@ -137,8 +145,14 @@ public:
     // status; CloseFile is called after a failure as well.
     virtual uint32 OpenFile(const wchar_t* fileName, uint32 flagsAndAttributes, const wchar_t* secondFileName,
                             uint64 extra) = 0;
-    // Opens a stretch of a clip on an XDCAM device. 0x80000002 where the source is no FTP source.
-    virtual int OpenXDCAMFtpMXF(const wchar_t* path, uint32& start, uint32& count, const wchar_t* reserved);
+    // Opens the frames from `start` up to but not including `end` of a clip on an XDCAM device, in place of
+    // OpenFile. The device sends them as an MXF file of their own (SMPTE 377M), which may begin some frames
+    // earlier, where a picture can be decoded: then `start` comes back as the frame it does begin with. `end`
+    // is left alone. The MXF header has been read when this returns, and Read goes on behind it;
+    // StretchHead.h gives what was read. GetFileSize tells nothing of a stretch, and a far Seek begins the
+    // whole clip. In any other mode than FTPMODE_XDCAM the whole file is opened. 0, or a status as from
+    // OpenFile; 0x80000002 where the source is no FTP source.
+    virtual int OpenXDCAMFtpMXF(const wchar_t* path, uint32& start, uint32& end, const wchar_t* reserved);
     // Closes all that OpenFile opened. Safe to repeat.
     virtual uint32 CloseFile() = 0;
     // Turns the repeat of short reads on or off; the former value.

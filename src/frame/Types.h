@@ -47,6 +47,6 @@ enum ENUMIOInfo_TYPE : int {};
 // Stream facts that GetXInfo would fill. Only its address is passed.
 struct SPlugStreamMediaInfo;
 
-// Progress report of a copy: (step, file name, bytes done, bytes in all, context); the int it returns is
-// the caller's answer.
+// Progress report of a copy: (code, text, bytes in all, bytes done, context); what it returns is not looked
+// at. FileCopy.h has the codes.
 using PFN_INFO_CALLBACK = int (*)(int, const wchar_t*, int64, int64, void*);

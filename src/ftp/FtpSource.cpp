@@ -101,6 +101,17 @@ int CFtpSource::Close() {
     return CSoftDataSource::Close();
 }
 
+int CFtpSource::GetXDCAMMXFInfo(const wchar_t* path, PLUG_VIDEO_TYPE_& type, uint32& length, uint32& audio,
+                                uint32& rate, uint32& scale) {
+    RestPreRead();
+    return CSoftDataSource::GetXDCAMMXFInfo(path, type, length, audio, rate, scale);
+}
+
+uint64 CFtpSource::GetXDCAMFreeSpace() {
+    RestPreRead();
+    return CSoftDataSource::GetXDCAMFreeSpace();
+}
+
 // The probe leaves the server at this position: the next transfer that does not name its own begins there.
 int CFtpSource::CanSeek() {
     RestPreRead();
@@ -110,13 +121,18 @@ int CFtpSource::CanSeek() {
 
 // ---- Opening and closing ------------------------------------------------------------------------------
 
-uint32 CFtpSource::OpenFile(const wchar_t* fileName, uint32 /*flagsAndAttributes*/,
-                            const wchar_t* /*secondFileName*/, uint64 /*extra*/) {
+void CFtpSource::ForgetTransfer() noexcept {
     RestPreRead();
     DropReceiver();
+    m_pHead.reset();
     m_nBackValid = 0; // of another file
     m_nBackPending = 0;
     m_pBackNoted = nullptr;
+}
+
+uint32 CFtpSource::OpenFile(const wchar_t* fileName, uint32 /*flagsAndAttributes*/,
+                            const wchar_t* /*secondFileName*/, uint64 /*extra*/) {
+    ForgetTransfer();
     uint32 timeOut = 0;
     ReadSetting(L"FtpTimeOut", &timeOut);
     m_nTimeOut = timeOut < kLeastTimeOut ? kDefaultTimeOut : timeOut;
@@ -155,7 +171,15 @@ uint32 CFtpSource::SetStartPos(uint64 position) noexcept {
     if (m_pInner->SendCommand(L"RETR ", m_pInner->m_strFileName) == 0) {
         return VXC_STATUS_FTP_SEND;
     }
-    return OpenChannel();
+    bool isUp = false;
+    if (const uint32 status = OpenChannel(&isUp); status != VXC_STATUS_OK || !isUp) {
+        return status;
+    }
+    if (CFtpSource::GetFileSize() == 0) {
+        SetFileSize(SizeInReply(m_pInner->m_retmsg));
+    }
+    VXCMSGW(kModuleName, L"CFtpSource--OpenFile End\n");
+    return VXC_STATUS_OK;
 }
 
 // A server need not know the command: its refusal leaves the size as it is.
@@ -173,7 +197,8 @@ uint32 CFtpSource::AskForSize() noexcept {
 }
 
 // The data connection, once the command is out. Many servers hold back their reply until it stands.
-uint32 CFtpSource::OpenChannel() noexcept {
+uint32 CFtpSource::OpenChannel(bool* isUp) noexcept {
+    *isUp = false;
     const bool isPassive = m_pInner->m_bPASV != 0;
     if (isPassive && m_pInner->ConnectDataChannel() == 0) {
         return VXC_STATUS_OK; // the reads will tell
@@ -185,15 +210,13 @@ uint32 CFtpSource::OpenChannel() noexcept {
         VXCMSGW(kModuleName, L"CFtpSource:: Accept inbound data connection from server Error!!!\n");
         return VXC_STATUS_FTP_ACCEPT;
     }
-    if (CFtpSource::GetFileSize() == 0) {
-        SetFileSize(SizeInReply(m_pInner->m_retmsg));
-    }
-    VXCMSGW(kModuleName, L"CFtpSource--OpenFile End\n");
+    *isUp = true;
     return VXC_STATUS_OK;
 }
 
 uint32 CFtpSource::CloseFile() {
     CFtpSource::DisablePreRead();
+    m_pHead.reset();
     if (m_pReceiver) {
         DropReceiver();
         LogTrace(L"%s", L"CFtpSource::CloseFile()-m_DataChannel->Close()-1");

@@ -4,6 +4,7 @@
 //   Read       a request to the receive thread (FtpReceiver.h), with a time-out; or, with read-ahead on, out
 //              of two blocks that a second thread fills (FtpPreRead.h)
 //   Seek       a little back out of the back buffer, a little on by reading, else by a new transfer
+//   OpenXDCAMFtpMXF  in FTPMODE_XDCAM the stream is a stretch of a clip, an MXF file of its own
 //
 // A read that gets no data in time, or meets an error of the socket, is the last of its transfer: it gives 0
 // and so do all that follow, until the file is opened anew. The socket stays open, as does its thread where
@@ -17,6 +18,7 @@
 #include "frame/SoftDataIO.h"
 #include "ftp/FtpPreRead.h"
 #include "ftp/FtpReceiver.h"
+#include "ftp/XdcamHead.h"
 
 #include <memory>
 
@@ -44,10 +46,14 @@ public:
     int MakeFolder(const wchar_t* path) override;
     int DeleteFolder(const wchar_t* path) override;
     int Close() override;
+    int GetXDCAMMXFInfo(const wchar_t* path, PLUG_VIDEO_TYPE_& type, uint32& length, uint32& audio,
+                        uint32& rate, uint32& scale) override;
+    uint64 GetXDCAMFreeSpace() override;
     int GetMD5_check(uint32 type, uint8*& digest, int& length) override;
 
     uint32 OpenFile(const wchar_t* fileName, uint32 flagsAndAttributes, const wchar_t* secondFileName,
                     uint64 extra) override;
+    int OpenXDCAMFtpMXF(const wchar_t* path, uint32& start, uint32& end, const wchar_t* reserved) override;
     uint32 CloseFile() override;
     uint32 SetReadRepeat(uint32 enable) override;
     void EnablePreRead(int bufferBytes, int minimumBytes) override;
@@ -63,13 +69,23 @@ public:
     // False when memory lacked for the inner object or the back buffer.
     bool IsComplete() const noexcept { return m_pInner != nullptr && m_pBack != nullptr; }
 
+    // What vxcio::StretchHead gives.
+    int CopyStretchHead(uint64 position, uint8* buffer, uint32 bytes) const noexcept;
+
 private:
     friend struct vxcio::FtpSourceInspector;
 
+    // Ends what a former open has left.
+    void ForgetTransfer() noexcept;
     // Begins the transfer at a position. 0 or a status.
     uint32 SetStartPos(uint64 position) noexcept;
     uint32 AskForSize() noexcept;
-    uint32 OpenChannel() noexcept;
+    // The data connection and the preliminary reply. 0 or a status; 0 without *isUp where no socket could be
+    // made for it.
+    uint32 OpenChannel(bool* isUp) noexcept;
+    uint32 OpenStretch(uint32& start, uint32 end) noexcept;
+    // Takes the MXF header off the stream of a stretch, and corrects its start by what it says.
+    void ReadStretchHead(uint32& start) noexcept;
     void SetFileSize(uint64 size) noexcept;
     // Takes the next bytes of the stream. Bytes; 0 at the end or after a fault.
     int ReadDataFromFtpSocket(uint8* buffer, int size) noexcept;
@@ -116,4 +132,5 @@ private:
     vxcio::Ref<vxcio::FtpReceiver> m_pReceiver;    // none: no transfer can be read
     uint32 m_nTimeOut;                             // milliseconds
     std::unique_ptr<vxcio::FtpPreRead> m_pPreRead; // while read-ahead is on
+    std::unique_ptr<vxcio::XdcamHead> m_pHead;     // of a stretch of a device, else null
 };

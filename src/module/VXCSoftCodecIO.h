@@ -24,6 +24,8 @@
 #include "frame/Status.h"
 #include "frame/Types.h"
 #include "frame/VXCString.h"
+#include "ftp/FileCopy.h"
+#include "ftp/StretchHead.h"
 #include "module/LibInfo.h"
 #include "sources/DiskProbes.h"
 #include "sources/GrowingArrays.h"

@@ -63,6 +63,23 @@ using SettingVisitor = int (*)(void* context, const wchar_t* section, const wcha
                                const wchar_t* value, SettingsFile from);
 VXCSOFTCODECSYSU_API int VisitSettings(SettingVisitor visit, void* context) noexcept;
 
+// ---- questions to the user ----------------------------------------------------------------------------
+
+// Answers a question to the user as a message box would: kind 4 is one with yes and no, the answers to which
+// are 6 and 7. Called on the thread that asks, which waits for the answer; it may take any time.
+using PromptFunction = int (*)(void* context, const wchar_t* text, const wchar_t* caption, uint32 kind);
+
+inline constexpr int kPromptYes = 6;
+inline constexpr int kPromptNo = 7;
+
+// From now on `answer` gets all questions of the library; null takes it away. Without one they are asked in a
+// message box where the system has windows, and answered with no where it has none. It may be called for a
+// question that came before, until that has its answer.
+VXCSOFTCODECSYSU_API void SetPrompt(PromptFunction answer, void* context) noexcept;
+
+// Asks such a question.
+VXCSOFTCODECSYSU_API int AskUser(const wchar_t* text, const wchar_t* caption, uint32 kind);
+
 // ---- disks --------------------------------------------------------------------------------------------
 
 // What lies under a name. Sizes in bytes; 0 where the system does not tell.

@@ -208,7 +208,9 @@ TEST(PublicInterfaceTest, OnlyPublicNamesLeaveTheLibraries) {
                                          "RemoteCall_In",
                                          "RemoteCall_Out",
                                          "vxcio::UsableSpaces",
-                                         "vxcio::HasPeer"};
+                                         "vxcio::HasPeer",
+                                         "QLFileCopy",
+                                         "vxcio::StretchHead"};
     for (const std::string& name : DefinedSymbols("libVXCSoftCodecIO.so")) {
         EXPECT_TRUE(IsPublic(name, io)) << name;
     }
