@@ -5,6 +5,7 @@
 #include "frame/Status.h"
 #include "frame/TransferDefaults.h"
 #include "frame/VXCString.h"
+#include "ftp/FileCopyEnds.h"
 #include "ftp/LostPath.h"
 #include "sysu/HostControl.h"
 
@@ -62,8 +63,8 @@ public:
         if (const uint32 status = MakeSink(); status != VXC_STATUS_OK) {
             return status;
         }
-        if (!MayOverwrite()) {
-            return kDeclined;
+        if (const uint32 status = AskToOverwrite(); status != VXC_STATUS_OK) {
+            return status;
         }
         if (const uint32 status = OpenSink(); status != VXC_STATUS_OK) {
             ReportName(VXC_COPY_REFUSED, L"Open dest file %s error!", m_target);
@@ -83,10 +84,12 @@ private:
         text.Format(format, name);
         Report(code, text);
     }
-    static bool IsDeclined(const wchar_t* format, const wchar_t* name) {
+    // False where memory lacks for the question.
+    static bool Ask(const wchar_t* format, const wchar_t* name, bool* isDeclined) {
         CVXCString text;
         text.Format(format, name);
-        return AskUser(text, L"Prunikupige", kYesNo) == kPromptNo;
+        *isDeclined = !text.IsEmpty() && AskUser(text, L"Prunikupige", kYesNo) == kPromptNo;
+        return !text.IsEmpty();
     }
 
     uint32 Connect(CSoftDataIO& io) const {
@@ -99,7 +102,7 @@ private:
     }
 
     uint32 OpenSource(const wchar_t* name) {
-        m_pSource.reset(CSoftDataSource::Construct(m_isUpload ? IOWORKMODE_FILE : IOWORKMODE_FTP));
+        m_pSource.reset(EndsOfFileCopy().source(m_isUpload ? IOWORKMODE_FILE : IOWORKMODE_FTP));
         if (!m_pSource) {
             return VXC_STATUS_OPEN_READ;
         }
@@ -117,7 +120,7 @@ private:
     }
 
     uint32 MakeSink() {
-        m_pSink.reset(CQLSoftDataSink::Construct(m_isUpload ? IOWORKMODE_FTP : IOWORKMODE_FILE));
+        m_pSink.reset(EndsOfFileCopy().sink(m_isUpload ? IOWORKMODE_FTP : IOWORKMODE_FILE));
         if (!m_pSink) {
             return VXC_STATUS_OPEN_READ;
         }
@@ -125,9 +128,15 @@ private:
         return m_isUpload ? Connect(*m_pSink) : VXC_STATUS_OK;
     }
 
-    bool MayOverwrite() {
-        return m_pSink->IsFileExist(m_target) == 0 ||
-               !IsDeclined(L"Do you want to overwrite '%s' ?", m_target);
+    uint32 AskToOverwrite() {
+        if (m_pSink->IsFileExist(m_target) == 0) {
+            return VXC_STATUS_OK;
+        }
+        bool isDeclined = false;
+        if (!Ask(L"Do you want to overwrite '%s' ?", m_target, &isDeclined)) {
+            return VXC_STATUS_OPEN_READ;
+        }
+        return isDeclined ? kDeclined : VXC_STATUS_OK;
     }
 
     uint32 OpenSink() {
@@ -136,7 +145,9 @@ private:
             m_pSink->DeleteFile1(m_temporary);
             return OpenNew(m_target);
         }
-        if (m_pSink->IsFileExist(m_temporary) != 0 && IsDeclined(L"Do you want to resume '%s' ?", m_target)) {
+        bool isDeclined = false;
+        if (m_pSink->IsFileExist(m_temporary) != 0 &&
+            Ask(L"Do you want to resume '%s' ?", m_target, &isDeclined) && isDeclined) {
             m_pSink->DeleteFile1(m_temporary);
         }
         // The open mode is that for a new file here as well: what stands there is emptied.
@@ -227,6 +238,11 @@ private:
 };
 
 } // namespace
+
+FileCopyEnds& vxcio::EndsOfFileCopy() noexcept {
+    static constinit FileCopyEnds ends = {CSoftDataSource::Construct, CQLSoftDataSink::Construct};
+    return ends;
+}
 
 int QLFileCopy(int upload, const wchar_t* localPath, const wchar_t* remotePath, FTPMODE mode,
                const wchar_t* host, const wchar_t* user, const wchar_t* password, int port, int* cancel,
