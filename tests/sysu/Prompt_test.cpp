@@ -134,22 +134,28 @@ TEST_F(PromptTest, QuestionsOfManyThreadsMeetWholePairsWhileThePromptChanges) {
         return context == &s_second ? s_second : 0;
     };
     SetPrompt(first, &s_first);
-    std::atomic<int> running = 3;
-    std::vector<std::thread> askers;
+    constexpr int kAskers = 3;
+    std::atomic<int> begun = 0;
+    std::atomic<bool> isOver = false;
     std::atomic<int> wrong = 0;
-    for (int i = 0; i < 3; ++i) {
+    std::vector<std::thread> askers;
+    for (int i = 0; i < kAskers; ++i) {
         askers.emplace_back([&] {
-            for (int k = 0; k < 20'000; ++k) {
+            for (bool isFirst = true; isFirst || !isOver; isFirst = false) {
                 const int answer = AskUser(L"", L"", kYesNo);
                 wrong += answer == 51 || answer == 52 ? 0 : 1;
+                begun += isFirst ? 1 : 0;
             }
-            --running;
         });
     }
-    while (running > 0) {
+    while (begun < kAskers) {
+        std::this_thread::yield();
+    }
+    for (int i = 0; i < 20'000; ++i) {
         SetPrompt(second, &s_second);
         SetPrompt(first, &s_first);
     }
+    isOver = true;
     for (std::thread& asker : askers) {
         asker.join();
     }
