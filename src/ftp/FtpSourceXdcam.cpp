@@ -47,9 +47,10 @@ uint32 CFtpSource::OpenStretch(uint32& start, uint32 end) noexcept {
     CVXCString frames;
     frames.Format(L" %d %d", static_cast<int32>(start), static_cast<int32>(end - start));
     const CVXCString argument = m_pInner->m_strFileName + frames;
-    // Shorter: memory lacked.
-    if (frames.IsEmpty() || argument.GetLength() <= m_pInner->m_strFileName.GetLength() ||
-        m_pInner->SendCommand(L"SITE REPF ", argument) == 0) {
+    // Where memory lacks, either is short of a part: it would ask for another clip, or for all of this one.
+    const bool isWhole =
+        !frames.IsEmpty() && argument.GetLength() == m_pInner->m_strFileName.GetLength() + frames.GetLength();
+    if (!isWhole || m_pInner->SendCommand(L"SITE REPF ", argument) == 0) {
         return VXC_STATUS_FTP_SEND;
     }
     bool isUp = false;
@@ -86,6 +87,11 @@ void CFtpSource::ReadStretchHead(uint32& start) noexcept {
         std::memcpy(header, head->first, kPartitionHead);
     }
     head->headerBytes = static_cast<uint32>(CFtpSource::Read(header, static_cast<uint32>(size)));
+    // Behind what came a large header is zero, and of 2 GiB that is a long way. Of a read that failed nobody
+    // knows how far it came.
+    if (header != head->small && m_pInner->m_DataChannel != nullptr) {
+        size = head->headerBytes;
+    }
     if (const int64 origin = TrackOrigin(header, size); origin > 0) {
         LogTrace(L"Find Xdcam ibp TrackPosition %d", static_cast<int32>(origin));
         start -= static_cast<uint32>(origin);
