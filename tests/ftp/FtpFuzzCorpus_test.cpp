@@ -1,6 +1,7 @@
 // The kept inputs of the fuzz programs for what FTP servers say, and each of them cut short: nothing that was
 // found once comes back.
 #include "fuzz/ListInput.h"
+#include "fuzz/MxfHeaderInput.h"
 #include "fuzz/ReplyLinesInput.h"
 #include "fuzz/ReplyTextInput.h"
 
@@ -46,4 +47,8 @@ TEST(FtpFuzzCorpusTest, ListingsThatTheFuzzerFoundAreReadAsStepByStep) {
 
 TEST(FtpFuzzCorpusTest, LinesThatTheFuzzerFoundAreReadAsReplies) {
     Replay("fuzz_ftp_lines", vxcio::fuzz::FuzzFtpLines);
+}
+
+TEST(FtpFuzzCorpusTest, HeadersThatTheFuzzerFoundAreReadAsStepByStep) {
+    Replay("fuzz_mxf_header", vxcio::fuzz::FuzzMxfHeader);
 }

@@ -137,6 +137,54 @@ TEST_F(FtpSourceBesideTest, AProbeForSeekingWaitsUntilTheThreadRests) {
     ftp.Finish();
 }
 
+TEST_F(FtpSourceBesideTest, QuestionsToADeviceWaitUntilTheThreadRests) {
+    Transfer("1000000").DSendPattern(kBlock + 10).UntilTold().DSendPattern(kBlock, 0, kBlock + 10);
+    ftp.Expect("STAT /clip").Say("213 none").DExpectClosed().Say("426");
+    ftp.Passive().Expect("SITE DF").Say("550 no");
+    Connect();
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    Inner().m_nFtpMode = FTPMODE_XDCAM;
+    ReadAheadUntilItStands();
+    int isTold = 0;
+    CallBesideTheThread([&] {
+        PLUG_VIDEO_TYPE_ type{};
+        uint32 number = 0;
+        isTold = source->GetXDCAMMXFInfo(L"/clip", type, number, number, number, number);
+    });
+    EXPECT_EQ(isTold, 1);
+    EXPECT_EQ(source->GetXDCAMFreeSpace(), 0U);
+    ftp.Finish();
+}
+
+TEST_F(FtpSourceBesideTest, AQuestionForSpaceWaitsUntilTheThreadRests) {
+    Transfer("1000000").DSendPattern(kBlock + 10).UntilTold().DSendPattern(kBlock, 0, kBlock + 10);
+    ftp.DExpectClosed().Say("426").Passive().Expect("SITE DF").Say("550 no");
+    Connect();
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    ReadAheadUntilItStands();
+    uint64 space = 1;
+    CallBesideTheThread([&] { space = source->GetXDCAMFreeSpace(); });
+    EXPECT_EQ(space, 0U);
+    ftp.Finish();
+}
+
+TEST_F(FtpSourceBesideTest, AStretchWaitsUntilTheThreadRests) {
+    Transfer("1000000").DSendPattern(kBlock + 10).UntilTold().DSendPattern(kBlock, 0, kBlock + 10);
+    ftp.DExpectClosed().Say("426").Passive().Expect("SITE REPF /clip 1 1").AcceptData().Say("550 no");
+    Connect();
+    ASSERT_EQ(Open(), VXC_STATUS_OK);
+    Inner().m_nFtpMode = FTPMODE_XDCAM;
+    ReadAheadUntilItStands();
+    int status = 0;
+    CallBesideTheThread([&] {
+        uint32 start = 1;
+        uint32 end = 2;
+        status = source->OpenXDCAMFtpMXF(L"/clip", start, end, nullptr);
+    });
+    EXPECT_EQ(static_cast<uint32>(status), VXC_STATUS_FTP_RETR);
+    ftp.Finish();
+}
+
 // ---- The digest ---------------------------------------------------------------------------------------
 
 TEST_F(FtpSourceDigestBesideTest, TheDigestWaitsForTheThreadThatItsWayOnHasSetToWork) {

@@ -1,5 +1,7 @@
 #include "sweep/FtpFake.h"
 
+#include "ftp/MxfBytes.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -23,10 +25,18 @@ const std::string FtpFake::kListing = "-rw-r--r--    1 1000     1000            
                                       "drwxr-xr-x    2 1000     1000         4096 Nov 22  2020 two\r\n"
                                       "-rw-r--r--    1 1000     1000           15 Nov 22  2020 three\r\n";
 
+const std::vector<std::string> FtpFake::kAnswer = {"213-clip", "l0",   "l1",      "IMX40",
+                                                   "59.94i",   "8 ch", "2904 fr", "213 end"};
+
+const std::string& FtpFake::Stretch() {
+    static const std::string stretch = mxf::Stretch(kOrigin, 2000) + std::string(3000, 'b');
+    return stretch;
+}
+
 FtpFake::FtpFake() : FtpFake(SocketFault{}) {}
 
 FtpFake::FtpFake(const SocketFault& fault) : m_begin(m_clock.Now()), m_fault(fault) {
-    m_clock.AutoAdvance(true);
+    m_clock.AutoAdvanceSleeps(true);
     g_fake = this;
     HostNames().firstAddress = [](const char* host, uint32* address) {
         *address = kAddress;
@@ -120,6 +130,12 @@ void FtpFake::Hear(const std::string& line) {
         Say("200 port");
     } else if (verb == "LIST" || verb == "STOR" || verb == "APPE") {
         Transfer(verb);
+    } else if (verb == "STAT") {
+        for (const std::string& answer : kAnswer) {
+            Say(answer);
+        }
+    } else if (line == "SITE DF" || line.starts_with("SITE REPF ")) {
+        Transfer(line.substr(0, 9));
     } else if (verb == "RETR") {
         Say("550 no such file");
     } else if (verb == "QUIT") {
@@ -154,12 +170,15 @@ void FtpFake::Transfer(const std::string& line) {
 
 void FtpFake::Carry(Socket& data) {
     Say("150 go");
-    if (m_pending == "LIST") {
-        data.in = kListing;
+    const bool isUpload = m_pending == "STOR" || m_pending == "APPE";
+    if (isUpload) {
+        data.upload = "";
+    } else {
+        data.in = m_pending == "LIST"      ? kListing
+                  : m_pending == "SITE DF" ? "total 9 others " + std::to_string(kSpace) + " blocks"
+                                           : Stretch();
         data.ended = true;
         Say("226 done");
-    } else {
-        data.upload = "";
     }
     m_pending.clear();
     m_passivePort = 0;

@@ -3,6 +3,7 @@
 //
 // It answers a client at once and forgives it everything; to one that looks for a reply for long it says that
 // it is still there. It has one folder, whose listing is kListing, and keeps the file that was written last.
+// As a device it has one clip, which it tells of in kAnswer, the space kSpace, and one stretch.
 #pragma once
 
 #include "support/PlatformScope.h"
@@ -27,7 +28,7 @@ struct SocketFault {
 };
 
 // While it lives it is what all sockets reach, and a test clock runs on which sleeping costs nothing. One at
-// a time, for one thread.
+// a time, for one thread, or for several that take turns.
 class FtpFake {
 public:
     FtpFake();
@@ -38,6 +39,11 @@ public:
 
     static constexpr int kPort = 21;
     static const std::string kListing;
+    static const std::vector<std::string> kAnswer;
+    static constexpr uint64 kSpace = 123456789;
+    // Its header tells the Origin kOrigin.
+    static const std::string& Stretch();
+    static constexpr uint32 kOrigin = 12;
 
     // How often the fault took a call.
     int Fired() const { return m_fired; }
