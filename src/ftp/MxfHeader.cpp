@@ -29,10 +29,9 @@ public:
         return number;
     }
     bool HasKey(uint64 position, const std::array<uint8, 16>& key) const noexcept {
-        const uint64 there = std::min<uint64>(key.size(), m_qwSize - position);
-        return std::memcmp(m_pData + position, key.data(), there) == 0 &&
-               std::all_of(key.begin() + static_cast<std::ptrdiff_t>(there), key.end(),
-                           [](uint8 byte) { return byte == 0; });
+        // One that is cut has no items, whatever it would be.
+        return m_qwSize - position >= key.size() &&
+               std::memcmp(m_pData + position, key.data(), key.size()) == 0;
     }
 
 private:
