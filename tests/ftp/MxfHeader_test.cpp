@@ -83,7 +83,7 @@ TEST(MxfHeaderTest, EachByteOfTheKeyCounts) {
 
 TEST(MxfHeaderTest, ItemsInFrontOfTheTrackArePassedOver) {
     std::string before;
-    for (const std::size_t bytes : {0, 1, 19, 20, 255, 256, 70000}) {
+    for (const std::size_t bytes : {0U, 1U, 19U, 20U, 255U, 256U, 70000U}) {
         before += Filler(bytes);
         EXPECT_EQ(OriginOf(before + Track(12)), 12) << bytes;
     }
@@ -120,7 +120,7 @@ TEST(MxfHeaderTest, ItemsInFrontOfTheOriginArePassedOver) {
 
 TEST(MxfHeaderTest, NeighboursOfTheTagAreOthers) {
     const std::string number = BigEndian(12, 8);
-    for (const uint32 tag : {0x4B01, 0x4B03, 0x024B, 0x4A02, 0x4C02}) {
+    for (const uint32 tag : {0x4B01U, 0x4B03U, 0x024BU, 0x4A02U, 0x4C02U}) {
         EXPECT_EQ(OriginOf(Item(kTrackKey, Tagged(tag, number))), 0) << tag;
         EXPECT_EQ(OriginOf(Item(kTrackKey, Tagged(tag, number) + Origin(3))), 3) << tag;
     }
@@ -128,7 +128,7 @@ TEST(MxfHeaderTest, NeighboursOfTheTagAreOthers) {
 
 TEST(MxfHeaderTest, TheOriginHasEightBytesWhateverItsLengthSays) {
     const std::string number = BigEndian(12, 8);
-    for (const uint64 told : {0, 4, 7, 9, 65535}) {
+    for (const uint64 told : {0U, 4U, 7U, 9U, 65535U}) {
         const std::string origin = BigEndian(kOriginTag, 2) + BigEndian(told, 2) + number;
         EXPECT_EQ(OriginOf(Item(kTrackKey, origin)), 12) << told;
     }
@@ -167,7 +167,7 @@ TEST(MxfHeaderTest, ALengthOfAnotherFormLeadsAstray) {
 
 TEST(MxfHeaderTest, OneMoreItemIsMetInTheTwentyBytesBehindASet) {
     // The Origin stands so many bytes behind the end of the set.
-    for (const std::size_t behind : {0, 4, 16, 19, 20, 21, 24}) {
+    for (const std::size_t behind : {0U, 4U, 16U, 19U, 20U, 21U, 24U}) {
         const std::string set = Item(kTrackKey, Tagged(0x1234, std::string(behind, 'z')) + Origin(12), 4);
         EXPECT_EQ(OriginOf(set), behind < 20 ? 12 : 0) << behind;
     }

@@ -82,7 +82,7 @@ TEST_F(XdcamHeaderTest, AnOriginThatIsNotFoundIsNotLogged) {
 // ---- Sizes --------------------------------------------------------------------------------------------
 
 TEST_F(XdcamHeaderTest, AHeaderHasAtLeast512Bytes) {
-    for (const uint64 count : {0, 1, 100, 511, 512}) {
+    for (const uint64 count : {0U, 1U, 100U, 511U, 512U}) {
         Device().DSend(mxf::Head(count) + TrackAtTheEnd(512) + "body").DExpectClosed().Say("226");
     }
     Connect(FTPMODE_XDCAM);
@@ -97,11 +97,11 @@ TEST_F(XdcamHeaderTest, AHeaderHasAtLeast512Bytes) {
 }
 
 TEST_F(XdcamHeaderTest, ALargerHeaderIsReadWhole) {
-    for (const std::size_t count : {513, 4096, 70000}) {
+    for (const std::size_t count : {513U, 4096U, 70000U}) {
         Device().DSend(mxf::Head(count) + TrackAtTheEnd(count) + "body").DExpectClosed().Say("226");
     }
     Connect(FTPMODE_XDCAM);
-    for (const uint64 count : {513, 4096, 70000}) {
+    for (const uint64 count : {513U, 4096U, 70000U}) {
         EXPECT_EQ(OpenStretch(), VXC_STATUS_OK);
         EXPECT_EQ(start, 88U) << count;
         EXPECT_EQ(Inspector::Position(*source), 512 + count);

@@ -157,6 +157,13 @@ TEST_F(XdcamInfoTest, OnlyTheSameNumberAndABlankEndTheReply) {
     ftp.Finish();
 }
 
+TEST_F(XdcamInfoTest, TheFirstLineNeedNotSayMoreThanThatOthersFollow) {
+    ftp.Expect("STAT /clip").Say("213-").Say("l0").Say("l1").Say("IMX30").Say("213 ");
+    BeLoggedOn(FTPMODE_XDCAM);
+    EXPECT_EQ(Ask(), (Told{1, 3, 101, 102, 25, 1}));
+    ftp.Finish();
+}
+
 TEST_F(XdcamInfoTest, NumbersOfRepliesAreComparedAsNumbers) {
     ftp.Expect("STAT /clip").Say(" 13-a").Say("l0").Say("+13 end");
     ftp.Expect("STAT /clip").Say("abc-a").Say("213 x").Say("xyz end");

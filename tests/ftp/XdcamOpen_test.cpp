@@ -328,6 +328,8 @@ TEST_F(XdcamOpenTest, APassiveSessionWithoutASocketTellsNoFailure) {
     EXPECT_EQ(OpenStretch(), VXC_STATUS_OK);
     ExpectNothingRead();
     EXPECT_EQ(Inner().m_nReplyClass, 2) << "of PASV: no further reply was read";
+    EXPECT_NE(Inner().m_DataChannel, nullptr) << "nothing was read, and so nothing has failed";
+    EXPECT_EQ(Inspector::BackValid(*source), 0);
     EXPECT_EQ(Read(1), "");
     ftp.Finish();
 }

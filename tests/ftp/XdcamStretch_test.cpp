@@ -102,7 +102,7 @@ TEST_F(XdcamStretchTest, TheHeadIsGivenFromAnyPosition) {
     }
     EXPECT_EQ(whole, m_head);
     EXPECT_EQ(whole + Read(10), m_head + Body(0, 10));
-    for (const uint64 position : {0, 1, 511}) {
+    for (const uint64 position : {0U, 1U, 511U}) {
         EXPECT_EQ(Head(position, 5000), m_head.substr(position, 512 - position)) << "the first block";
         EXPECT_EQ(Head(position, 1), m_head.substr(position, 1));
     }

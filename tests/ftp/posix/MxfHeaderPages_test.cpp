@@ -56,7 +56,7 @@ TEST_F(MxfHeaderPagesTest, NothingBehindAnItemThatBeginsAtTheLastByteIsTouched) 
 }
 
 TEST_F(MxfHeaderPagesTest, NothingBehindASetThatTellsMoreThanThereIsIsTouched) {
-    for (const uint64 told : {8, 28, 1000, 0xFFFF, 0xFFFFFF}) {
+    for (const uint64 told : {8U, 28U, 1000U, 0xFFFFU, 0xFFFFFFU}) {
         for (std::size_t there = 0; there < 24; ++there) {
             const std::string set = Tagged(1, "abcd") + Origin(12) + Tagged(kEditRateTag, "ab");
             EXPECT_EQ(OriginOf(Item(kTrackKey, set.substr(0, there), told)), there < 20 ? 0 : 12)
