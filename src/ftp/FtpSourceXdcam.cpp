@@ -87,9 +87,9 @@ void CFtpSource::ReadStretchHead(uint32& start) noexcept {
         std::memcpy(header, head->first, kPartitionHead);
     }
     head->headerBytes = static_cast<uint32>(CFtpSource::Read(header, static_cast<uint32>(size)));
-    // Behind what came a large header is zero, and of 2 GiB that is a long way. Of a read that failed nobody
-    // knows how far it came.
-    if (header != head->small && m_pInner->m_DataChannel != nullptr) {
+    // Behind what came a large header is zero, and of 2 GiB that is a long way. A read that failed gives 0,
+    // and nobody knows how far it came.
+    if (header != head->small && head->headerBytes != 0) {
         size = head->headerBytes;
     }
     if (const int64 origin = TrackOrigin(header, size); origin > 0) {

@@ -205,6 +205,21 @@ TEST_F(XdcamHeaderTest, ASizeWhoseLastBytesDidNotComeIsReadWithZeros) {
     ftp.Finish();
 }
 
+// The bytes are there, though the read that brought them has thrown.
+TEST_F(XdcamHeaderTest, AnOriginThatCameBeforeAReceiveThatThrowsCounts) {
+    Device().DSend(mxf::Head(4096) + mxf::Track(12)).UntilTold().DSend("more");
+    Connect(FTPMODE_XDCAM);
+    std::thread opener = OpenUntilItStands();
+    ftp.ThrowNext(SocketCall::ReceiveNow);
+    ftp.GoOn();
+    opener.join();
+    EXPECT_EQ(status, VXC_STATUS_OK);
+    EXPECT_EQ(start, 88U);
+    EXPECT_EQ(Head(512, 10), "");
+    EXPECT_EQ(Read(4), "more");
+    ftp.Finish();
+}
+
 // A small header takes the place of the first block, and where it does not come that block stands there.
 TEST_F(XdcamHeaderTest, WhereASmallHeaderEndsEarlyTheFirstBlockShows) {
     std::string head = mxf::Head(512);
