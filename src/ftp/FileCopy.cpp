@@ -22,6 +22,7 @@ constexpr uint32 kReadFlags = VXC_FILE_FLAG_SEQUENTIAL_SCAN | VXC_FILE_ATTRIBUTE
 constexpr uint32 kWriteFlags = VXC_FILE_FLAG_NO_BUFFERING;
 constexpr uint32 kYesNo = 4;
 constexpr int kDeclined = 1;
+constexpr const wchar_t* kTemporaryEnd = L".qlqlql";
 
 // Ends its session before it goes, whatever ended the copy.
 struct CloseFirst {
@@ -52,9 +53,9 @@ public:
 
     uint32 Run(const wchar_t* from, const wchar_t* to) {
         m_target = to;
-        m_temporary = m_target + L".qlqlql";
+        m_temporary = m_target + kTemporaryEnd;
         m_pBuffer.reset(new (std::nothrow) uint8[kBlock]);
-        if (!m_pBuffer || IsLost(m_target, to) || m_temporary.GetLength() <= m_target.GetLength()) {
+        if (!m_pBuffer || !IsJoined(m_target, to, nullptr) || !IsJoined(m_temporary, to, kTemporaryEnd)) {
             return VXC_STATUS_OPEN_READ;
         }
         if (const uint32 status = OpenSource(from); status != VXC_STATUS_OK) {

@@ -5,11 +5,11 @@
 #include "frame/Log.h"
 #include "frame/Status.h"
 #include "ftp/FtpSocket.h"
+#include "ftp/LostPath.h"
 #include "ftp/ReplyText.h"
 #include "ftp/ReplyTimes.h"
 
 #include <algorithm>
-#include <cwchar>
 #include <new>
 
 using namespace vxcio;
@@ -39,13 +39,6 @@ void Replace(CVXCString& text, wchar_t from, const wchar_t* to) noexcept {
     for (int at = FindCharacter(text, from); at >= 0; at = FindCharacter(text, from)) {
         text = text.Left(at) + to + text.Mid(at + 1);
     }
-}
-
-// Where memory lacks, a joined text is short of a part. A command that lost its verb or its path would be
-// another command.
-bool IsJoined(const CVXCString& whole, const wchar_t* first, const wchar_t* second) noexcept {
-    const std::size_t length = std::wcslen(first) + (second == nullptr ? 0 : std::wcslen(second));
-    return static_cast<std::size_t>(whole.GetLength()) == length;
 }
 
 } // namespace

@@ -47,9 +47,8 @@ uint32 CFtpSource::OpenStretch(uint32& start, uint32 end) noexcept {
     CVXCString frames;
     frames.Format(L" %d %d", static_cast<int32>(start), static_cast<int32>(end - start));
     const CVXCString argument = m_pInner->m_strFileName + frames;
-    // Where memory lacks, either is short of a part: it would ask for another clip, or for all of this one.
-    const bool isWhole =
-        !frames.IsEmpty() && argument.GetLength() == m_pInner->m_strFileName.GetLength() + frames.GetLength();
+    // Without the frames it would ask for all of the clip.
+    const bool isWhole = !frames.IsEmpty() && IsJoined(argument, m_pInner->m_strFileName, frames);
     if (!isWhole || m_pInner->SendCommand(L"SITE REPF ", argument) == 0) {
         return VXC_STATUS_FTP_SEND;
     }
