@@ -8,7 +8,7 @@ ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)"
 # shellcheck disable=SC2034 # the scripts that source this file use them
 {
     BUILD_PACKAGES=(g++ g++-multilib cmake ninja-build ccache libcli11-dev nlohmann-json3-dev libsimpleini-dev
-        pkg-config libfuse3-dev)
+        pkg-config libfuse3-dev libavformat-dev)
     RUN_PACKAGES=(ffmpeg fuse3)
     FTP_RUN_PACKAGES=(python3-pyftpdlib)
     TEST_PACKAGES=(clang clang-format python3 googletest libgtest-dev libgmock-dev libssl-dev openssl shellcheck e2fsprogs binutils fuse3
