@@ -11,7 +11,7 @@ ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)"
         pkg-config libfuse3-dev libavformat-dev)
     RUN_PACKAGES=(ffmpeg fuse3)
     FTP_RUN_PACKAGES=(python3-pyftpdlib)
-    TEST_PACKAGES=(clang clang-format python3 googletest libgtest-dev libgmock-dev libssl-dev openssl shellcheck e2fsprogs binutils fuse3
+    TEST_PACKAGES=(clang clang-format python3 ffmpeg googletest libgtest-dev libgmock-dev libssl-dev openssl shellcheck e2fsprogs binutils fuse3
         pkg-config libgstreamer1.0-dev libavutil-dev libboost-dev
         curl iproute2 nftables python3-pyftpdlib
         libwrap0 libhiredis0.14 libmemcached11 libmemcachedutil2 libsodium23 libpcre2-posix3 libidn2-0)
