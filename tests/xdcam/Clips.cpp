@@ -70,14 +70,15 @@ TestClip HdClip() {
 }
 
 TestClip LongClip() {
-    return Made("long", {"-f",   "lavfi", "-i",   "testsrc2=s=160x120:r=25:d=24",
-                         "-f",   "lavfi", "-i",   "sine=f=500:r=48000:d=24",
-                         "-f",   "lavfi", "-i",   "sine=f=700:r=48000:d=24",
-                         "-map", "0:v",   "-map", "1:a",
-                         "-map", "2:a",   "-c:v", "mpeg2video",
-                         "-b:v", "400k",  "-g",   "12",
-                         "-bf",  "2",     "-c:a", "pcm_s16le",
-                         "-ar",  "48000"});
+    return Made("long", {"-f",      "lavfi",      "-i",   "testsrc2=s=160x120:r=25:d=24",
+                         "-f",      "lavfi",      "-i",   "sine=f=500:r=48000:d=24",
+                         "-map",    "0:v",        "-map", "1:a",
+                         "-map",    "1:a",        "-map", "1:a",
+                         "-map",    "1:a",        "-map", "1:a",
+                         "-c:v",    "mpeg2video", "-b:v", "400k",
+                         "-g",      "12",         "-bf",  "2",
+                         "-c:a",    "pcm_s16le",  "-ar",  "48000",
+                         "-fflags", "+bitexact"});
 }
 
 std::vector<std::string> FrameDigests(const std::string& file, std::string* error) {

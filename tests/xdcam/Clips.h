@@ -17,7 +17,8 @@ struct TestClip {
 // MPEG-2 4:2:2 in 1080i25, open groups of 12 with two B pictures, one channel of sound at 48 kHz with 24
 // bits; 60 frames. Made once for all test programs of a build.
 TestClip HdClip();
-// 600 small pictures in the same groups, and two channels.
+// 600 small pictures in the same groups, and five channels: so many that a header in the form of devices is
+// longer than ffmpeg's.
 TestClip LongClip();
 
 // A digest of each frame of a file, in the order in which they are shown. `error` gets what ffmpeg finds

@@ -70,7 +70,7 @@ TEST_F(MxfStretchTest, AClipTellsWhatItIs) {
     VXC_NEEDS_CLIP(longClip);
     const MxfClip others(longClip.file);
     EXPECT_EQ(others.Frames(), 600u);
-    EXPECT_EQ(others.Channels(), 2u);
+    EXPECT_EQ(others.Channels(), 5u);
     EXPECT_EQ(others.Codec(), "Undefined CODEC type.");
     EXPECT_EQ(others.Rate(), "25p");
 }
@@ -141,6 +141,7 @@ TEST_F(MxfStretchTest, EverythingThatTellsAPlaceInTheFileIsRight) {
     const Bytes file = MxfClip(clip.file).Cut(20, 570).bytes;
     const std::vector<Klv> items = KlvsOf(file);
     ASSERT_EQ(items.back().value + items.back().length, file.size());
+    ASSERT_GT(NumberAt(file, 52, 8), NumberAt(BytesOf(clip.file), 52, 8)); // so all the rest has moved
     std::vector<std::uint64_t> places;
     for (const Klv& item : items) {
         if (IsPartition(item)) {
@@ -205,7 +206,7 @@ TEST_F(MxfStretchTest, AHeaderIsRewrittenWholeOrNotAtAll) {
     VXC_NEEDS_CLIP(clip);
     const Bytes whole = BytesOf(clip.file);
     EXPECT_THAT(TagValues(xdcam::RewriteHeader(whole, {5, 9}), kTrackKey, kOriginTag),
-                ElementsAre(0u, 0u, 0u, 0u, 5u, 5u, 5u, 5u));
+                ElementsAre(0u, 0u, 0u, 0u, 0u, 0u, 0u, 5u, 5u, 5u, 5u, 5u, 5u, 5u));
     for (std::size_t bytes = 0; bytes < 9000; bytes += 61) {
         const Bytes part(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(bytes));
         EXPECT_THROW(xdcam::RewriteHeader(part, {5, 9}), std::runtime_error) << bytes;

@@ -1,5 +1,6 @@
 // The library against a device, over real connections and with real clips.
 #include "frame/Status.h"
+#include "ftp/MxfHeader.h"
 #include "ftp/StretchHead.h"
 #include "real/posix/FtpMatrix.h"
 #include "support/LogCapture.h"
@@ -121,7 +122,7 @@ TEST_F(LibraryOnDeviceTest, AClipThatIsNotThereTellsNothing) {
 TEST_F(LibraryOnDeviceTest, AReplyThatComesLateIsWaitedFor) {
     VXC_NEEDS_DEVICE(m_clip);
     Serve(m_clip, {{"STAT", {.delay = 700ms}}, {"SITE-REPF", {.delay = 700ms}}});
-    EXPECT_EQ(Ask(), (Info{1, 2, 600, 0x00020018, 25, 1}));
+    EXPECT_EQ(Ask(), (Info{1, 2, 600, 0x00050018, 25, 1}));
     uint32 start = 30;
     EXPECT_EQ(Open(start, 32), 0);
     EXPECT_EQ(start, 24u);
@@ -222,8 +223,9 @@ TEST_F(LibraryOnDeviceTest, AStretchThatEndsInItsHeaderIsOpenAllTheSame) {
         EXPECT_TRUE(HeadOf(*m_source) == stretch.substr(0, bytes));
         EXPECT_EQ(ReadOn(*m_source), "");
     }
-    // Behind the tracks: what was asked for stands there already.
-    m_device->Set("SITE-REPF", {.cutAfter = 6000});
+    // Behind the tracks, in the last byte of the header: what is looked for was there.
+    m_device->Set("SITE-REPF",
+                  {.cutAfter = 511 + HeaderByteCount(reinterpret_cast<const uint8*>(stretch.data()))});
     m_source = Session();
     uint32 start = 30;
     EXPECT_EQ(Open(start, 35), 0);
