@@ -11,6 +11,7 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <random>
 #include <thread>
 #include <vector>
@@ -19,6 +20,7 @@ using namespace std::chrono_literals;
 using namespace vxcio::test;
 using testing::AllOf;
 using testing::Contains;
+using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -241,7 +243,14 @@ TEST_F(XdcamDeviceTest, BreaksOffAsItIsTold) {
 }
 
 TEST_F(XdcamDeviceTest, StandsStillUntilTheClientHasEnough) {
-    XdcamDevice device({.folder = m_folder.Path(), .troubles = {{"RETR", {.stallAfter = 6}}}});
+    std::mutex mutex;
+    std::vector<std::string> talk; // guarded by mutex
+    XdcamDevice device({.folder = m_folder.Path(),
+                        .troubles = {{"RETR", {.stallAfter = 6}}},
+                        .talk = [&](const std::string& line) {
+                            const std::lock_guard lock(mutex);
+                            talk.push_back(line.substr(0, 5));
+                        }});
     const auto client = Client(device);
     client->Ask("PORT " + client->Listen());
     client->Ask("RETR a.txt");
@@ -257,6 +266,11 @@ TEST_F(XdcamDeviceTest, StandsStillUntilTheClientHasEnough) {
     EXPECT_THAT(client->Reply(), StartsWith("226 "));
     EXPECT_EQ(client->Data(), "");
     EXPECT_THAT(client->Ask("NOOP"), StartsWith("200 "));
+    {
+        const std::lock_guard lock(mutex);
+        const std::vector<std::string> last(talk.end() - 6, talk.end());
+        EXPECT_THAT(last, ElementsAre("< 150", "> ABO", "< 426", "< 226", "> NOO", "< 200"));
+    }
     // Its end needs nobody's help.
     client->Ask("PORT " + client->Listen());
     client->Ask("RETR a.txt");
