@@ -30,9 +30,11 @@ std::string Saved(const TempFolder& folder, const Bytes& bytes) {
 }
 
 std::vector<std::string> Part(const std::vector<std::string>& all, std::size_t first, std::size_t count) {
-    const auto begin = all.begin() + static_cast<std::ptrdiff_t>(std::min(first, all.size()));
-    return {begin, begin + static_cast<std::ptrdiff_t>(
-                               std::min<std::size_t>(count, std::distance(begin, all.end())))};
+    std::vector<std::string> part;
+    for (std::size_t i = first; i < all.size() && part.size() < count; ++i) {
+        part.push_back(all[i]);
+    }
+    return part;
 }
 
 } // namespace

@@ -18,7 +18,7 @@ void CloseGroup(std::uint8_t* data, std::size_t bytes, std::uint32_t lost) noexc
         std::uint8_t* const header = data + at + 4;
         if (data[at + 3] == kPicture) {
             // Ten bits of its place, then its type.
-            const std::uint32_t place = (header[0] << 2 | header[1] >> 6) & (kPlaces - 1);
+            const std::uint32_t place = (std::uint32_t{header[0]} << 2 | header[1] >> 6) & (kPlaces - 1);
             const std::uint32_t moved = (place - lost) & (kPlaces - 1);
             header[0] = static_cast<std::uint8_t>(moved >> 2);
             header[1] = static_cast<std::uint8_t>((header[1] & 0x3F) | (moved & 3) << 6);
