@@ -47,6 +47,28 @@ TEST(ToolFtpTalkTest, AReplyOfSeveralLinesIsOneOnlyWhenItEnds) {
     EXPECT_EQ(talk.ReplyTo("MKD"), "421 good bye");
 }
 
+TEST(ToolFtpTalkTest, TheLinesWithinAReplyAreCounted) {
+    FtpTalk talk;
+    const FtpTalk::Hearing hearing(talk);
+    FtpTalk::HearReply("220-before any command");
+    FtpTalk::HearOther("one\n");
+    FtpTalk::HearReply("220 there");
+    EXPECT_EQ(talk.LinesOfReplyTo("STAT"), 0u);
+    EXPECT_EQ(talk.LinesOfReplyTo(""), 1u);
+    FtpTalk::HearOther("STAT a\r\n");
+    FtpTalk::HearReply("213-first");
+    FtpTalk::HearOther("one\n");
+    FtpTalk::HearOther("what is no line of the reply");
+    FtpTalk::HearReply("100 two");
+    FtpTalk::HearReply("213-three");
+    FtpTalk::HearReply("213 end");
+    FtpTalk::HearOther("behind it\n");
+    EXPECT_EQ(talk.LinesOfReplyTo("STAT"), 3u);
+    FtpTalk::HearReply("213-and once more");
+    FtpTalk::HearReply("213 end");
+    EXPECT_EQ(talk.LinesOfReplyTo("STAT"), 0u);
+}
+
 TEST(ToolFtpTalkTest, OnlyWhatIsSaidOnItsThreadBelongsToIt) {
     FtpTalk talk;
     FtpTalk::HearReply("220 before");

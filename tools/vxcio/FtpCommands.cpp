@@ -32,14 +32,13 @@ std::string FtpCommands::Do(const FtpName& name, std::function<int(CSoftDataIO&)
         heard.done = command(io);
         return heard;
     });
-    if (answer && answer->done != 0) {
-        return {};
-    }
-    reason = answer ? answer->talk.Words() : m_pSession->NoAnswer();
-    // An answer that is still to come would be taken for that to the next command.
-    if (!answer || !IsRefusal(answer->talk.LastReply())) {
-        m_pSession->GiveUp();
-        m_pSession.reset();
+    if (!answer || answer->done == 0) {
+        reason = answer ? answer->talk.Words() : m_pSession->NoAnswer();
+        // An answer that is still to come would be taken for that to the next command.
+        if (!answer || !IsRefusal(answer->talk.LastReply())) {
+            m_pSession->GiveUp();
+            m_pSession.reset();
+        }
     }
     if (answer && talk != nullptr) {
         *talk = std::move(answer->talk);

@@ -25,10 +25,11 @@ public:
     std::string Rename(const FtpName& from, const FtpName& to, bool* isTargetRefused = nullptr);
     std::string MakeFolder(const FtpName& name);
     std::string RemoveFolder(const FtpName& name);
-
-private:
+    // Any other, which gives 0 where it has failed and owns what it uses beside its argument. `talk` gets
+    // what was said in it.
     std::string Do(const FtpName& name, std::function<int(CSoftDataIO&)> command, FtpTalk* talk = nullptr);
 
+private:
     const Options& m_Options;
     LogView& m_Log;
     std::unique_ptr<FtpSession> m_pSession; // null, or one that answered its last command

@@ -88,19 +88,11 @@ std::string FtpReading::Begin() {
     return {};
 }
 
-// The session before the file: a server that says little to a transfer which is broken off costs the source
-// two seconds for its last word, and the session none.
 void FtpReading::Close() {
-    if (!m_pSession) {
-        return;
+    if (m_pSession) {
+        BreakTransfer(*m_pSession);
+        m_pSession.reset();
     }
-    m_pSession->Leave([](CSoftDataIO& io) {
-        auto& source = static_cast<CSoftDataSource&>(io);
-        source.DisablePreRead();
-        source.Close();
-        source.CloseFile();
-    });
-    m_pSession.reset();
 }
 
 FtpReading::~FtpReading() {
@@ -158,22 +150,7 @@ int FtpReading::Read(uint8* buffer, uint32 bytes) {
 
 // The end of the data is the end of the file only if the server says so.
 void FtpReading::CheckEnd() {
-    m_Log.ClearReply();
-    const std::optional<int> closed = m_pSession->Ask<int>([](CSoftDataIO& io) {
-        auto& source = static_cast<CSoftDataSource&>(io);
-        source.DisablePreRead();
-        source.CloseFile();
-        return 0;
-    });
-    const std::string reply = m_Log.LastReply();
-    if (!closed || !reply.starts_with('2')) {
-        const std::string broken = m_Log.LastFailure();
-        m_strFailure = !closed           ? m_pSession->NoAnswer()
-                       : !reply.empty()  ? "the server says '" + Shown(reply) + "'"
-                       : !broken.empty() ? Shown(broken)
-                                         : "the connection broke off";
-        m_pSession->GiveUp();
-    }
+    m_strFailure = EndTransfer(*m_pSession);
     m_pSession.reset();
 }
 
@@ -182,6 +159,38 @@ void FtpReading::Restart(uint64 position) {
     m_bTouched = true;
     m_qwPosition = position + 1;
     Seek(position);
+}
+
+std::string EndTransfer(FtpSession& session) {
+    const std::optional<FtpTalk> talk = session.Ask<FtpTalk>([](CSoftDataIO& io) {
+        auto& source = static_cast<CSoftDataSource&>(io);
+        FtpTalk heard;
+        const FtpTalk::Hearing hearing(heard);
+        source.DisablePreRead();
+        source.CloseFile();
+        return heard;
+    });
+    const std::string reply = talk ? talk->LastReply() : std::string();
+    if (reply.starts_with('2')) {
+        return {};
+    }
+    session.GiveUp();
+    const std::string broken = session.Log().LastFailure();
+    return !talk             ? session.NoAnswer()
+           : !reply.empty()  ? "the server says '" + Shown(reply) + "'"
+           : !broken.empty() ? Shown(broken)
+                             : "the connection broke off, or the server does not say that this is all";
+}
+
+// The session before the file: a server that says little to a transfer which is broken off costs the source
+// two seconds for its last word, and the session none.
+void BreakTransfer(FtpSession& session) {
+    session.Leave([](CSoftDataIO& io) {
+        auto& source = static_cast<CSoftDataSource&>(io);
+        source.DisablePreRead();
+        source.Close();
+        source.CloseFile();
+    });
 }
 
 std::optional<uint64> FtpSizeOf(const FtpName& name, const Options& options, LogView& log,

@@ -50,6 +50,13 @@ private:
     std::string m_strFailure;
 };
 
+// Ends a transfer of a source whose data has ended. Empty where the server says that it has sent all; else
+// why that is not known, and the session is not to be used any more.
+std::string EndTransfer(FtpSession& session);
+
+// Breaks a transfer of a source off, where there is one, and ends its session within a moment.
+void BreakTransfer(FtpSession& session);
+
 // The exact size of a file on a server, as it tells it; 0 as well where it does not. Nothing with a reason
 // where the file cannot be opened, `isMissing` where the server has said that there is none.
 std::optional<uint64> FtpSizeOf(const FtpName& name, const Options& options, LogView& log,

@@ -30,37 +30,52 @@ void FtpTalk::HearReply(const std::string& line) {
     }
     FtpTalk& talk = *t_pTalk;
     const std::string number = line.substr(0, kNumber);
-    if (line[kNumber] == '-') {
-        talk.m_strOpen = talk.m_strOpen.empty() ? number : talk.m_strOpen;
-        return;
-    }
-    // The library breaks off any reply at this one.
-    if (!talk.m_strOpen.empty() && talk.m_strOpen != number && number != kGoodbye) {
+    if (talk.m_strOpen.empty()) {
+        talk.Current().lines = 0;
+        if (line[kNumber] == '-') {
+            talk.m_strOpen = number;
+            return;
+        }
+    } else if (line[kNumber] == '-' || (talk.m_strOpen != number && number != kGoodbye)) {
+        ++talk.Current().lines; // the library breaks off any reply at a goodbye
         return;
     }
     talk.m_strOpen.clear();
-    if (talk.m_exchanges.empty()) {
-        talk.m_exchanges.emplace_back();
-    }
-    talk.m_exchanges.back().reply = line;
+    talk.Current().reply = line;
 }
 
-// A command is logged with the line end that it has on its way.
+// A command is logged with the line end that it has on its way, a line of a reply with a plain one.
 void FtpTalk::HearOther(std::string_view line) {
     if (t_pTalk == nullptr) {
         return;
     }
     if (line.starts_with(kCut)) {
         t_pTalk->m_bCut = true;
-    } else if (line.ends_with("\r\n") && t_pTalk->m_strOpen.empty()) {
+    } else if (!t_pTalk->m_strOpen.empty()) {
+        t_pTalk->Current().lines += line.ends_with('\n') ? 1 : 0;
+    } else if (line.ends_with("\r\n")) {
         t_pTalk->m_exchanges.push_back({std::string(line.substr(0, line.find_first_of(" \r"))), ""});
     }
 }
 
-std::string FtpTalk::ReplyTo(std::string_view command) const {
+FtpTalk::Exchange& FtpTalk::Current() {
+    return m_exchanges.empty() ? m_exchanges.emplace_back() : m_exchanges.back();
+}
+
+const FtpTalk::Exchange* FtpTalk::Last(std::string_view command) const {
     const auto found = std::find_if(m_exchanges.rbegin(), m_exchanges.rend(),
                                     [command](const Exchange& one) { return one.command == command; });
-    return found == m_exchanges.rend() ? std::string() : found->reply;
+    return found == m_exchanges.rend() ? nullptr : &*found;
+}
+
+std::string FtpTalk::ReplyTo(std::string_view command) const {
+    const Exchange* const last = Last(command);
+    return last == nullptr ? std::string() : last->reply;
+}
+
+std::size_t FtpTalk::LinesOfReplyTo(std::string_view command) const {
+    const Exchange* const last = Last(command);
+    return last == nullptr ? 0 : last->lines;
 }
 
 std::string FtpTalk::LastReply() const {

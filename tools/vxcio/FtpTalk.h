@@ -1,6 +1,7 @@
 // FtpTalk.h - what the library and a server said to each other in one piece of work.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,8 @@ public:
     std::string ReplyTo(std::string_view command) const;
     // The reply to the last command of all, in the same way.
     std::string LastReply() const;
+    // How many lines the reply to the last command of this name has between its first and its last one.
+    std::size_t LinesOfReplyTo(std::string_view command) const;
     // The last reply as the reason of a failure.
     std::string Words() const;
     // Whether a transfer was cut on its connection.
@@ -37,7 +40,11 @@ private:
     struct Exchange {
         std::string command; // without its argument
         std::string reply;
+        std::size_t lines = 0; // within it
     };
+
+    const Exchange* Last(std::string_view command) const;
+    Exchange& Current();
 
     std::vector<Exchange> m_exchanges;
     std::string m_strOpen; // the number of a reply of several lines that has not ended
