@@ -171,7 +171,7 @@ private:
         if (verb == "PASV" || verb == "PORT") {
             return verb == "PASV" ? OpenPassive() : TakePort(path);
         }
-        if (Transfer(verb, path)) {
+        if (Transfer(line, verb, path)) {
             return true;
         }
         std::string reply = Manage(verb, OwnName(path));
@@ -243,11 +243,13 @@ private:
     }
 
     // False for what is no transfer.
-    bool Transfer(const std::string& verb, const std::string& path) {
-        if (verb != "RETR" && verb != "STOR" && verb != "LIST") {
+    bool Transfer(const std::string& line, const std::string& verb, const std::string& path) {
+        const auto report = m_State.ways.reports.find(line);
+        const bool isReport = report != m_State.ways.reports.end();
+        if (verb != "RETR" && verb != "STOR" && verb != "LIST" && !isReport) {
             return false;
         }
-        std::string content = m_State.List();
+        std::string content = isReport ? report->second : m_State.List();
         if (verb == "RETR") {
             const std::lock_guard lock(m_State.mutex);
             const auto file = m_State.ways.files.find(OwnName(path));
@@ -268,7 +270,11 @@ private:
                             : verb == "LIST" ? SendListing(data, content)
                                              : SendFile(data, content);
         ::shutdown(data, SHUT_RDWR);
-        return Say(!isGood ? "426 broken off" : verb == "STOR" ? "226 stored" : "226 sent");
+        m_bSilent = m_State.ways.lastWord == "-";
+        return m_bSilent || Say(!m_State.ways.lastWord.empty() ? m_State.ways.lastWord
+                                : !isGood                      ? "426 broken off"
+                                : verb == "STOR"               ? "226 stored"
+                                                               : "226 sent");
     }
 
     bool Take(int data, const std::string& name) {
@@ -305,7 +311,11 @@ private:
             ways.withinFile->Pass();
             start = ways.gateAt;
         }
-        return SendAll(data, content.substr(start, size - start)) && size == content.size();
+        const bool isSent = SendAll(data, content.substr(start, size - start)) && size == content.size();
+        if (!isSent && ways.resetsFiles) {
+            Reset(data);
+        }
+        return isSent;
     }
 
     OddFtpServer::State& m_State;

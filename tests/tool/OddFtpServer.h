@@ -31,6 +31,11 @@ public:
         std::size_t listsMost = kAll; // of a listing, and then resets the connection
         std::size_t takesMost = kAll; // of an upload, or a little more, and then resets the connection
         bool replaces = true;         // a file by renaming
+        // What it sends for a command without a file ("SITE DF", the whole line).
+        std::map<std::string, std::string> reports = {};
+        bool resetsFiles = false; // in place of an orderly end, where it does not send all of one
+        // Not empty: what it says behind what it has sent; "-": nothing at all, from then on.
+        std::string lastWord = {};
         // It stands there when the first byte of an upload has come, and when so many of a file are out.
         Gate* beforeUpload = nullptr;
         Gate* withinFile = nullptr;

@@ -25,7 +25,11 @@ TEST(ToolUsageTest, HelpOfEveryVerbGoesToStandardOutput) {
                                                          {"plug"},
                                                          {"plug", "load"},
                                                          {"plug", "call"},
-                                                         {"plug", "bench"}};
+                                                         {"plug", "bench"},
+                                                         {"xdcam"},
+                                                         {"xdcam", "info"},
+                                                         {"xdcam", "space"},
+                                                         {"xdcam", "fetch"}};
     for (std::vector<std::string> verb : verbs) {
         verb.emplace_back("--help");
         const Outcome outcome = RunTool(verb);

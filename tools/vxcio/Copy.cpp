@@ -3,6 +3,7 @@
 #include "CopyReport.h"
 #include "CopyTarget.h"
 #include "CopyVerify.h"
+#include "Copying.h"
 #include "DigestSource.h"
 #include "ExitCodes.h"
 #include "Guarded.h"
@@ -199,6 +200,10 @@ private:
 
 } // namespace
 
+int CopyOne(const CopyJob& job, const Options& options, LogView& log, CopyReport& report) {
+    return Copying(job, options, log, report).Run();
+}
+
 int RunCopy(const Options& options, LogView& log) {
     const CopyPlan plan = MakeCopyPlan(options, log);
     if (plan.exitCode != kExitOk) {
@@ -208,8 +213,7 @@ int RunCopy(const Options& options, LogView& log) {
     CopyReport report(options, [] { return Clock::now(); });
     int code = kExitOk;
     for (std::size_t i = 0; i < plan.jobs.size(); ++i) {
-        const int one =
-            InterruptWanted() ? kExitInterrupted : Copying(plan.jobs[i], options, log, report).Run();
+        const int one = InterruptWanted() ? kExitInterrupted : CopyOne(plan.jobs[i], options, log, report);
         code = std::max(code, one);
         // A source that cannot be read is no reason to leave out the others; a bad target is one.
         if (one > kExitFailed) {

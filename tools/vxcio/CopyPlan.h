@@ -19,7 +19,8 @@ struct CopyJob {
     bool exists = false; // there is a file already
     // A file on a server, of which `place` is the path; null for one of this system.
     std::shared_ptr<const FtpName> ftp = {};
-    std::string part = {}; // of such a one: the path that it has until it is whole
+    std::string part = {};     // of such a one: the path that it has until it is whole
+    const char* verb = "copy"; // whose complaints are made
 };
 
 struct CopyPlan {

@@ -96,7 +96,7 @@ void CopyReport::Tell(const CopyJob& job, const CopyFacts& facts) {
 void CopyReport::TellFailure(const CopyJob& job, const std::string& reason, int exitCode,
                              const Leftover* left) {
     m_Progress.End();
-    Complain("copy: " + reason + (left == nullptr ? "" : "; " + left->words));
+    Complain(std::string(job.verb) + ": " + reason + (left == nullptr ? "" : "; " + left->words));
     if (!m_bJson) {
         return;
     }

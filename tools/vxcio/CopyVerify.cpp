@@ -133,7 +133,8 @@ Checked VerifyTarget(const CopyJob& job, const CopyTarget& target, uint64 bytes,
     }
     if (target.File() && from != "disk") {
         report.End();
-        Complain("copy: warning: " + InQuotes(job.target) + " was read back " + WordsOf(from));
+        Complain(std::string(job.verb) + ": warning: " + InQuotes(job.target) + " was read back " +
+                 WordsOf(from));
     }
     return Checked::Good;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "FtpName.h"
+#include "FtpStretch.h"
 
 #include <memory>
 #include <optional>
@@ -15,9 +16,10 @@ namespace vxcio::tool {
 struct Entry {
     std::string first; // of an FTP name what may be shown of it
     std::string second;
-    std::string written;                // as it was given, for messages; without a password
-    std::shared_ptr<const FtpName> ftp; // null for a file
-    std::string wrong;                  // not empty: why it cannot be opened
+    std::string written;                      // as it was given, for messages; without a password
+    std::shared_ptr<const FtpName> ftp;       // null for a file
+    std::string wrong;                        // not empty: why it cannot be opened
+    std::shared_ptr<FtpStretch> stretch = {}; // of an FTP name: only this of it
 };
 
 // What is read as one stream.

@@ -6,6 +6,7 @@
 #include "FtpName.h"
 #include "PlugOptions.h"
 #include "Sizes.h"
+#include "XdcamOptions.h"
 
 #include <CLI/CLI.hpp>
 
@@ -223,19 +224,24 @@ constexpr const char* kCopyFooter =
     "--unbuffered\n"
     "and --buffer mean nothing there, and --append and --sync are refused.\n";
 
+// What every verb knows that makes a copy.
+void AddTarget(CLI::App& verb, Options& options) {
+    verb.add_flag("--unbuffered", options.targetUnbuffered, "Write past the system's cache");
+    AddSize(verb, "--buffer", "Bytes of the ring in front of the writer thread, 0 for no thread (32M)", 0,
+            kMostBlock, [&options](uint64 size) { options.targetBuffer = static_cast<uint32>(size); });
+    AddSize(verb, "--block", "Bytes of one write; to a file, with a ring of 1M or less, 512K (1M)", 1,
+            kMostBlock, [&options](uint64 size) { options.targetBlock = static_cast<uint32>(size); });
+    verb.add_flag("--verify", options.verify,
+                  "Force the copy to the disk, read it back from there, and compare (exit code 3)");
+    verb.add_flag("--sync", options.sync, "Force the copy and its name to the disk");
+    verb.add_flag("--discard", options.discard, "Remove what a failed or interrupted copy has written");
+}
+
 void AddCopy(CLI::App& app, Options& options) {
     CLI::App* const verb = AddVerb(app, "copy", "Copy through the library, with the digest made on the way");
-    verb->add_flag("--unbuffered", options.targetUnbuffered, "Write past the system's cache");
-    AddSize(*verb, "--buffer", "Bytes of the ring in front of the writer thread, 0 for no thread (32M)", 0,
-            kMostBlock, [&options](uint64 size) { options.targetBuffer = static_cast<uint32>(size); });
-    AddSize(*verb, "--block", "Bytes of one write; to a file, with a ring of 1M or less, 512K (1M)", 1,
-            kMostBlock, [&options](uint64 size) { options.targetBlock = static_cast<uint32>(size); });
+    AddTarget(*verb, options);
     verb->add_flag("--append", options.append,
                    "Write at the end of TO; after a failure TO is cut back to what it was");
-    verb->add_flag("--verify", options.verify,
-                   "Force the copy to the disk, read it back from there, and compare (exit code 3)");
-    verb->add_flag("--sync", options.sync, "Force the copy and its name to the disk");
-    verb->add_flag("--discard", options.discard, "Remove what a failed or interrupted copy has written");
     verb->add_flag("--read-unbuffered", options.unbuffered, "Read past the system's cache");
     verb->add_flag("--json", options.json,
                    "Print one JSON object a line: progress, and what became of each file");
@@ -326,10 +332,13 @@ std::optional<int> ParseOptions(int argc, char** argv, Options& options) {
     AddSettings(app, options);
     AddPlugVerbs(*AddVerb(app, "plug", "Load and call plug-ins in a process of another width"), options,
                  kCommonFooter);
+    AddXdcamVerbs(*AddVerb(app, "xdcam", "Ask an XDCAM device for clips, space and stretches of clips"),
+                  options, AddTarget);
     try {
         app.parse(Guarded(argc, argv));
         Unguard(options);
         CheckFtpNames(options);
+        CheckXdcam(options);
     } catch (const CLI::ParseError& error) {
         std::ostringstream out;
         std::ostringstream complaint;

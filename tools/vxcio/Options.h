@@ -26,7 +26,10 @@ enum class Verb {
     SettingsUnset,
     PlugLoad,
     PlugCall,
-    PlugBench
+    PlugBench,
+    XdcamInfo,
+    XdcamSpace,
+    XdcamFetch
 };
 
 struct Options {
@@ -78,6 +81,10 @@ struct Options {
     uint32 format = 420; // or 422
     uint32 framesPerSecond = 25;
     std::optional<uint32> calls; // of each kind, for bench
+
+    // Of xdcam fetch, whose target has the options of copy.
+    uint32 fromFrame = 0;
+    uint32 toFrame = 0; // the first that is not wanted
 
     // Of settings.
     std::string setting;

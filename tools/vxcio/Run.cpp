@@ -41,6 +41,12 @@ int Run(const Options& options) {
         return RunPlugCall(options, log);
     case Verb::PlugBench:
         return RunPlugBench(options, log);
+    case Verb::XdcamInfo:
+        return RunXdcamInfo(options, log);
+    case Verb::XdcamSpace:
+        return RunXdcamSpace(options, log);
+    case Verb::XdcamFetch:
+        return RunXdcamFetch(options, log);
     default:
         return RunSettings(options);
     }

@@ -5,6 +5,7 @@
 #include "FtpReading.h"
 #include "Probe.h"
 #include "Sizes.h"
+#include "StretchReading.h"
 #include "Terminal.h"
 #include "Text.h"
 
@@ -78,6 +79,9 @@ std::unique_ptr<Reading> OpenEntry(const Entry& entry, const Options& options, c
     if (!entry.wrong.empty()) {
         reason = entry.wrong;
         return nullptr;
+    }
+    if (entry.ftp && entry.stretch) {
+        return StretchReading::Open(*entry.ftp, *entry.stretch, options, log, reason);
     }
     if (entry.ftp) {
         return FtpReading::Open(*entry.ftp, options, log, reason);
