@@ -1,8 +1,6 @@
 // vxcio xdcam fetch: stretches of clips, whole or not at all.
 #include "tool/XdcamDevice.h"
 
-#include "StretchReading.h"
-
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
@@ -237,11 +235,20 @@ TEST_F(ToolXdcamFetchTest, WhatIsNoMxfFileIsNoStretchWhateverTheDeviceSays) {
     const std::string sent = Mxf(12, 4096, 400'000);
     for (const std::string& content :
          {std::string(), sent.substr(0, 10), sent.substr(0, 119), std::string(5000, 'x'), sent.substr(1)}) {
-        ExpectNothing(Sends(content), "it is no MXF file: its ");
+        ExpectNothing(Sends(content), "it is no whole MXF file: its ");
     }
     const OddFtpServer server(Ways(Sends(sent.substr(0, 120))));
     EXPECT_EQ(Fetch(server).exitCode, 0);
     EXPECT_EQ(m_Folder.Read("to").size(), 120u);
+}
+
+TEST_F(ToolXdcamFetchTest, AFileThatEndsBeforeItsFooterIsNoStretchWhateverTheDeviceSays) {
+    std::string sent = Mxf(12, 4096, 400'000);
+    sent.replace(44, 8, BigEndian(404'000, 8)); // where the footer begins
+    ExpectNothing(Sends(sent.substr(0, 404'000)),
+                  "it ends at byte 404,000, and its footer would begin at 404,000");
+    const OddFtpServer server(Ways(Sends(sent)));
+    EXPECT_EQ(Fetch(server).exitCode, 0);
 }
 
 TEST_F(ToolXdcamFetchTest, ADeviceThatFallsSilentCostsTheTimeThatIsTold) {
@@ -335,28 +342,4 @@ TEST_F(ToolXdcamFetchTest, WhatCannotBeMeantIsWrongUsage) {
         EXPECT_THAT(Run(verb, {"--help"}).out, HasSubstr("Usage: vxcio xdcam"));
     }
     EXPECT_THAT(Run("space", {"--help"}).out, HasSubstr("which is not known"));
-}
-
-TEST(ToolPartitionPackTest, ItIsWholeWhereItsLengthHasCome) {
-    using vxcio::tool::HoldsPartitionPack;
-    std::array<uint8, 32> first = {0x06, 0x0E, 0x2B, 0x34};
-    first[16] = 0x58; // the short form of a length
-    EXPECT_TRUE(HoldsPartitionPack(first, 17 + 0x58));
-    EXPECT_FALSE(HoldsPartitionPack(first, 16 + 0x58));
-    EXPECT_FALSE(HoldsPartitionPack(first, 16));
-    EXPECT_FALSE(HoldsPartitionPack(first, 0));
-    first[16] = 0x88;
-    first[24] = 0x58;
-    EXPECT_TRUE(HoldsPartitionPack(first, 25 + 0x58));
-    EXPECT_FALSE(HoldsPartitionPack(first, 24 + 0x58));
-    EXPECT_FALSE(HoldsPartitionPack(first, 20));
-    std::fill(first.begin() + 17, first.begin() + 25, uint8{0xFF});
-    EXPECT_FALSE(HoldsPartitionPack(first, ~uint64{0}));
-    for (const uint8 odd : {uint8{0x80}, uint8{0x89}, uint8{0xFF}}) {
-        first[16] = odd;
-        EXPECT_FALSE(HoldsPartitionPack(first, 1'000'000));
-    }
-    first[16] = 0x58;
-    first[3] = 0x35;
-    EXPECT_FALSE(HoldsPartitionPack(first, 1'000'000));
 }

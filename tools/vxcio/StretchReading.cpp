@@ -3,7 +3,6 @@
 #include "Console.h"
 #include "FtpReading.h"
 #include "FtpTalk.h"
-#include "Sizes.h"
 #include "Text.h"
 
 #include "frame/Status.h"
@@ -11,7 +10,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 #include <vector>
 
 namespace vxcio::tool {
@@ -32,28 +30,6 @@ CSoftDataSource& SourceOf(CSoftDataIO& io) {
 }
 
 } // namespace
-
-bool HoldsPartitionPack(const std::array<uint8, 32>& first, uint64 size) {
-    constexpr std::array<uint8, 4> kKey = {0x06, 0x0E, 0x2B, 0x34};
-    constexpr std::size_t kLengthAt = 16;
-    constexpr uint8 kLongForm = 0x80;
-    if (size <= kLengthAt || !std::equal(kKey.begin(), kKey.end(), first.begin())) {
-        return false;
-    }
-    // One byte, or the number of bytes that follow.
-    uint64 length = first[kLengthAt];
-    uint64 at = kLengthAt + 1;
-    if (length >= kLongForm) {
-        const uint64 bytes = std::exchange(length, 0) - kLongForm;
-        if (bytes == 0 || bytes > sizeof length) {
-            return false;
-        }
-        for (const uint64 end = at + bytes; at < end; ++at) {
-            length = length << 8 | first[at];
-        }
-    }
-    return size >= at && length <= size - at;
-}
 
 std::unique_ptr<StretchReading> StretchReading::Open(const FtpName& clip, FtpStretch& stretch,
                                                      const Options& options, LogView& log,
@@ -159,9 +135,10 @@ void StretchReading::CheckEnd() {
     if (!m_strFailure.empty() && !m_strOpening.empty()) {
         m_strFailure = Shown(m_strOpening);
     }
-    if (m_strFailure.empty() && !HoldsPartitionPack(m_first, m_qwPosition)) {
-        m_strFailure = "the device says that this is all, and it is no MXF file: its " +
-                       WithCommas(m_qwPosition) + " bytes do not begin with a whole partition pack";
+    if (m_strFailure.empty()) {
+        if (const std::string trouble = MxfTrouble(m_first, m_qwPosition); !trouble.empty()) {
+            m_strFailure = "the device says that this is all, and it is no whole MXF file: " + trouble;
+        }
     }
 }
 

@@ -3,9 +3,9 @@
 
 #include "FtpSession.h"
 #include "FtpStretch.h"
+#include "MxfExtent.h"
 #include "Reading.h"
 
-#include <array>
 #include <memory>
 #include <string>
 
@@ -14,7 +14,8 @@ namespace vxcio::tool {
 // One thread. Reads the file that the device sends, from its start to its end. Every wait, also that for
 // data, is as long as the limit of the session at the most; for data the library waits a minute.
 //
-// The end of the data is the end of the file only where the device says so, and where it began as MXF does.
+// The end of the data is the end of the file only where the device says so, and where its start does not tell
+// of more.
 class StretchReading final : public Reading {
 public:
     // Null with a reason; else `stretch` knows its first frame.
@@ -44,13 +45,9 @@ private:
     std::unique_ptr<FtpSession> m_pSession; // null when nothing can be read
     bool m_bInHead = true;
     uint64 m_qwPosition = 0;
-    std::array<uint8, 32> m_first{}; // bytes of it, as far as they came
-    std::string m_strOpening;        // what its opening has complained of
+    MxfStart m_first{};       // as far as it came
+    std::string m_strOpening; // what its opening has complained of
     std::string m_strFailure;
 };
-
-// Whether a file of `size` bytes that begins with these holds the whole Partition Pack that stands in front
-// of any MXF file (SMPTE 377M).
-bool HoldsPartitionPack(const std::array<uint8, 32>& first, uint64 size);
 
 } // namespace vxcio::tool

@@ -87,7 +87,8 @@ std::string TextOf(const sockaddr_in& address) {
     std::memcpy(bytes.data() + 4, &address.sin_port, 2);
     std::string text;
     for (const std::uint8_t byte : bytes) {
-        text += (text.empty() ? "" : ",") + std::to_string(byte);
+        text += text.empty() ? "" : ",";
+        text += std::to_string(byte);
     }
     return text;
 }
@@ -149,7 +150,7 @@ void Session::Obey(const std::string& line) {
     name = Upper(name);
     if (name == "SITE") {
         const auto [site, rest] = FirstWord(argument);
-        name += "-" + Upper(site);
+        name.append("-").append(Upper(site));
         argument = rest;
     }
     m_trouble = m_place.troubleOf(name);
