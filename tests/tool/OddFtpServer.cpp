@@ -88,6 +88,7 @@ struct OddFtpServer::State {
     std::vector<std::string> commands; // guarded by mutex, as is all of the files and sockets
     std::vector<int> sockets;
     bool stopping = false;
+    int downloads = 0;
     std::vector<std::thread> threads; // of the accepting thread, until that has ended
     std::thread accepting;
 
@@ -111,7 +112,7 @@ struct OddFtpServer::State {
         for (const auto& [name, content] : ways.files) {
             std::string size = std::to_string(content.size());
             size.insert(0, 12 - std::min<std::size_t>(size.size(), 12), ' ');
-            text += "-rw-r--r--   1 norvex   norvex " + size + " Nov 22 03:22 " + name + "\r\n";
+            text += "-rw-r--r--   1 norvex   norvex " + size + " " + ways.listedTime + " " + name + "\r\n";
         }
         return text;
     }
@@ -198,6 +199,10 @@ private:
                    : isThere                ? "213 " + std::to_string(files[name].size())
                                             : "550 none";
         }
+        if (verb == "REST") {
+            m_Rest = static_cast<std::size_t>(std::stoull(name));
+            return "350 from there";
+        }
         if (verb == "DELE") {
             return files.erase(name) > 0 ? "250 gone" : "550 none";
         }
@@ -246,7 +251,7 @@ private:
     bool Transfer(const std::string& line, const std::string& verb, const std::string& path) {
         const auto report = m_State.ways.reports.find(line);
         const bool isReport = report != m_State.ways.reports.end();
-        if (verb != "RETR" && verb != "STOR" && verb != "LIST" && !isReport) {
+        if (verb != "RETR" && verb != "STOR" && verb != "APPE" && verb != "LIST" && !isReport) {
             return false;
         }
         std::string content = isReport ? report->second : m_State.List();
@@ -256,8 +261,12 @@ private:
             if (file == m_State.ways.files.end()) {
                 return Say("550 none");
             }
-            content = file->second;
+            const bool isLater =
+                m_State.downloads++ >= m_State.ways.downloadsBefore && !m_State.ways.laterContent.empty();
+            content = (isLater ? m_State.ways.laterContent : file->second)
+                          .substr(std::min(m_Rest, file->second.size()));
         }
+        m_Rest = 0;
         if (m_Passive < 0 && m_Port == 0) {
             return Say("425 no data connection");
         }
@@ -266,18 +275,19 @@ private:
         if (!m_State.Keep(data)) {
             return Say("425 no data connection");
         }
-        const bool isGood = verb == "STOR"   ? Take(data, OwnName(path))
+        const bool isUpload = verb == "STOR" || verb == "APPE";
+        const bool isGood = isUpload ? Take(data, OwnName(path), verb == "APPE" && m_State.ways.appends)
                             : verb == "LIST" ? SendListing(data, content)
                                              : SendFile(data, content);
         ::shutdown(data, SHUT_RDWR);
         m_bSilent = m_State.ways.lastWord == "-";
         return m_bSilent || Say(!m_State.ways.lastWord.empty() ? m_State.ways.lastWord
                                 : !isGood                      ? "426 broken off"
-                                : verb == "STOR"               ? "226 stored"
+                                : isUpload                     ? "226 stored"
                                                                : "226 sent");
     }
 
-    bool Take(int data, const std::string& name) {
+    bool Take(int data, const std::string& name, bool appends) {
         const OddFtpServer::Ways& ways = m_State.ways;
         char first = 0;
         if (ways.beforeUpload != nullptr && ::recv(data, &first, 1, MSG_PEEK) > 0) {
@@ -289,7 +299,8 @@ private:
             Reset(data);
         }
         const std::lock_guard lock(m_State.mutex);
-        m_State.ways.files[name] = got.substr(0, ways.keepsMost);
+        std::string& file = m_State.ways.files[name];
+        file = (appends ? file : std::string()) + got.substr(0, ways.keepsMost);
         return isWhole;
     }
 
@@ -323,6 +334,7 @@ private:
     int m_Passive = -1;
     std::string m_PortHost;
     int m_Port = 0;
+    std::size_t m_Rest = 0;
     std::string m_Pending;
     std::string m_From;
     bool m_bSilent = false;
@@ -377,6 +389,15 @@ std::string OddFtpServer::Shown(const std::string& file) const {
 std::map<std::string, std::string> OddFtpServer::Files() const {
     const std::lock_guard lock(m_pState->mutex);
     return m_pState->ways.files;
+}
+
+void OddFtpServer::Change(const std::string& file, const std::string& content) {
+    const std::lock_guard lock(m_pState->mutex);
+    m_pState->ways.files[file] = content;
+}
+
+OddFtpServer::Ways& OddFtpServer::TheWays() {
+    return m_pState->ways;
 }
 
 std::vector<std::string> OddFtpServer::Commands() const {

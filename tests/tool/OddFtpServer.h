@@ -40,6 +40,11 @@ public:
         Gate* beforeUpload = nullptr;
         Gate* withinFile = nullptr;
         std::size_t gateAt = 0;
+        // Not empty: the content of every file from the download behind so many on.
+        std::string laterContent = {};
+        int downloadsBefore = 0;
+        std::string listedTime = "Nov 22 03:22"; // of every file
+        bool appends = true;                     // else APPE replaces a file
         std::string address = "127.0.0.1";
     };
 
@@ -55,6 +60,9 @@ public:
     static constexpr const char* kPassword = "Ka:ppe-77";
 
     std::map<std::string, std::string> Files() const;
+    // Between two sessions.
+    void Change(const std::string& file, const std::string& content);
+    Ways& TheWays();
     // All lines that came in.
     std::vector<std::string> Commands() const;
     // Waits until this line has come in; false where that takes too long.

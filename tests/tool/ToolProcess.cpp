@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <poll.h>
@@ -28,6 +29,18 @@ int FilledPipe(const std::string& text) {
     Check(::write(ends[1], text.data(), text.size()) == static_cast<ssize_t>(text.size()), "write");
     ::close(ends[1]);
     return ends[0];
+}
+
+// The other end of a terminal on which the text is typed already.
+int TypedTerminal(const std::string& text, int& keyboard) {
+    keyboard = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    Check(keyboard >= 0 && ::grantpt(keyboard) == 0 && ::unlockpt(keyboard) == 0, "posix_openpt");
+    std::array<char, 100> name{};
+    Check(::ptsname_r(keyboard, name.data(), name.size()) == 0, "ptsname_r");
+    const int terminal = ::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    Check(terminal >= 0, name.data());
+    Check(::write(keyboard, text.data(), text.size()) == static_cast<ssize_t>(text.size()), "write");
+    return terminal;
 }
 
 // In the child: only calls that are allowed between fork and exec.
@@ -56,7 +69,8 @@ ToolProcess::ToolProcess(const std::vector<std::string>& command, const Setting&
         raw.push_back(word.data());
     }
     raw.push_back(nullptr);
-    const int in = FilledPipe(setting.input);
+    const int in =
+        setting.typed.empty() ? FilledPipe(setting.input) : TypedTerminal(setting.typed, m_keyboard);
     std::array<int, 2> out{};
     std::array<int, 2> error{};
     Check(::pipe2(out.data(), O_CLOEXEC) == 0 && ::pipe2(error.data(), O_CLOEXEC) == 0, "pipe2");
@@ -82,6 +96,9 @@ ToolProcess::ToolProcess(const std::vector<std::string>& command, const Setting&
 
 ToolProcess::~ToolProcess() {
     CloseOutput();
+    if (m_keyboard >= 0) {
+        ::close(m_keyboard);
+    }
     if (m_error >= 0) {
         ::close(m_error);
     }

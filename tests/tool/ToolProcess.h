@@ -19,6 +19,7 @@ public:
     struct Setting {
         std::string folder = {};      // where it runs; empty: here
         std::string input = {};       // what stands on its standard input
+        std::string typed = {};       // not empty: that is a terminal, on which this is typed
         std::string outputFile = {};  // its standard output goes there instead of to us
         bool obeyPermissions = false; // also where the test runs as root, whom they do not bind
     };
@@ -41,6 +42,7 @@ public:
 
 private:
     pid_t m_pid;
+    int m_keyboard = -1;
     int m_out;
     int m_error;
 };

@@ -17,6 +17,8 @@ TEST(ToolUsageTest, HelpOfEveryVerbGoesToStandardOutput) {
                                                          {"cat"},
                                                          {"md5"},
                                                          {"copy"},
+                                                         {"get"},
+                                                         {"put"},
                                                          {"settings"},
                                                          {"settings", "list"},
                                                          {"settings", "get"},

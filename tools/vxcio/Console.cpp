@@ -61,6 +61,15 @@ void PrintErrorLine(std::string_view text) {
     WriteError(line);
 }
 
+void PrintQuestion(std::string_view text) {
+    const std::lock_guard lock(ErrorMutex());
+    if (g_barShown) {
+        WriteError(kEraseLine);
+        g_barShown = false;
+    }
+    WriteError(text);
+}
+
 void ShowBar(std::string_view bar) {
     const std::lock_guard lock(ErrorMutex());
     if (g_barShown || !bar.empty()) {

@@ -23,6 +23,9 @@ void Complain(std::string_view text);
 // One line on standard error as it is.
 void PrintErrorLine(std::string_view text);
 
+// The text of a question on standard error, behind which the answer is typed.
+void PrintQuestion(std::string_view text);
+
 // Shows `bar` as the last line of standard error, in place of the bar before; an empty one removes it.
 void ShowBar(std::string_view bar);
 

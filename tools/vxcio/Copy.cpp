@@ -75,6 +75,7 @@ private:
             return FailTarget(reason);
         }
         m_Facts.start = m_pTarget->Start();
+        m_Facts.resumed = m_Job.goOnAt;
         return std::nullopt;
     }
 
@@ -126,7 +127,10 @@ private:
     uint32 Block() const { return m_Job.ftp ? m_Options.targetBlock : m_Options.block; }
 
     void Take(const uint8* data, uint32 bytes) {
-        if (!m_pTarget->Write(data, bytes)) {
+        // What stands there already was compared.
+        const auto there =
+            static_cast<uint32>(std::min<uint64>(bytes, m_Job.goOnAt - std::min(m_Job.goOnAt, m_qwTaken)));
+        if (there < bytes && !m_pTarget->Write(data + there, bytes - there)) {
             throw TargetLost{};
         }
         m_qwTaken += bytes;

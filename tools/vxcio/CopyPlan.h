@@ -21,6 +21,9 @@ struct CopyJob {
     std::shared_ptr<const FtpName> ftp = {};
     std::string part = {};     // of such a one: the path that it has until it is whole
     const char* verb = "copy"; // whose complaints are made
+    // What stands at `part`, here or on a server, is the start of what is read: it is written on.
+    bool goesOn = false;
+    uint64 goOnAt = 0; // its bytes
 };
 
 struct CopyPlan {

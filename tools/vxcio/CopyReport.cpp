@@ -78,12 +78,21 @@ void CopyReport::Tell(const CopyJob& job, const CopyFacts& facts) {
     if (m_bJson) {
         Json line = {{"event", "copied"},    {"from", job.input.written},
                      {"to", job.target},     {"start", facts.start},
-                     {"bytes", facts.bytes}, {"seconds", Rounded(facts.seconds)},
-                     {"md5", facts.digest},  {"verified", !facts.verifiedFrom.empty()}};
+                     {"bytes", facts.bytes}, {"seconds", Rounded(facts.seconds)}};
+        if (facts.resumed > 0) {
+            line["resumed"] = facts.resumed;
+        }
+        if (!facts.digest.empty()) {
+            line["md5"] = facts.digest;
+        }
+        line["verified"] = !facts.verifiedFrom.empty();
         if (!facts.verifiedFrom.empty()) {
             line["verifiedFrom"] = facts.verifiedFrom;
         }
         PrintJsonLine(line);
+    } else if (facts.digest.empty()) {
+        Print("# " + WithCommas(facts.bytes) + (facts.bytes == 1 ? " byte" : " bytes") + " in " +
+              InQuotes(job.target) + "\n");
     } else if (facts.start == 0) {
         Print(FormatDigestLine(facts.digest, job.target) + "\n");
     } else {

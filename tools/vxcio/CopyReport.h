@@ -16,8 +16,9 @@ struct CopyFacts {
     uint64 start = 0; // bytes that were there before
     uint64 bytes = 0; // that were written
     double seconds = 0;
-    std::string digest;       // of what was written
+    std::string digest;       // of what was written; empty where none was made
     std::string verifiedFrom; // where it was read back from; empty without --verify
+    uint64 resumed = 0;       // bytes of them that an earlier copy had left
 };
 
 // One thread. What it prints throws OutputLost as all printing does.
@@ -27,7 +28,7 @@ public:
 
     CopyReport(const Options& options, std::function<Clock::time_point()> now);
 
-    // A new work on this copy: "copy", "sync" or "verify".
+    // A new work on this copy: "copy", "compare", "digest", "sync" or "verify".
     void Begin(const CopyJob& job, const char* work, uint64 total);
     void Reach(uint64 bytes);
     void End();

@@ -65,23 +65,28 @@ std::optional<Result> FileTarget::Ask(Function function) const {
 
 FileTarget::FileTarget(const CopyJob& job, const Options& options, LogView& log, TargetFile::Pointer file,
                        uint64 start)
-    : m_strTarget(job.target), m_strPlace(job.place), m_bInPlace(options.append && job.exists),
+    : m_strTarget(job.target), m_strPlace(job.place), m_pszVerb(job.verb),
+      m_bInPlace(options.append && job.exists && !job.goesOn), m_bGoesOn(job.goesOn),
       m_bDiscard(options.discard), m_Limit(TargetLimit(options)), m_Log(log), m_pFile(std::move(file)),
       m_qwStart(start) {}
 
 std::unique_ptr<FileTarget> FileTarget::Open(const CopyJob& job, const Options& options, LogView& log,
                                              std::string& reason) {
-    const bool inPlace = options.append && job.exists;
-    reason = inPlace ? ReasonAgainst(job.place) : std::string();
+    const bool inPlace = job.goesOn || (options.append && job.exists);
+    const std::string place = job.goesOn ? job.part : job.place;
+    reason = inPlace ? ReasonAgainst(place) : std::string();
     if (!reason.empty()) {
         return nullptr;
     }
     const std::chrono::milliseconds limit = TargetLimit(options);
-    const std::string place = job.place;
     const std::optional<Opened> opened =
         Within<Opened>(limit, [place, inPlace] { return OpenFile(place, inPlace); });
     if (!opened || !opened->file) {
         reason = opened ? opened->reason : NoAnswer(limit);
+        return nullptr;
+    }
+    if (job.goesOn && opened->standing.bytes != job.goOnAt) {
+        reason = InQuotes(place) + " changes while it is compared";
         return nullptr;
     }
     std::unique_ptr<FileTarget> target(
@@ -103,11 +108,11 @@ std::string FileTarget::OpenSink(const Options& options) {
         return "memory lacks";
     }
     m_Log.Clear();
-    const uint32 status = m_pSink->OpenFile(Widen(m_pFile->Name()).c_str(), options.targetBuffer,
-                                            options.targetBlock, m_bInPlace ? kModeAppend : kModeCreate,
-                                            options.targetUnbuffered ? VXC_FILE_FLAG_NO_BUFFERING
-                                                                     : VXC_FILE_FLAG_SEQUENTIAL_SCAN,
-                                            0, 0, 0, 0, nullptr);
+    const uint32 status = m_pSink->OpenFile(
+        Widen(m_pFile->Name()).c_str(), options.targetBuffer, options.targetBlock,
+        m_bInPlace || m_bGoesOn ? kModeAppend : kModeCreate,
+        options.targetUnbuffered ? VXC_FILE_FLAG_NO_BUFFERING : VXC_FILE_FLAG_SEQUENTIAL_SCAN, 0, 0, 0, 0,
+        nullptr);
     if (status != VXC_STATUS_OK) {
         std::array<char, 32> number{};
         std::snprintf(number.data(), number.size(), " (status 0x%08X)", status);
@@ -247,7 +252,7 @@ FileTarget::~FileTarget() {
         return;
     }
     try {
-        Complain("copy: " + Abandon().words);
+        Complain(std::string(m_pszVerb) + ": " + Abandon().words);
     } catch (...) {
         // No memory for words; the file stands under its name for all to see.
     }

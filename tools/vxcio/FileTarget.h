@@ -53,7 +53,9 @@ private:
 
     const std::string m_strTarget; // for messages
     const std::string m_strPlace;
+    const char* const m_pszVerb;
     const bool m_bInPlace;
+    const bool m_bGoesOn; // with a part
     const bool m_bDiscard;
     const std::chrono::milliseconds m_Limit;
     LogView& m_Log;

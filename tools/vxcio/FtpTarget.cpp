@@ -3,6 +3,7 @@
 #include "Console.h"
 #include "FtpCommands.h"
 #include "FtpListing.h"
+#include "FtpLogin.h"
 #include "FtpReading.h"
 #include "Sizes.h"
 #include "Text.h"
@@ -17,6 +18,7 @@ namespace vxcio::tool {
 namespace {
 
 constexpr uint32 kModeCreate = 0;
+constexpr uint32 kModeAppend = 1;
 
 CQLSoftDataSinkEx1& SinkOf(CSoftDataIO& io) {
     return static_cast<CQLSoftDataSinkEx1&>(io);
@@ -42,12 +44,13 @@ std::string SizeTrouble(uint64 sent, uint64 told, const std::function<std::optio
 }
 
 FtpTarget::FtpTarget(const CopyJob& job, const Options& options, LogView& log)
-    : m_Job(job), m_Options(options), m_Log(log), m_strName(job.ftp->At(job.part).Shown()) {}
+    : m_Job(job), m_Options(options), m_Log(log), m_strName(job.ftp->At(job.part).Shown()),
+      m_qwWritten(job.goOnAt), m_bToOpen(job.goesOn) {}
 
 std::unique_ptr<FtpTarget> FtpTarget::Open(const CopyJob& job, const Options& options, LogView& log,
                                            std::string& reason) {
     std::unique_ptr<FtpTarget> target(new FtpTarget(job, options, log));
-    reason = target->OpenSink();
+    reason = job.goesOn ? std::string() : target->OpenSink();
     if (reason.empty()) {
         return target;
     }
@@ -62,9 +65,9 @@ std::string FtpTarget::OpenSink() {
         return reason;
     }
     try {
-        const std::optional<uint32> status =
-            m_pSession->Ask<uint32>([path = Widen(m_Job.part)](CSoftDataIO& io) {
-                return SinkOf(io).OpenFile(path.c_str(), 0, 0, kModeCreate, 0, 0, 0, 0, 0, nullptr);
+        const std::optional<uint32> status = m_pSession->Ask<uint32>(
+            [path = Widen(m_Job.part), mode = m_Job.goesOn ? kModeAppend : kModeCreate](CSoftDataIO& io) {
+                return SinkOf(io).OpenFile(path.c_str(), 0, 0, mode, 0, 0, 0, 0, 0, nullptr);
             });
         if (status && *status == VXC_STATUS_OK) {
             return {};
@@ -109,6 +112,9 @@ bool FtpTarget::WaitForBlock() {
 }
 
 bool FtpTarget::Write(const uint8* data, uint32 bytes) {
+    if (std::exchange(m_bToOpen, false)) {
+        m_strFailure = OpenSink();
+    }
     if (!WaitForBlock()) {
         return false;
     }
@@ -119,6 +125,10 @@ bool FtpTarget::Write(const uint8* data, uint32 bytes) {
 }
 
 std::string FtpTarget::Finish() {
+    if (m_bToOpen) {
+        m_strFailure = CheckSize();
+        return m_strFailure;
+    }
     if (!WaitForBlock()) {
         return m_strFailure;
     }
@@ -141,12 +151,17 @@ std::string FtpTarget::CheckSize() {
     if (!size) {
         return "its size cannot be asked for: " + reason;
     }
-    return SizeTrouble(m_qwWritten, *size, [&] {
+    std::string trouble = SizeTrouble(m_qwWritten, *size, [&] {
         const FtpName part = PartName();
         const std::optional<FtpFolder> folder = ListFtp(part.At(part.FolderPath()), m_Options, m_Log, reason);
         const FtpEntry* const entry = folder ? folder->Find(part.OwnName()) : nullptr;
         return entry != nullptr ? std::optional<uint32>(entry->sizeLow) : std::nullopt;
     });
+    if (!trouble.empty() && m_Job.goesOn && WayOf(m_Options).mode == FTPMODE_NORMAL) {
+        trouble += "; in mode normal it is asked for the part first, which makes some servers spoil what is "
+                   "added: --active does without";
+    }
+    return trouble;
 }
 
 std::string FtpTarget::Publish() {
@@ -205,7 +220,7 @@ FtpTarget::~FtpTarget() {
         return;
     }
     try {
-        Complain("copy: " + Abandon().words);
+        Complain(std::string(m_Job.verb) + ": " + Abandon().words);
     } catch (...) {
         // No memory for words; the file stands under its name for all to see.
     }

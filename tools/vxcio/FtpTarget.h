@@ -3,6 +3,7 @@
 // It is sent under a name that nobody has, and gets its own when the server tells the size that was sent. So
 // a server that goes on with a file which is there, or that answers the library's question for its size by
 // sending it, spoils none. Devices take a file under its own name alone: there it is sent under that.
+// A part is written on where the job says so; there, too, the size decides.
 #pragma once
 
 #include "CopyTarget.h"
@@ -63,8 +64,9 @@ private:
     std::unique_ptr<FtpSession> m_pSession; // null when nothing can be sent
     std::shared_ptr<Block> m_pBlock = std::make_shared<Block>();
     std::string m_strFailure;
-    uint64 m_qwWritten = 0;
-    bool m_bEnded = false; // published or abandoned
+    uint64 m_qwWritten = 0; // and was there before
+    bool m_bToOpen = false; // the sink is opened when there is something to write
+    bool m_bEnded = false;  // published or abandoned
 };
 
 } // namespace vxcio::tool

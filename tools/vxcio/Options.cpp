@@ -4,6 +4,7 @@
 #include "ExitCodes.h"
 #include "FileOptions.h"
 #include "FtpName.h"
+#include "GetOptions.h"
 #include "PlugOptions.h"
 #include "Sizes.h"
 #include "XdcamOptions.h"
@@ -53,9 +54,10 @@ constexpr const char* kMainFooter =
     "IPv4.\n"
     "\n"
     "Exit codes: 0 all is well; 1 something could not be opened, read, written or called; 2 wrong usage;\n"
-    "3 md5 -c or copy --verify found a digest that differs, or exists a name that is not there; 4 copy could "
-    "not\n"
-    "write its target;\n"
+    "3 md5 -c or --verify found a digest that differs, or exists a name that is not there; 4 copy, get or "
+    "put "
+    "could\n"
+    "not write its target;\n"
     "130 interrupted by Ctrl-C or SIGTERM (a second one ends the tool at once); 141 the reader of\n"
     "standard output went away.\n"
     "Results go to standard output, all else to standard error.";
@@ -328,6 +330,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options& options) {
     AddCat(app, options);
     AddMd5(app, options);
     AddCopy(app, options);
+    AddGetVerbs(app, options, kCommonFooter);
     AddFileVerbs(app, options, kCommonFooter);
     AddSettings(app, options);
     AddPlugVerbs(*AddVerb(app, "plug", "Load and call plug-ins in a process of another width"), options,
@@ -339,6 +342,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options& options) {
         Unguard(options);
         CheckFtpNames(options);
         CheckXdcam(options);
+        CheckGetOptions(options);
     } catch (const CLI::ParseError& error) {
         std::ostringstream out;
         std::ostringstream complaint;

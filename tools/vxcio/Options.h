@@ -20,6 +20,8 @@ enum class Verb {
     Move,
     MakeFolder,
     RemoveFolder,
+    Get,
+    Put,
     SettingsList,
     SettingsGet,
     SettingsSet,
@@ -72,6 +74,11 @@ struct Options {
     bool verify = false;
     bool sync = false;
     bool discard = false;
+
+    // Of get and put, beside `names`, `verify` and `json`.
+    bool yes = false;
+    bool no = false;
+    bool resume = false;
 
     // Of plug; the file of call is the one of `names`.
     std::optional<std::string> plug; // without one it is the plug-in that is installed

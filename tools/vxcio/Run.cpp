@@ -35,6 +35,10 @@ int Run(const Options& options) {
         return RunMakeFolder(options, log);
     case Verb::RemoveFolder:
         return RunRemoveFolder(options, log);
+    case Verb::Get:
+        return RunGet(options, log);
+    case Verb::Put:
+        return RunPut(options, log);
     case Verb::PlugLoad:
         return RunPlugLoad(options, log);
     case Verb::PlugCall:

@@ -19,6 +19,7 @@ struct NameFacts {
     std::string place;  // for what is there: its name, that behind all links where it is one
     uint64 device = 0;  // with `number` the identity of what is there
     uint64 number = 0;
+    uint64 bytes = 0;          // of a file
     bool leadsNowhere = false; // a link to what is not there
 };
 

@@ -19,6 +19,11 @@ Sent WriteStandardOutput(const void* data, std::size_t bytes, std::string& reaso
 
 bool IsErrorTerminal();
 bool IsOutputTerminal();
+bool IsInputTerminal();
+
+// A line of standard input without its end, cut where it is longer than an answer can be. False at the end of
+// the input, and when the wish to stop comes.
+bool ReadInputLine(std::string& line);
 
 // Columns of the terminal on standard error, 80 where it does not tell.
 int ErrorColumns();

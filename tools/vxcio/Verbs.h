@@ -19,6 +19,8 @@ int RunRemoveFolder(const Options& options, LogView& log);
 int RunXdcamInfo(const Options& options, LogView& log);
 int RunXdcamSpace(const Options& options, LogView& log);
 int RunXdcamFetch(const Options& options, LogView& log);
+int RunGet(const Options& options, LogView& log);
+int RunPut(const Options& options, LogView& log);
 int RunSettings(const Options& options);
 int RunPlugLoad(const Options& options, LogView& log);
 int RunPlugCall(const Options& options, LogView& log);

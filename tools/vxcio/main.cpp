@@ -39,6 +39,8 @@ bool HasFtpNames(Verb verb) {
     case Verb::Move:
     case Verb::MakeFolder:
     case Verb::RemoveFolder:
+    case Verb::Get:
+    case Verb::Put:
         return true;
     default:
         return false;

@@ -48,6 +48,7 @@ NameFacts FactsOf(const struct stat& status) {
                                            : NameKind::Other;
     facts.device = status.st_dev;
     facts.number = status.st_ino;
+    facts.bytes = facts.kind == NameKind::File ? static_cast<uint64>(status.st_size) : 0;
     return facts;
 }
 

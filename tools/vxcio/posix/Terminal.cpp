@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -13,6 +14,8 @@ namespace vxcio::tool {
 namespace {
 
 constinit std::atomic<bool> g_interruptWanted{false};
+constexpr int kLookForStop = 50; // milliseconds
+constexpr std::size_t kLongestAnswer = 100;
 static_assert(std::atomic<bool>::is_always_lock_free, "the flag is set in a signal handler");
 
 extern "C" void OnInterrupt(int) {
@@ -49,6 +52,33 @@ bool IsErrorTerminal() {
 
 bool IsOutputTerminal() {
     return ::isatty(STDOUT_FILENO) == 1;
+}
+
+bool IsInputTerminal() {
+    return ::isatty(STDIN_FILENO) == 1;
+}
+
+bool ReadInputLine(std::string& line) {
+    line.clear();
+    while (!InterruptWanted()) {
+        // The wish to stop may come just ahead of the wait.
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        if (::poll(&input, 1, kLookForStop) <= 0) {
+            continue;
+        }
+        char next = 0;
+        const ssize_t got = ::read(STDIN_FILENO, &next, 1);
+        if (got == 0 || (got < 0 && errno != EINTR && errno != EAGAIN)) {
+            return false;
+        }
+        if (got > 0 && next == '\n') {
+            return true;
+        }
+        if (got > 0 && line.size() < kLongestAnswer) {
+            line += next;
+        }
+    }
+    return false;
 }
 
 int ErrorColumns() {
