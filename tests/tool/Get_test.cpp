@@ -9,8 +9,10 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <array>
 #include <chrono>
 #include <csignal>
+#include <ctime>
 #include <filesystem>
 
 using namespace vxcio::test;
@@ -328,7 +330,7 @@ TEST_F(ToolGetTest, WithoutARecordThatFitsAllOfThePartIsCompared) {
                    folder.Write("clip.qlqlql.from", text.replace(text.find("bytes 2"), 7, "bytes 3"));
                }},
           Case{"another time",
-               [](const TempFolder&, OddFtpServer&server) { server.TheWays().listedTime = "Nov 22 03:23"; }},
+               [](const TempFolder&, OddFtpServer&server) { server.TheWays().listedTime = "Nov 23  2020"; }},
           Case{"no time",
                [](const TempFolder&, OddFtpServer&server) { server.TheWays().listing = "x\r\n"; }}}) {
         OddFtpServer server({.files = {{"clip", content}}});
@@ -349,6 +351,28 @@ TEST_F(ToolGetTest, WithoutARecordThatFitsAllOfThePartIsCompared) {
         ExpectNothingBeside("clip");
         std::filesystem::remove(m_Folder.Name("clip"));
     }
+}
+
+// Its next change may be listed with the same time.
+TEST_F(ToolGetTest, APartOfASourceThatIsNewHasNoRecordAndIsComparedAsAWhole) {
+    const std::string content = Text(30'000'000);
+    std::string changed = content;
+    changed[11'200'123] ^= 1;
+    std::array<char, 16> now{};
+    const std::time_t clock = std::time(nullptr);
+    ASSERT_GT(std::strftime(now.data(), now.size(), "%b %e %H:%M", std::gmtime(&clock)), 0u);
+    OddFtpServer server({.files = {{"clip", content}}, .sendsMost = 20'000'000, .listedTime = now.data()});
+    EXPECT_EQ(Run({server.Url("clip")}).exitCode, 1);
+    ASSERT_TRUE(Has("clip.qlqlql"));
+    EXPECT_FALSE(Has("clip.qlqlql.from"));
+    server.TheWays().sendsMost = OddFtpServer::kAll;
+    server.Change("clip", changed);
+    const Outcome outcome = Run({"--resume", server.Url("clip")});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_THAT(outcome.error, HasSubstr("differs from the source at byte 11,200,123"));
+    server.Change("clip", content);
+    EXPECT_EQ(Run({"--resume", server.Url("clip")}).exitCode, 0);
+    EXPECT_TRUE(m_Folder.Read("clip") == content);
 }
 
 TEST_F(ToolGetTest, APartWithoutARecordThatIsTheStartIsGoneOnWith) {

@@ -43,7 +43,7 @@ public:
         // Not empty: the content of every file from the download behind so many on.
         std::string laterContent = {};
         int downloadsBefore = 0;
-        std::string listedTime = "Nov 22 03:22"; // of every file
+        std::string listedTime = "Nov 22  2020"; // of every file
         bool appends = true;                     // else APPE replaces a file
         std::string address = "127.0.0.1";
     };

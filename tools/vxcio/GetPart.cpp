@@ -7,9 +7,27 @@
 #include "ResumeRecord.h"
 #include "Sizes.h"
 
+#include <chrono>
 #include <cstdio>
+#include <ratio>
 
 namespace vxcio::tool {
+
+namespace {
+
+// A listing tells minutes, and no zone. A file that has just been written may be written again within the
+// same minute; of one whose time lies so far back, here and wherever the server stands, the next change
+// shows.
+constexpr std::chrono::hours kSettled{48};
+
+bool IsSettled(uint64 time) {
+    using Ticks = std::chrono::duration<uint64, std::ratio<1, 10'000'000>>;
+    constexpr Ticks kUnixEpoch{116'444'736'000'000'000}; // from the start of 1601
+    const auto now = std::chrono::duration_cast<Ticks>(std::chrono::system_clock::now().time_since_epoch());
+    return Ticks(time) + kSettled < kUnixEpoch + now;
+}
+
+} // namespace
 
 NameFacts LookWithin(const std::string& name, const Options& options) {
     const std::chrono::milliseconds limit = TargetLimit(options);
@@ -26,7 +44,7 @@ uint64 ListedTime(const FtpName& source, const Options& options, LogView& log) {
     std::string ignored;
     const std::optional<FtpFolder> folder = ListFtp(source.At(source.FolderPath()), options, log, ignored);
     const FtpEntry* const entry = folder ? folder->Find(source.OwnName()) : nullptr;
-    return entry != nullptr ? entry->time : 0;
+    return entry != nullptr && IsSettled(entry->time) ? entry->time : 0;
 }
 
 Match MatchPart(const CopyJob& job, uint64 bytes, const Options& options, LogView& log, CopyReport& report,

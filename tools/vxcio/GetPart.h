@@ -31,7 +31,8 @@ enum class Match { Same, Differs, SourceFailed, PartFailed, Interrupted };
 Match MatchPart(const CopyJob& job, uint64 bytes, const Options& options, LogView& log, CopyReport& report,
                 SourceFacts& facts, std::unique_ptr<Stream>& source, std::string& reason);
 
-// The time of a source as its folder's listing tells it; 0 where it tells none.
+// The time of a source as its folder's listing tells it; 0 where it tells none, or one so late that the next
+// change might be listed with the same.
 uint64 ListedTime(const FtpName& source, const Options& options, LogView& log);
 
 // What stands at `name` when a download has ended early. With `facts` it is the job's part, and a record is
