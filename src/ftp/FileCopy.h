@@ -20,9 +20,8 @@ inline constexpr int VXC_COPY_BEGINS = 26;  // the transfer begins; text empty
 //             with a report and the result 0. Read as an atomic
 //   callback  may be null; called on this thread with `context`. What it throws comes through, with
 //             everything closed
-//   resume    in FTPMODE_NORMAL alone: the data goes to the target's name with ".qlqlql" behind it, which
-//   gets
-//             its own when it is whole and else stays. A file of that name is written anew all the same
+//   resume    in FTPMODE_NORMAL alone: the data goes to the target's name with ".qlqlql" behind it, and is
+//             renamed when it is whole, else stays. A file of that name is written anew all the same
 //   passive   is told to the session by SetPASVMode; the source of a download is passive in FTPMODE_NORMAL
 //             whatever is asked
 //
@@ -33,7 +32,8 @@ inline constexpr int VXC_COPY_BEGINS = 26;  // the transfer begins; text empty
 // 0 for a copy that has ended, also one that was cancelled or is short: the last report tells, where done is
 // total for a whole one. A server that tells no size makes total 0. 1 where the user does not want to
 // overwrite; the status of Connect, OpenFile or the sink's CloseFile; 0x80000107 after a failed read;
-// 0x80000100 where memory lacks.
+// 0x80000100 where memory lacks. Whole means that the sink took all bytes: a disk that fails behind the last
+// write, as it may with unbuffered files, shows nowhere here. Who must know looks at the file.
 //
 // Uploads end with 0x80000008, after the questions and the deletion of the target: CQLSoftDataSink does not
 // write to servers. Who uploads uses CQLSoftDataSinkEx1.
