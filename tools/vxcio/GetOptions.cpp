@@ -14,51 +14,36 @@ namespace {
 constexpr uint32 kPutPreRead = 8u << 20;
 
 constexpr const char* kQuestionsFooter =
-    "Before a file that is there is lost there is a question: asked on standard error, answered on standard "
-    "input\n"
-    "where that is a terminal. --yes or --no answers all. No answer, and any but y or yes, means no: then "
-    "nothing\n"
-    "is touched, and the exit code is 1.\n";
+    "Before a file that is there is lost there is a question: asked on standard error, answered on\n"
+    "standard input where that is a terminal. --yes or --no answers all. No answer, and any but y or\n"
+    "yes, means no: then nothing is touched, and the exit code is 1.\n";
 
 constexpr const char* kGetFooter =
-    "LOCAL is one file, or a folder that is there, which gets the file under its own name; left out it is "
-    "the\n"
-    "folder in which the tool runs. In mode normal the file is written as LOCAL.qlqlql and gets its name "
-    "when it\n"
-    "is whole; a LOCAL that was there goes, after the question, before the transfer begins. With --active, "
-    "and in\n"
-    "other modes, it is written under its own name at once, and LOCAL.qlqlql removed.\n"
-    "All is well only if as many bytes came as the server tells, and stand in the file. --verify reads the "
-    "source\n"
-    "over the network once more for its digest, forces the file to the disk, and reads it back from there.\n"
-    "A get that ends early leaves LOCAL.qlqlql and, where the server lists the source as older than two "
-    "days, "
-    "LOCAL.qlqlql.from,\n"
-    "which tells what the part was made from. --resume goes on with such a part once it is known to be the "
-    "start\n"
-    "of the source: where that file matches the part, and the source as it is now, the first and the last "
-    "MiB of\n"
-    "the part and 14 places between are read again and compared; else all of it. A part that differs, or is "
-    "larger\n"
-    "than the source, is not gone on with: after a question, the file is fetched anew.\n";
+    "LOCAL is one file, or a folder that is there, which gets the file under its own name; left out it\n"
+    "is the folder in which the tool runs. In mode normal the file is written as LOCAL.qlqlql and gets\n"
+    "its name when it is whole; a LOCAL that was there goes, after the question, before the transfer\n"
+    "begins. With --active, and in other modes, it is written under its own name at once, and\n"
+    "LOCAL.qlqlql removed.\n"
+    "All is well only if as many bytes came as the server tells, and stand in the file. --verify reads\n"
+    "the source over the network once more for its digest, forces the file to the disk, and reads it\n"
+    "back from there.\n"
+    "A get that ends early leaves LOCAL.qlqlql and, where the server lists the source as older than two\n"
+    "days, LOCAL.qlqlql.from, which tells what the part was made from. --resume goes on with such a\n"
+    "part once it is known to be the start of the source: where that file matches the part, and the\n"
+    "source as it is now, the first and the last MiB of the part and 14 places between are read again\n"
+    "and compared; else all of it. A part that differs, or is larger than the source, is not gone on\n"
+    "with: after a question, the file is fetched anew.\n";
 
 constexpr const char* kPutFooter =
-    "The URL names one file, or a folder that is there. The file is sent as NAME.qlqlql and renamed when the "
-    "server\n"
-    "tells the size that was sent; where the server refuses that because of the former file, that one is "
-    "deleted\n"
-    "first. In the modes exploded and xdcam it is sent under its own name at once. --verify reads it back "
-    "from the\n"
-    "server. The md5 goes to standard output, for md5sum -c. The exit code is 4 where the target could not "
-    "be\n"
-    "written.\n"
-    "--resume goes on with a NAME.qlqlql that is there, once all of it was read from the server and is the "
-    "start of\n"
-    "LOCAL. A part that differs, or is larger than LOCAL, is not gone on with: after a question, the file is "
-    "sent\n"
-    "anew. In mode normal some servers spoil what is added to a file, which ends with exit code 4, under the "
-    "name\n"
-    "of the part; with --active they do not.\n";
+    "The URL names one file, or a folder that is there. The file is sent as NAME.qlqlql and renamed\n"
+    "when the server tells the size that was sent; where the server refuses that because of the former\n"
+    "file, that one is deleted first. In the modes exploded and xdcam it is sent under its own name at\n"
+    "once. --verify reads it back from the server. The md5 goes to standard output, for md5sum -c. The\n"
+    "exit code is 4 where the target could not be written.\n"
+    "--resume goes on with a NAME.qlqlql that is there, once all of it was read from the server and is\n"
+    "the start of LOCAL. A part that differs, or is larger than LOCAL, is not gone on with: after a\n"
+    "question, the file is sent anew. In mode normal some servers spoil what is added to a file, which\n"
+    "ends with exit code 4, under the name of the part; with --active they do not.\n";
 
 CLI::App* Add(CLI::App& app, Options& options, const char* name, Verb which, const char* help,
               const std::string& footer) {
