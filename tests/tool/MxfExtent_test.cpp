@@ -22,7 +22,7 @@ MxfStart Start(std::initializer_list<uint8> length) {
 
 TEST(MxfExtentTest, ThePackIsWholeWhereItsLengthHasCome) {
     EXPECT_EQ(MxfTrouble(Start({0x58}), 17 + 0x58), ""); // the short form of a length
-    for (const uint64 size : {16 + 0x58, 17, 16, 1, 0}) {
+    for (const uint64 size : {16u + 0x58u, 17u, 16u, 1u, 0u}) {
         EXPECT_THAT(MxfTrouble(Start({0x58}), size), HasSubstr(kNoPack)) << size;
     }
     EXPECT_EQ(MxfTrouble(Start({0x83, 0, 0, 0x58}), 20 + 0x58), "");
