@@ -5,7 +5,6 @@
 #include <condition_variable>
 #include <exception>
 #include <mutex>
-#include <thread>
 #include <utility>
 
 namespace vxcio::tool {
@@ -25,16 +24,22 @@ struct TimedThread::State {
     bool quit = false;
 };
 
-TimedThread::TimedThread() : m_pState(std::make_shared<State>()) {
-    std::thread([state = m_pState] { Loop(state); }).detach();
-}
+TimedThread::TimedThread()
+    : m_pState(std::make_shared<State>()), m_Thread([state = m_pState] { Loop(state); }) {}
 
 TimedThread::~TimedThread() {
+    bool isBusy = false;
     {
         const std::lock_guard lock(m_pState->mutex);
         m_pState->quit = true;
+        isBusy = m_pState->busy;
     }
     m_pState->changed.notify_all();
+    if (isBusy) {
+        m_Thread.detach();
+    } else {
+        m_Thread.join(); // it is not to end while the process does
+    }
 }
 
 void TimedThread::Loop(const std::shared_ptr<State>& state) {

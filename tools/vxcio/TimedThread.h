@@ -4,6 +4,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <thread>
 
 namespace vxcio::tool {
 
@@ -14,7 +15,7 @@ namespace vxcio::tool {
 class TimedThread {
 public:
     TimedThread();
-    // Waits for nothing.
+    // Waits for no work.
     ~TimedThread();
     TimedThread(const TimedThread&) = delete;
     TimedThread& operator=(const TimedThread&) = delete;
@@ -37,6 +38,7 @@ private:
     static void Loop(const std::shared_ptr<State>& state);
 
     const std::shared_ptr<State> m_pState;
+    std::thread m_Thread;
     bool m_bLost = false;
 };
 
