@@ -43,13 +43,13 @@ protected:
     }
     // A part of so many bytes, left by the tool itself when the server broke off.
     void LeavePart(OddFtpServer& server, std::size_t bytes) const {
-        server.TheWays().sendsMost = bytes;
+        server.Change([&](OddFtpServer::Ways& now) { now.sendsMost = bytes; });
         const Outcome outcome = Run({server.Url("clip")});
         ASSERT_EQ(outcome.exitCode, 1);
         EXPECT_THAT(outcome.error, HasSubstr("426 broken off"));
         ASSERT_EQ(m_Folder.Read("clip.qlqlql").size(), bytes);
         ASSERT_TRUE(Has("clip.qlqlql.from"));
-        server.TheWays().sendsMost = OddFtpServer::kAll;
+        server.Change([&](OddFtpServer::Ways& now) { now.sendsMost = OddFtpServer::kAll; });
     }
     static std::size_t Count(const std::vector<std::string>& lines, const std::string& start) {
         std::size_t count = 0;
@@ -90,7 +90,7 @@ TEST_F(ToolGetTest, JsonTellsWhatCameAndWhatFailed) {
     EXPECT_EQ(good["bytes"], 300'000);
     EXPECT_EQ(good["from"], server.Shown("clip"));
     EXPECT_FALSE(good["verified"]);
-    server.TheWays().sendsMost = 1000;
+    server.Change([&](OddFtpServer::Ways& now) { now.sendsMost = 1000; });
     const nlohmann::json bad = nlohmann::json::parse(Run({"--json", server.Url("clip"), "b"}).out);
     EXPECT_EQ(bad["event"], "failed");
     EXPECT_EQ(bad["exitCode"], 1);
@@ -215,13 +215,15 @@ TEST_F(ToolGetTest, WhereTheServerTellsNoSizeItsListingAndItsLastWordDecide) {
         ExpectNothingBeside("clip");
         EXPECT_EQ(Run({"--yes", server.Url("empty")}).exitCode, 0);
         for (const std::size_t most : {std::size_t{0}, std::size_t{1000}}) {
-            server.TheWays().sendsMost = most;
+            server.Change([&](OddFtpServer::Ways& now) { now.sendsMost = most; });
             const Outcome cut = Run({"--yes", server.Url("clip"), "cut"});
             EXPECT_EQ(cut.exitCode, 1) << most;
             EXPECT_FALSE(Has("cut")) << most;
         }
-        server.TheWays().sendsMost = OddFtpServer::kAll;
-        server.TheWays().listing = "-rw-r--r--   1 norvex   norvex 299999 Nov 22 03:22 clip\r\n";
+        server.Change([&](OddFtpServer::Ways& now) { now.sendsMost = OddFtpServer::kAll; });
+        server.Change([&](OddFtpServer::Ways& now) {
+            now.listing = "-rw-r--r--   1 norvex   norvex 299999 Nov 22 03:22 clip\r\n";
+        });
         const Outcome listed = Run({"--yes", server.Url("clip"), "listed"});
         EXPECT_EQ(listed.exitCode, 1);
         EXPECT_THAT(listed.error, HasSubstr("cannot be known"));
@@ -268,7 +270,7 @@ TEST_F(ToolGetTest, TheWishToStopLeavesAPartThatIsGoneOnWith) {
     EXPECT_EQ(outcome.exitCode, 130) << outcome.error;
     EXPECT_THAT(outcome.error, HasSubstr("was interrupted"));
     EXPECT_FALSE(Has("clip"));
-    server.TheWays().withinFile = nullptr;
+    server.Change([&](OddFtpServer::Ways& now) { now.withinFile = nullptr; });
     const Outcome resumed = Run({"--resume", "--yes", server.Url("clip")});
     EXPECT_EQ(resumed.exitCode, 0) << resumed.error;
     EXPECT_TRUE(m_Folder.Read("clip") == Text(9'000'000));
@@ -330,9 +332,12 @@ TEST_F(ToolGetTest, WithoutARecordThatFitsAllOfThePartIsCompared) {
                    folder.Write("clip.qlqlql.from", text.replace(text.find("bytes 2"), 7, "bytes 3"));
                }},
           Case{"another time",
-               [](const TempFolder&, OddFtpServer&server) { server.TheWays().listedTime = "Nov 23  2020"; }},
-          Case{"no time",
-               [](const TempFolder&, OddFtpServer&server) { server.TheWays().listing = "x\r\n"; }}}) {
+               [](const TempFolder&, OddFtpServer&server) {
+                   server.Change([&](OddFtpServer::Ways& now) { now.listedTime = "Nov 23  2020"; });
+               }},
+          Case{"no time", [](const TempFolder&, OddFtpServer&server) {
+                   server.Change([&](OddFtpServer::Ways& now) { now.listing = "x\r\n"; });
+               }}}) {
         OddFtpServer server({.files = {{"clip", content}}});
         LeavePart(server, 20'000'000);
         server.Change("clip", changed);
@@ -358,14 +363,14 @@ TEST_F(ToolGetTest, APartOfASourceThatIsNewHasNoRecordAndIsComparedAsAWhole) {
     const std::string content = Text(30'000'000);
     std::string changed = content;
     changed[11'200'123] ^= 1;
-    std::array<char, 16> now{};
+    std::array<char, 16> today{};
     const std::time_t clock = std::time(nullptr);
-    ASSERT_GT(std::strftime(now.data(), now.size(), "%b %e %H:%M", std::gmtime(&clock)), 0u);
-    OddFtpServer server({.files = {{"clip", content}}, .sendsMost = 20'000'000, .listedTime = now.data()});
+    ASSERT_GT(std::strftime(today.data(), today.size(), "%b %e %H:%M", std::gmtime(&clock)), 0u);
+    OddFtpServer server({.files = {{"clip", content}}, .sendsMost = 20'000'000, .listedTime = today.data()});
     EXPECT_EQ(Run({server.Url("clip")}).exitCode, 1);
     ASSERT_TRUE(Has("clip.qlqlql"));
     EXPECT_FALSE(Has("clip.qlqlql.from"));
-    server.TheWays().sendsMost = OddFtpServer::kAll;
+    server.Change([&](OddFtpServer::Ways& now) { now.sendsMost = OddFtpServer::kAll; });
     server.Change("clip", changed);
     const Outcome outcome = Run({"--resume", server.Url("clip")});
     EXPECT_EQ(outcome.exitCode, 1);
@@ -408,7 +413,7 @@ TEST_F(ToolGetTest, APartThatIsLargerOrOfAnotherFileIsNotGoneOnWithAndAnEmptyOne
 TEST_F(ToolGetTest, GoingOnThatBreaksOffKeepsWhatCame) {
     OddFtpServer server({.files = {{"clip", Text(3'000'000)}}});
     LeavePart(server, 1'000'000);
-    server.TheWays().sendsMost = 1'500'000;
+    server.Change([&](OddFtpServer::Ways& now) { now.sendsMost = 1'500'000; });
     const Outcome outcome = Run({"--resume", server.Url("clip")});
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_THAT(outcome.error, HasSubstr("426 broken off"));
@@ -418,7 +423,7 @@ TEST_F(ToolGetTest, GoingOnThatBreaksOffKeepsWhatCame) {
     EXPECT_THAT(m_Folder.Read("clip.qlqlql.from"),
                 HasSubstr("\nbytes " + std::to_string(part.size()) + "\n"));
     m_Folder.Write("clip", "as before");
-    server.TheWays().sendsMost = OddFtpServer::kAll;
+    server.Change([&](OddFtpServer::Ways& now) { now.sendsMost = OddFtpServer::kAll; });
     EXPECT_EQ(Run({"--resume", server.Url("clip")}).exitCode, 1); // the file itself is asked about, too
     EXPECT_EQ(m_Folder.Read("clip"), "as before");
     EXPECT_EQ(Run({"--resume", "--yes", server.Url("clip")}).exitCode, 0);

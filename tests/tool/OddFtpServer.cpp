@@ -92,6 +92,14 @@ struct OddFtpServer::State {
     std::vector<std::thread> threads; // of the accepting thread, until that has ended
     std::thread accepting;
 
+    Ways WaysWithoutFiles() {
+        const std::lock_guard lock(mutex);
+        auto files = std::move(ways.files);
+        Ways copy = ways;
+        ways.files = std::move(files);
+        return copy;
+    }
+
     bool Keep(int socket) {
         if (socket < 0) {
             return false;
@@ -104,11 +112,11 @@ struct OddFtpServer::State {
         return true;
     }
     std::string List() const {
+        const std::lock_guard lock(mutex);
         if (!ways.listing.empty()) {
             return ways.listing;
         }
         std::string text;
-        const std::lock_guard lock(mutex);
         for (const auto& [name, content] : ways.files) {
             std::string size = std::to_string(content.size());
             size.insert(0, 12 - std::min<std::size_t>(size.size(), 12), ' ');
@@ -123,7 +131,8 @@ namespace {
 // One session.
 class Session {
 public:
-    Session(OddFtpServer::State& state, int control) : m_State(state), m_Control(control) {}
+    Session(OddFtpServer::State& state, int control)
+        : m_State(state), m_Ways(state.WaysWithoutFiles()), m_Control(control) {}
 
     void Run() {
         Say("220 odd");
@@ -156,8 +165,8 @@ private:
         const std::string verb = line.substr(0, line.find(' '));
         const std::string path = verb.size() < line.size() ? line.substr(verb.size() + 1) : "";
         for (const std::string& key : {line, verb}) {
-            const auto reply = m_State.ways.replies.find(key);
-            if (reply != m_State.ways.replies.end()) {
+            const auto reply = m_Ways.replies.find(key);
+            if (reply != m_Ways.replies.end()) {
                 m_bSilent = m_bSilent || reply->second.empty();
                 return m_bSilent || Say(reply->second);
             }
@@ -176,8 +185,8 @@ private:
             return true;
         }
         std::string reply = Manage(verb, OwnName(path));
-        const auto answer = m_State.ways.answers.find(verb);
-        if (answer != m_State.ways.answers.end()) {
+        const auto answer = m_Ways.answers.find(verb);
+        if (answer != m_Ways.answers.end()) {
             reply = answer->second;
             m_bSilent = reply.empty();
         }
@@ -195,9 +204,9 @@ private:
             return isThere || name == "nowhere" ? "550 no folder" : "250 there";
         }
         if (verb == "SIZE") {
-            return !m_State.ways.tellsSizes ? "500 what"
-                   : isThere                ? "213 " + std::to_string(files[name].size())
-                                            : "550 none";
+            return !m_Ways.tellsSizes ? "500 what"
+                   : isThere          ? "213 " + std::to_string(files[name].size())
+                                      : "550 none";
         }
         if (verb == "REST") {
             m_Rest = static_cast<std::size_t>(std::stoull(name));
@@ -211,7 +220,7 @@ private:
             return isThere ? "350 to" : "550 none";
         }
         if (verb == "RNTO") {
-            if (isThere && !m_State.ways.replaces) {
+            if (isThere && !m_Ways.replaces) {
                 return "553 it is there";
             }
             files[name] = files[m_From];
@@ -223,9 +232,9 @@ private:
 
     bool OpenPassive() {
         int port = 0;
-        m_Passive = Listen(m_State.ways.address, port);
+        m_Passive = Listen(m_Ways.address, port);
         m_State.Keep(m_Passive);
-        std::string host = m_State.ways.address;
+        std::string host = m_Ways.address;
         std::replace(host.begin(), host.end(), '.', ',');
         return Say("227 (" + host + "," + std::to_string(port >> 8) + "," + std::to_string(port & 255) + ")");
     }
@@ -249,8 +258,8 @@ private:
 
     // False for what is no transfer.
     bool Transfer(const std::string& line, const std::string& verb, const std::string& path) {
-        const auto report = m_State.ways.reports.find(line);
-        const bool isReport = report != m_State.ways.reports.end();
+        const auto report = m_Ways.reports.find(line);
+        const bool isReport = report != m_Ways.reports.end();
         if (verb != "RETR" && verb != "STOR" && verb != "APPE" && verb != "LIST" && !isReport) {
             return false;
         }
@@ -262,9 +271,9 @@ private:
                 return Say("550 none");
             }
             const bool isLater =
-                m_State.downloads++ >= m_State.ways.downloadsBefore && !m_State.ways.laterContent.empty();
-            content = (isLater ? m_State.ways.laterContent : file->second)
-                          .substr(std::min(m_Rest, file->second.size()));
+                m_State.downloads++ >= m_Ways.downloadsBefore && !m_Ways.laterContent.empty();
+            content =
+                (isLater ? m_Ways.laterContent : file->second).substr(std::min(m_Rest, file->second.size()));
         }
         m_Rest = 0;
         if (m_Passive < 0 && m_Port == 0) {
@@ -276,37 +285,36 @@ private:
             return Say("425 no data connection");
         }
         const bool isUpload = verb == "STOR" || verb == "APPE";
-        const bool isGood = isUpload ? Take(data, OwnName(path), verb == "APPE" && m_State.ways.appends)
+        const bool isGood = isUpload         ? Take(data, OwnName(path), verb == "APPE" && m_Ways.appends)
                             : verb == "LIST" ? SendListing(data, content)
                                              : SendFile(data, content);
         ::shutdown(data, SHUT_RDWR);
-        m_bSilent = m_State.ways.lastWord == "-";
-        return m_bSilent || Say(!m_State.ways.lastWord.empty() ? m_State.ways.lastWord
-                                : !isGood                      ? "426 broken off"
-                                : isUpload                     ? "226 stored"
-                                                               : "226 sent");
+        m_bSilent = m_Ways.lastWord == "-";
+        return m_bSilent || Say(!m_Ways.lastWord.empty() ? m_Ways.lastWord
+                                : !isGood                ? "426 broken off"
+                                : isUpload               ? "226 stored"
+                                                         : "226 sent");
     }
 
     bool Take(int data, const std::string& name, bool appends) {
-        const OddFtpServer::Ways& ways = m_State.ways;
         char first = 0;
-        if (ways.beforeUpload != nullptr && ::recv(data, &first, 1, MSG_PEEK) > 0) {
-            ways.beforeUpload->Pass();
+        if (m_Ways.beforeUpload != nullptr && ::recv(data, &first, 1, MSG_PEEK) > 0) {
+            m_Ways.beforeUpload->Pass();
         }
-        const std::string got = ReceiveAll(data, ways.takesMost);
-        const bool isWhole = got.size() < ways.takesMost;
+        const std::string got = ReceiveAll(data, m_Ways.takesMost);
+        const bool isWhole = got.size() < m_Ways.takesMost;
         if (!isWhole) {
             Reset(data);
         }
         const std::lock_guard lock(m_State.mutex);
         std::string& file = m_State.ways.files[name];
-        file = (appends ? file : std::string()) + got.substr(0, ways.keepsMost);
+        file = (appends ? file : std::string()) + got.substr(0, m_Ways.keepsMost);
         return isWhole;
     }
 
     bool SendListing(int data, const std::string& listing) {
-        const bool isWhole = listing.size() <= m_State.ways.listsMost;
-        const bool isSent = SendAll(data, listing.substr(0, m_State.ways.listsMost));
+        const bool isWhole = listing.size() <= m_Ways.listsMost;
+        const bool isSent = SendAll(data, listing.substr(0, m_Ways.listsMost));
         if (!isWhole) {
             Reset(data);
         }
@@ -314,22 +322,22 @@ private:
     }
 
     bool SendFile(int data, const std::string& content) {
-        const OddFtpServer::Ways& ways = m_State.ways;
-        const std::size_t size = std::min(content.size(), ways.sendsMost);
+        const std::size_t size = std::min(content.size(), m_Ways.sendsMost);
         std::size_t start = 0;
-        if (ways.withinFile != nullptr && size > ways.gateAt) {
-            SendAll(data, content.substr(0, ways.gateAt));
-            ways.withinFile->Pass();
-            start = ways.gateAt;
+        if (m_Ways.withinFile != nullptr && size > m_Ways.gateAt) {
+            SendAll(data, content.substr(0, m_Ways.gateAt));
+            m_Ways.withinFile->Pass();
+            start = m_Ways.gateAt;
         }
         const bool isSent = SendAll(data, content.substr(start, size - start)) && size == content.size();
-        if (!isSent && ways.resetsFiles) {
+        if (!isSent && m_Ways.resetsFiles) {
             Reset(data);
         }
         return isSent;
     }
 
     OddFtpServer::State& m_State;
+    const OddFtpServer::Ways m_Ways; // as they were when it began; the files are the server's
     const int m_Control;
     int m_Passive = -1;
     std::string m_PortHost;
@@ -396,8 +404,9 @@ void OddFtpServer::Change(const std::string& file, const std::string& content) {
     m_pState->ways.files[file] = content;
 }
 
-OddFtpServer::Ways& OddFtpServer::TheWays() {
-    return m_pState->ways;
+void OddFtpServer::Change(const std::function<void(Ways&)>& change) {
+    const std::lock_guard lock(m_pState->mutex);
+    change(m_pState->ways);
 }
 
 std::vector<std::string> OddFtpServer::Commands() const {

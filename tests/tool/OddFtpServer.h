@@ -4,6 +4,7 @@
 #include "support/Gate.h"
 
 #include <cstddef>
+#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
@@ -60,9 +61,9 @@ public:
     static constexpr const char* kPassword = "Ka:ppe-77";
 
     std::map<std::string, std::string> Files() const;
-    // Between two sessions.
     void Change(const std::string& file, const std::string& content);
-    Ways& TheWays();
+    // For the sessions that begin from then on.
+    void Change(const std::function<void(Ways&)>& change);
     // All lines that came in.
     std::vector<std::string> Commands() const;
     // Waits until this line has come in; false where that takes too long.

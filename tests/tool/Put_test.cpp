@@ -100,7 +100,7 @@ TEST_F(ToolPutTest, AnUploadThatWasCutIsGoneOnWith) {
     const std::size_t there = server.Files().at("to.qlqlql").size();
     EXPECT_GE(there, 1'000'000u);
     EXPECT_EQ(server.Files().count("to"), 0u);
-    server.TheWays().takesMost = OddFtpServer::kAll;
+    server.Change([&](OddFtpServer::Ways& now) { now.takesMost = OddFtpServer::kAll; });
     const Outcome resumed = Run({"--resume", "--json", "--verify", "to", server.Url("")});
     EXPECT_EQ(resumed.exitCode, 0) << resumed.error;
     EXPECT_THAT(resumed.out, AllOf(HasSubstr("\"resumed\":" + std::to_string(there)),
