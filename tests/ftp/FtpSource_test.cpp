@@ -1,4 +1,5 @@
 // How an FTP source begins and ends its transfers.
+#include "BrokenListener.h"
 #include "FtpSourceFixture.h"
 
 #include "support/FaultPlan.h"
@@ -20,17 +21,6 @@ protected:
         return ftp.Active().Expect("SIZE f").Say(sizeReply).Expect("RETR f").Say(reply);
     }
 };
-
-// What SendAndBreakTheListener uses: a hook has no captures.
-CInnerSoftDataIO* listens = nullptr;
-int (*sendAsEver)(SocketToken, const void*, uint32) = nullptr;
-
-int SendAndBreakTheListener(SocketToken socket, const void* data, uint32 bytes) {
-    if (std::string_view(static_cast<const char*>(data), bytes).starts_with("RETR")) {
-        Sockets().close(std::exchange(listens->m_SockSvr->m_hSocket, kNoSocket));
-    }
-    return sendAsEver(socket, data, bytes);
-}
 
 } // namespace
 
@@ -237,8 +227,7 @@ TEST_F(FtpSourceTest, AnAcceptThatFailsShowsInTheFirstRead) {
 TEST_F(FtpSourceTest, WithoutAListeningSocketTheAcceptFails) {
     ftp.Active().Expect("SIZE f").Say("213 5").Expect("RETR f").Say("150 here");
     Connect(FTPMODE_XDCAM);
-    listens = &Inner();
-    sendAsEver = std::exchange(Sockets().send, SendAndBreakTheListener);
+    BreakListenerAt("RETR", Inner());
     LogCapture log;
     EXPECT_EQ(Open(), VXC_STATUS_FTP_ACCEPT);
     EXPECT_THAT(log.Lines(),

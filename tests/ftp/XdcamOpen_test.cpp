@@ -1,4 +1,5 @@
 // How a stretch of a clip is asked for.
+#include "BrokenListener.h"
 #include "XdcamFixture.h"
 
 #include "support/FaultPlan.h"
@@ -33,17 +34,6 @@ protected:
         EXPECT_EQ(Inspector::StreamPosition(*source), 0U);
     }
 };
-
-// What SendAndBreakTheListener uses: a hook has no captures.
-CInnerSoftDataIO* listens = nullptr;
-int (*sendAsEver)(SocketToken, const void*, uint32) = nullptr;
-
-int SendAndBreakTheListener(SocketToken socket, const void* data, uint32 bytes) {
-    if (std::string_view(static_cast<const char*>(data), bytes).starts_with("SITE")) {
-        Sockets().close(std::exchange(listens->m_SockSvr->m_hSocket, kNoSocket));
-    }
-    return sendAsEver(socket, data, bytes);
-}
 
 } // namespace
 
@@ -265,8 +255,7 @@ TEST_F(XdcamOpenTest, AQuestionThatCannotBeSentIsNotWaitedFor) {
 TEST_F(XdcamOpenTest, WithoutAListeningSocketTheAcceptFails) {
     ftp.Active().Expect("SITE REPF /clip 100 50").Say("150 here");
     Connect(FTPMODE_XDCAM);
-    listens = &Inner();
-    sendAsEver = std::exchange(Sockets().send, SendAndBreakTheListener);
+    BreakListenerAt("SITE", Inner());
     LogCapture log;
     EXPECT_EQ(OpenStretch(), VXC_STATUS_FTP_ACCEPT);
     ExpectNothingRead();

@@ -1,4 +1,5 @@
 // The space that an XDCAM device tells.
+#include "BrokenListener.h"
 #include "FtpSessionFixture.h"
 
 #include <cstring>
@@ -45,17 +46,6 @@ protected:
         ftp.Finish();
     }
 };
-
-// What SendAndBreakTheListener uses: a hook has no captures.
-CInnerSoftDataIO* listens = nullptr;
-int (*sendAsEver)(SocketToken, const void*, uint32) = nullptr;
-
-int SendAndBreakTheListener(SocketToken socket, const void* data, uint32 bytes) {
-    if (std::string_view(static_cast<const char*>(data), bytes).starts_with("SITE")) {
-        Sockets().close(std::exchange(listens->m_SockSvr->m_hSocket, kNoSocket));
-    }
-    return sendAsEver(socket, data, bytes);
-}
 
 } // namespace
 
@@ -251,8 +241,7 @@ TEST_F(XdcamSpaceTest, APassiveSessionAsksAndDoesNotGetTheReport) {
 TEST_F(XdcamSpaceTest, WithoutAListeningSocketTheAcceptFails) {
     ftp.Active().Expect("SITE DF").Say("150 here");
     BeLoggedOn(FTPMODE_XDCAM);
-    listens = io.Get();
-    sendAsEver = std::exchange(Sockets().send, SendAndBreakTheListener);
+    BreakListenerAt("SITE", *io.Get());
     EXPECT_EQ(io->GetXDCAMFreeSpace(), 0u);
     EXPECT_THAT(log.Lines(), Contains(Message(kNoAccept)));
     ftp.Finish();
