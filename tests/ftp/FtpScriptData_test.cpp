@@ -121,6 +121,23 @@ TEST_F(FtpScriptDataTest, AClientThatWantsNoMoreEndsTheSending) {
     ftp.Finish();
 }
 
+// What the shutdown leaves as it was only the close ends.
+TEST_F(FtpScriptDataTest, TheServerLooksAgainAtTheCloseBehindAShutdown) {
+    ftp.Passive().AcceptData().DSendPattern(16 << 20).DExpectClosed().Say("426");
+    ftp.Start();
+    ScriptClient client(ftp);
+    ASSERT_TRUE(client.Connect());
+    ScriptClient data(ftp);
+    ASSERT_TRUE(data.Connect(AskForPort(client)));
+    ftp.Settle();
+    EXPECT_EQ(Sockets().shutdown(data.Token()), 0);
+    ftp.Settle();
+    data.Close();
+    EXPECT_EQ(client.Line(), "426");
+    EXPECT_EQ(ftp.Spent(), 0);
+    ftp.Finish();
+}
+
 TEST_F(FtpScriptDataTest, WhatIsSentUpIsCollected) {
     ftp.Passive().AcceptData().DReceive(3).DReceive().Say("226");
     ftp.Start();

@@ -296,7 +296,7 @@ int End(Verb verb, SocketToken token) {
         call.Done(verb == Verb::Shutdown ? call.Real().shutdown(token) : call.Real().close(token));
     call.Tell(token, [&](State& state, ClientSocket& client, auto&) {
         state.events.push_back({verb, token, {}, result == 0});
-        client.finished = client.finished || result == 0;
+        client.ends += result == 0 ? 1 : 0;
     });
     return result;
 }

@@ -83,7 +83,7 @@ void State::WakeClients() {
 
 bool State::HasInput(const Channel* channel) {
     const ClientSocket* client = channel == nullptr ? nullptr : ClientOf(*channel);
-    return client != nullptr && !channel->sawEnd && (client->sent > channel->received || client->finished);
+    return client != nullptr && !channel->sawEnd && (client->sent > channel->received || client->ends > 0);
 }
 
 bool State::IsAtRest() {
@@ -101,7 +101,7 @@ bool State::IsAtRest() {
     if (awaited.full != nullptr) {
         const ClientSocket* client = ClientOf(*awaited.full);
         return client == nullptr ||
-               (client->received == awaited.fullReceived && client->finished == awaited.fullFinished);
+               (client->received == awaited.fullReceived && client->ends == awaited.fullEnds);
     }
     return true;
 }

@@ -41,8 +41,10 @@ struct ClientSocket {
     uint64 sent = 0;
     uint64 received = 0;
     bool connected = false;
-    bool finished = false; // shut down or closed
-    int standing = 0;      // threads that wait in it
+    // How often it was shut down and closed. The server looks again after each: a shutdown is the end of
+    // what comes from the client, but only the close refuses what the server still has to send.
+    int ends = 0;
+    int standing = 0; // threads that wait in it
     uint64 accepted = 0;
 };
 
@@ -68,7 +70,7 @@ struct Awaited {
     // A connection that takes no more until its client receives or goes, as that client was at the last try.
     const Channel* full = nullptr;
     uint64 fullReceived = 0;
-    bool fullFinished = false;
+    int fullEnds = 0;
 };
 
 // Everything under `mutex`, save where a function says otherwise.

@@ -185,7 +185,7 @@ Server::Progress Server::WaitUntilNotFull(const Channel& channel) {
     const ClientSocket* client = m_state.ClientOf(channel);
     m_state.awaited.full = &channel;
     m_state.awaited.fullReceived = client == nullptr ? 0 : client->received;
-    m_state.awaited.fullFinished = client != nullptr && client->finished;
+    m_state.awaited.fullEnds = client == nullptr ? 0 : client->ends;
     return Progress::Wait;
 }
 
