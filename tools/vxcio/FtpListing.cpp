@@ -138,6 +138,13 @@ std::optional<FtpFolder> ListFtp(const FtpName& folder, const Options& options, 
     return found;
 }
 
+std::optional<FtpEntry> ListedEntry(const FtpName& name, const Options& options, LogView& log,
+                                    std::string& reason) {
+    const std::optional<FtpFolder> folder = ListFtp(name.At(name.FolderPath()), options, log, reason);
+    const FtpEntry* const entry = folder ? folder->Find(name.OwnName()) : nullptr;
+    return entry != nullptr ? std::optional<FtpEntry>(*entry) : std::nullopt;
+}
+
 FtpFacts LookAtFtp(const FtpName& name, const Options& options, LogView& log) {
     FtpFacts facts;
     const std::size_t last = name.path.find_last_not_of('/');

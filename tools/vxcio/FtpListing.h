@@ -32,6 +32,11 @@ struct FtpFolder {
 std::optional<FtpFolder> ListFtp(const FtpName& folder, const Options& options, LogView& log,
                                  std::string& reason, bool* isNoFolder = nullptr);
 
+// The entry of a name in the listing of its folder; nothing where it is not in it, or the folder cannot be
+// listed.
+std::optional<FtpEntry> ListedEntry(const FtpName& name, const Options& options, LogView& log,
+                                    std::string& reason);
+
 enum class FtpKind { Missing, File, Folder, Unknown };
 
 struct FtpFacts {

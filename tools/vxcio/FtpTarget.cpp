@@ -152,10 +152,8 @@ std::string FtpTarget::CheckSize() {
         return "its size cannot be asked for: " + reason;
     }
     std::string trouble = SizeTrouble(m_qwWritten, *size, [&] {
-        const FtpName part = PartName();
-        const std::optional<FtpFolder> folder = ListFtp(part.At(part.FolderPath()), m_Options, m_Log, reason);
-        const FtpEntry* const entry = folder ? folder->Find(part.OwnName()) : nullptr;
-        return entry != nullptr ? std::optional<uint32>(entry->sizeLow) : std::nullopt;
+        const std::optional<FtpEntry> entry = ListedEntry(PartName(), m_Options, m_Log, reason);
+        return entry ? std::optional<uint32>(entry->sizeLow) : std::nullopt;
     });
     if (!trouble.empty() && m_Job.goesOn && WayOf(m_Options).mode == FTPMODE_NORMAL) {
         trouble += "; in mode normal it is asked for the part first, which makes some servers spoil what is "

@@ -120,10 +120,8 @@ std::string TroubleWith(const LibraryCopyEnd& end, const FtpName& source, const 
     // Where the server tells no size, its listing may.
     std::string trouble = SizeTrouble(end.done, 0, [&]() -> std::optional<uint32> {
         std::string ignored;
-        const std::optional<FtpFolder> folder =
-            ListFtp(source.At(source.FolderPath()), options, log, ignored);
-        const FtpEntry* const entry = folder ? folder->Find(source.OwnName()) : nullptr;
-        return entry != nullptr ? std::optional<uint32>(entry->sizeLow) : std::nullopt;
+        const std::optional<FtpEntry> entry = ListedEntry(source, options, log, ignored);
+        return entry ? std::optional<uint32>(entry->sizeLow) : std::nullopt;
     });
     return trouble.empty() ? trouble : "whether all of it came cannot be known: " + trouble;
 }

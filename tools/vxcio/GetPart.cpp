@@ -42,9 +42,8 @@ NameFacts LookWithin(const std::string& name, const Options& options) {
 
 uint64 ListedTime(const FtpName& source, const Options& options, LogView& log) {
     std::string ignored;
-    const std::optional<FtpFolder> folder = ListFtp(source.At(source.FolderPath()), options, log, ignored);
-    const FtpEntry* const entry = folder ? folder->Find(source.OwnName()) : nullptr;
-    return entry != nullptr && IsSettled(entry->time) ? entry->time : 0;
+    const std::optional<FtpEntry> entry = ListedEntry(source, options, log, ignored);
+    return entry && IsSettled(entry->time) ? entry->time : 0;
 }
 
 Match MatchPart(const CopyJob& job, uint64 bytes, const Options& options, LogView& log, CopyReport& report,

@@ -77,10 +77,8 @@ std::optional<Listing> ListServer(const FtpName& name, const Options& options, L
     // It may be a file.
     std::string ignored;
     const bool canBeFile = !name.OwnName().empty();
-    const std::optional<FtpFolder> folder =
-        canBeFile ? ListFtp(name.At(name.FolderPath()), options, log, ignored) : std::nullopt;
-    const FtpEntry* const entry = folder ? folder->Find(name.OwnName()) : nullptr;
-    if (entry == nullptr || entry->isFolder) {
+    const std::optional<FtpEntry> entry = canBeFile ? ListedEntry(name, options, log, ignored) : std::nullopt;
+    if (!entry || entry->isFolder) {
         return std::nullopt;
     }
     listing.isFolder = false;
