@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <fcntl.h>
 #include <string>
 #include <sys/file.h>
@@ -19,8 +20,10 @@ public:
     explicit EmptySpace(const std::wstring& name)
         : m_path("/dev/shm/vxc." + std::to_string(geteuid()) + "." + std::string(name.begin(), name.end()) +
                  ".m"),
-          m_file(open(m_path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600)) {
+          m_file(open(Draft().c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600)) {
+        // It gets its name when it is locked: until then other processes would take it for a dead one.
         EXPECT_EQ(flock(m_file, LOCK_SH), 0);
+        EXPECT_EQ(rename(Draft().c_str(), m_path.c_str()), 0);
     }
     ~EmptySpace() {
         unlink(m_path.c_str());
@@ -30,6 +33,8 @@ public:
     EmptySpace& operator=(const EmptySpace&) = delete;
 
 private:
+    std::string Draft() const { return m_path + "-draft"; }
+
     const std::string m_path;
     const int m_file;
 };
