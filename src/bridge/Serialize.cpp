@@ -1,7 +1,7 @@
 #include "bridge/Serialize.h"
 
 #include "bridge/LargeCopy.h"
-#include "bridge/Utf16.h"
+#include "text/Utf16.h"
 
 #include <atomic>
 #include <bit>

@@ -6,6 +6,7 @@
 #include "frame/ReadSetting.h"
 #include "frame/Status.h"
 #include "frame/TransferDefaults.h"
+#include "paths/MediumPathRules.h"
 #include "platform/DiskQueries.h"
 #include "sources/DiskProbes.h"
 
@@ -64,9 +65,10 @@ void CFileSource::OpenNames(const wchar_t* fileName, const wchar_t* secondFileNa
         LogTrace(L"%s",
                  L"CFileSource::OpenFile--This is CDROM Path Name, Change to VXC_FILE_FLAG_SEQUENTIAL_SCAN");
     }
+    m_strFile[0] = ApplyMediumPathRules(fileName);
     if (secondFileName != nullptr && secondFileName[0] != 0) {
         m_bTwoHandle = 1;
-        m_strFile[1] = secondFileName;
+        m_strFile[1] = ApplyMediumPathRules(secondFileName);
     }
 }
 

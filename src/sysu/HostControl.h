@@ -95,4 +95,16 @@ struct DiskFacts {
 // when there is no such root (a drive or share that is mapped nowhere). May block on a dead disk.
 VXCSOFTCODECSYSU_API int QueryDisk(const wchar_t* name, DiskFacts* facts) noexcept;
 
+// ---- shares of other machines ------------------------------------------------------------------------
+
+// The share that a drive letter leads to, "\\server\share": the one that the settings name for it, else the
+// mounted share on which the folder of the letter lies. The length of the name, which is cut to `characters`
+// with its terminating zero; 0 when it leads to none, and `name` is left alone.
+VXCSOFTCODECSYSU_API int DriveShareName(wchar_t letter, wchar_t* name, int characters) noexcept;
+
+// Calls `visit` for each mounted share, "\\server\share", and the folder where it is mounted, until it returns
+// 0. The number of calls.
+using ShareMountVisitor = int (*)(void* context, const wchar_t* share, const wchar_t* folder);
+VXCSOFTCODECSYSU_API int VisitShareMounts(ShareMountVisitor visit, void* context) noexcept;
+
 } // namespace vxcio

@@ -83,4 +83,18 @@ wchar_t FoldUpper(wchar_t character) noexcept {
     return static_cast<wchar_t>(static_cast<std::int32_t>(code) + range->distance);
 }
 
+wchar_t FoldLower(wchar_t character) noexcept {
+    if (character < 0x80) {
+        return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a') : character;
+    }
+    const auto code = static_cast<std::int32_t>(character);
+    for (const LetterRange& range : kLetters) {
+        const std::int32_t lower = code - range.distance;
+        if (lower >= range.first && lower <= range.last && (lower - range.first) % range.step == 0) {
+            return static_cast<wchar_t>(lower);
+        }
+    }
+    return character;
+}
+
 } // namespace vxcio

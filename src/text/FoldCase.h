@@ -7,6 +7,10 @@ namespace vxcio {
 // become A to Z.
 wchar_t FoldUpper(wchar_t character) noexcept;
 
+// The lower-case form of a character that is the upper-case form of one, else the character itself. Of
+// several that have it, the first by number.
+wchar_t FoldLower(wchar_t character) noexcept;
+
 // A to Z and a to z only.
 constexpr bool IsAsciiLetter(wchar_t c) noexcept {
     return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z');

@@ -1,6 +1,6 @@
 // Wide text and the units of the wire.
 #include "bridge/StreamModel.h"
-#include "bridge/Utf16.h"
+#include "text/Utf16.h"
 
 #include <gtest/gtest.h>
 

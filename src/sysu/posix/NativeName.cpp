@@ -183,7 +183,20 @@ void DropTailOfMissingName(std::string& path) {
     }
 }
 
-// Maps a drive or share name; false when it is neither.
+// Names that begin at the root, with one backslash. Where there is no such file in the current folder, each
+// backslash separates.
+bool MapRootedName(std::wstring_view name, NativeName& native) {
+    if (name.size() < 2 || name[0] != L'\\' || name[1] == L'\\') {
+        return false;
+    }
+    native.path = ToUtf8(name);
+    if (!IsThere(native.path)) {
+        SeparateFrom(native.path, 0);
+    }
+    return true;
+}
+
+// Maps the name of a drive or share, or one that begins at the root; false when it is none of them.
 bool MapSpecialName(std::wstring_view name, NativeName& native) {
     ShareName share;
     if (name.empty()) {
@@ -193,7 +206,7 @@ bool MapSpecialName(std::wstring_view name, NativeName& native) {
     } else if (SplitShareName(name, share)) {
         native = MapShare(share);
     } else {
-        return false;
+        return MapRootedName(name, native);
     }
     return true;
 }

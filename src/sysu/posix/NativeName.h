@@ -2,6 +2,7 @@
 //
 //   X:\dir\file           the folder of the letter in the drive map of the settings, then /dir/file
 //   \\server\share\file   the folder in the share map, else the mounted share, then /file
+//   \dir\file             /dir/file, unless the current folder has a file of that name
 //   anything else         as it is; a backslash is a character like others
 //
 // Below a mapped drive or share "." and ".." are resolved by the text and never lead out of it. All

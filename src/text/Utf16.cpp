@@ -1,4 +1,4 @@
-#include "bridge/Utf16.h"
+#include "text/Utf16.h"
 
 namespace vxcio {
 

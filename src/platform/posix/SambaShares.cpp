@@ -1,0 +1,184 @@
+#include "platform/posix/SambaShares.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+namespace vxcio {
+
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\v\f";
+constexpr std::string_view kNoShares[] = {"global", "homes", "printers", "print$"};
+constexpr std::string_view kNo[] = {"no", "false", "0", "off"};
+
+char Lower(char c) noexcept {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+std::string Lowered(std::string_view text) {
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(), Lower);
+    return lower;
+}
+
+std::string_view Trimmed(std::string_view text) noexcept {
+    const std::size_t first = std::min(text.find_first_not_of(kBlanks), text.size());
+    text.remove_prefix(first);
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
+// Names of parameters are the same with blanks and without.
+std::string ParameterName(std::string_view text) {
+    std::string name;
+    for (const char c : text) {
+        if (kBlanks.find(c) == std::string_view::npos) {
+            name += Lower(c);
+        }
+    }
+    return name;
+}
+
+// Takes the next line, with those that it goes on in.
+std::string TakeLine(std::string_view& text) {
+    std::string line;
+    for (;;) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        std::string_view part = text.substr(0, end);
+        text.remove_prefix(std::min(end + 1, text.size()));
+        part = part.substr(0, part.find_last_not_of(kBlanks) + 1);
+        const bool isComment = line.empty() && Trimmed(part).find_first_of("#;") == 0;
+        if (part.empty() || part.back() != '\\' || isComment) {
+            return line.append(part);
+        }
+        part.remove_suffix(1);
+        line.append(part);
+        if (text.empty()) {
+            return line;
+        }
+    }
+}
+
+// The sections as they come together from a file and those it includes.
+class Sections {
+public:
+    using Values = std::map<std::string, std::string, std::less<>>;
+    struct Section {
+        std::string name;
+        Values values;
+    };
+
+    explicit Sections(const ReadIncluded& read) : m_read(read) { Select("global"); }
+
+    void Parse(std::string_view text, bool mayInclude) {
+        while (!text.empty()) {
+            const std::string line = TakeLine(text);
+            ParseLine(Trimmed(line), mayInclude);
+        }
+    }
+    const std::vector<Section>& All() const { return m_sections; }
+
+private:
+    void ParseLine(std::string_view line, bool mayInclude) {
+        if (line.empty() || line[0] == '#' || line[0] == ';') {
+            return;
+        }
+        if (line[0] == '[') {
+            const std::size_t end = line.find(']');
+            if (end != std::string_view::npos) {
+                Select(Trimmed(line.substr(1, end - 1)));
+            }
+            return;
+        }
+        const std::size_t equals = line.find('=');
+        if (equals == std::string_view::npos) {
+            return;
+        }
+        std::string name = ParameterName(line.substr(0, equals));
+        const std::string value(Trimmed(line.substr(equals + 1)));
+        if (name == "include") {
+            const std::optional<std::string> text = mayInclude ? m_read(value) : std::nullopt;
+            if (text) {
+                Parse(*text, false);
+            }
+            return;
+        }
+        m_sections[m_current].values[name == "directory" ? "path" : std::move(name)] = value;
+    }
+
+    // A section that comes again goes on.
+    void Select(std::string_view name) {
+        const std::string lower = Lowered(name);
+        const auto found = std::find_if(m_sections.begin(), m_sections.end(), [&](const Section& section) {
+            return Lowered(section.name) == lower;
+        });
+        m_current = static_cast<std::size_t>(found - m_sections.begin());
+        if (found == m_sections.end()) {
+            m_sections.push_back({std::string(name), {}});
+        }
+    }
+
+    const ReadIncluded& m_read;
+    std::vector<Section> m_sections;
+    std::size_t m_current = 0;
+};
+
+std::string ValueOf(const Sections::Values& values, std::string_view name) {
+    const auto found = values.find(name);
+    return found == values.end() ? std::string() : found->second;
+}
+
+bool IsOffered(const Sections::Section& section) {
+    const std::string name = Lowered(section.name);
+    const std::string available = Lowered(ValueOf(section.values, "available"));
+    return !name.empty() && std::find(std::begin(kNoShares), std::end(kNoShares), name) == std::end(kNoShares) &&
+           std::find(std::begin(kNo), std::end(kNo), available) == std::end(kNo);
+}
+
+// Only whole paths lead to the same folder everywhere; with "%" it depends on who asks.
+bool IsFolder(std::string_view path) noexcept {
+    return path.starts_with('/') && path.find('%') == std::string_view::npos;
+}
+
+} // namespace
+
+SambaConfiguration ParseSamba(std::string_view text, const ReadIncluded& read) {
+    Sections sections(read);
+    sections.Parse(text, true);
+    SambaConfiguration configuration;
+    for (const Sections::Section& section : sections.All()) {
+        if (Lowered(section.name) == "global") {
+            configuration.netbiosName = ValueOf(section.values, "netbiosname");
+            configuration.workgroup = ValueOf(section.values, "workgroup");
+            configuration.usershareFolder = ValueOf(section.values, "usersharepath");
+        } else if (IsOffered(section)) {
+            std::string path = ValueOf(section.values, "path");
+            if (IsFolder(path)) {
+                configuration.shares.push_back({section.name, std::move(path)});
+            }
+        }
+    }
+    return configuration;
+}
+
+std::optional<SambaShare> ParseUserShare(const std::string& fileName, std::string_view text) {
+    SambaShare share{fileName, {}};
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        const std::string_view line = text.substr(0, end);
+        text.remove_prefix(std::min(end + 1, text.size()));
+        const std::size_t equals = line.find('=');
+        if (equals == std::string_view::npos) {
+            continue;
+        }
+        const std::string name = ParameterName(line.substr(0, equals));
+        if (name == "path") {
+            share.path = Trimmed(line.substr(equals + 1));
+        } else if (name == "sharename" && !Trimmed(line.substr(equals + 1)).empty()) {
+            share.name = Trimmed(line.substr(equals + 1));
+        }
+    }
+    return IsFolder(share.path) ? std::optional(std::move(share)) : std::nullopt;
+}
+
+} // namespace vxcio
