@@ -11,8 +11,10 @@
 
 #include <algorithm>
 #include <climits>
-#include <cwchar>
+#include <memory>
 #include <new>
+#include <string>
+#include <vector>
 
 #include <unistd.h>
 
@@ -155,7 +157,7 @@ void MountedShares(TakeSharedFolder take, void* context) {
     struct Taker {
         TakeSharedFolder take;
         void* context;
-    } taker{take, context};
+    } given{take, context};
     VisitShareMounts(
         [](void* to, const wchar_t* share, const wchar_t* folder) {
             const auto& taker = *static_cast<Taker*>(to);
@@ -170,7 +172,7 @@ void MountedShares(TakeSharedFolder take, void* context) {
             }
             return 1;
         },
-        &taker);
+        &given);
 }
 
 struct SpecialDrive {
