@@ -13,8 +13,8 @@
 #include "frame/VXCString.h"
 
 // Copies what becomes of `path` with its terminating zero into `out`, which holds 1024 characters or, where a
-// path and a folder of this machine together may be longer, as many as those have: its room is not known here.
-// A null path is an empty one; a null `out` receives nothing. Always 1. May wait for the network.
+// path and a folder of this machine together may be longer, as many as those have: its room is not known
+// here. A null path is an empty one; a null `out` receives nothing. Always 1. May wait for the network.
 VXCSOFTCODECIO_API int ConvertUNC2LocalPathName(const wchar_t* path, wchar_t* out);
 
 namespace vxcio {

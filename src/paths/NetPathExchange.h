@@ -1,9 +1,9 @@
 // NetPathExchange.h - the table of the shares of this machine and of its drives that lead to shares, and the
 // conversion between the two forms of a name.
 //
-// One object serves the process (NetPathAttach); tests make others. Any thread may convert. The table is built
-// at the first conversion; of its records only the addresses change afterwards. No lock is held while a host
-// or the work group is asked for.
+// One object serves the process (NetPathAttach); tests make others. Any thread may convert. The table is
+// built at the first conversion; of its records only the addresses change afterwards. No lock is held while a
+// host or the work group is asked for.
 #pragma once
 
 #include "frame/Types.h"

@@ -1,9 +1,10 @@
-// NetPaths.h - names of files on shares and what they are on this machine: the folder that this machine shares
-// under the name, or the drive or folder that leads to the share. docs/linux.md tells where that is known from.
+// NetPaths.h - names of files on shares and what they are on this machine: the folder that this machine
+// shares under the name, or the drive or folder that leads to the share. docs/linux.md tells where that is
+// known from.
 //
 // What is known is found out at the first call and kept until the library is unloaded; shares and drives that
-// come later stay unknown. Any thread; the first call, and one that has to find a host's address, may wait for
-// the network. Where memory lacks, the answers are the names as they were given, or empty.
+// come later stay unknown. Any thread; the first call, and one that has to find a host's address, may wait
+// for the network. Where memory lacks, the answers are the names as they were given, or empty.
 #pragma once
 
 #include "frame/Export.h"

@@ -18,8 +18,8 @@ std::wstring UpperCase(std::wstring_view text);
 // name where there is none.
 std::wstring_view HostEnd(std::wstring_view name) noexcept;
 
-// Where the path lies at or below the root: the parts behind the root, each with a backslash in front. Runs of
-// backslashes count as one, at the ends as none.
+// Where the path lies at or below the root: the parts behind the root, each with a backslash in front. Runs
+// of backslashes count as one, at the ends as none.
 std::optional<std::wstring> SuffixBelow(std::wstring_view path, std::wstring_view root);
 
 // Four numbers up to 255 with dots between, with a digit last and at least seven characters in all. Groups of

@@ -1,5 +1,5 @@
-// NetworkNames.h - what this machine shares, which shares its drives and folders lead to, and what its network
-// is called, behind a table that tests replace.
+// NetworkNames.h - what this machine shares, which shares its drives and folders lead to, and what its
+// network is called, behind a table that tests replace.
 //
 // Texts that come out are cut to the room that is told, with their terminating zero; nothing of them counts
 // where the call fails. Any thread; the calls that may wait for a disk or the network are marked.
@@ -23,7 +23,7 @@ struct NetworkNameTable {
 
     // The shares of a computer ("\\NAME"). Null where they cannot be listed. Each call of nextShares gives
     // some remote names ("\\NAME\share") to `take`; not 0 when there are no more of them, or it failed.
-    void* (*openShares)(const wchar_t* computer); // may wait
+    void* (*openShares)(const wchar_t* computer);                        // may wait
     int (*nextShares)(void* shares, TakeRemoteName take, void* context); // may wait
     void (*closeShares)(void* shares);
 
@@ -43,7 +43,8 @@ struct NetworkNameTable {
     // The drives that are local whatever they lead to: named values, by their number from 0 on. 0 for
     // success, not 0 at the end; `type` and the first four bytes of the value, low byte first, as `number`.
     void* (*openSpecialDrives)(); // may wait; null where there are none
-    int (*specialDrive)(void* drives, uint32 index, wchar_t* name, int characters, uint32* type, uint32* number);
+    int (*specialDrive)(void* drives, uint32 index, wchar_t* name, int characters, uint32* type,
+                        uint32* number);
     void (*closeSpecialDrives)(void* drives);
 
     // The network that a workstation belongs to: the name that it has there, the list of providers, the name

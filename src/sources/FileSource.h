@@ -10,6 +10,7 @@
 #include "frame/AlignedBlock.h"
 #include "frame/SoftDataIO.h"
 #include "frame/VXCString.h"
+#include "sources/PlainReading.h"
 #include "sources/PreReadRing.h"
 #include "sources/ReadRate.h"
 #include "sources/TwoHandleReading.h"
@@ -19,7 +20,6 @@
 #include <mutex>
 
 namespace vxcio {
-class MD5Check;
 struct FileSourceInspector; // doors for tests
 struct FileSourceTwoInspector;
 } // namespace vxcio
@@ -54,14 +54,7 @@ private:
     friend struct vxcio::FileSourceInspector;
     friend struct vxcio::FileSourceTwoInspector;
 
-    // One read as the file will see it: widened to whole sectors where it must be.
-    struct Request {
-        uint64 pos;    // where the file is read
-        uint32 want;   // how much of it
-        uint32 head;   // bytes of it in front of the caller's
-        uint32 tail;   // bytes of it behind the caller's
-        uint8* target; // where they go: the caller's buffer or the bounce buffer
-    };
+    class File1Reading;
 
     // Takes data from the file at m_qwFilePos and moves it. Bytes; 0 at the end or a failure. Despite its
     // name it serves one file as well.
@@ -79,17 +72,9 @@ private:
     // Whether the calling thread may use File1: it waits at most so long for the reader that has it. Under
     // m_FileMutex.
     bool IsFile1Free(uint32 milliseconds) const;
-    bool Plan(uint8* buffer, uint32 bytes, Request& request);
-    bool GrowBounceBuffer(uint64 want);
-    // Buffers grow in whole MiB, so that a stream of like requests does not allocate: one, or always more
-    // than asked for.
-    static constexpr uint64 BufferSizeFor(uint64 want) noexcept {
-        constexpr uint64 kMebibyte = 0x100000;
-        return want > kMebibyte ? (want / kMebibyte + 1) * kMebibyte : kMebibyte;
-    }
-    bool CatchUpMD5(vxcio::MD5Check& check, uint64 pos);
-    bool FinishMD5(vxcio::MD5Check& check, uint64 size);
+    vxcio::PlainShape Shape() const noexcept;
     uint32 ReadFile1(uint8* buffer, uint32 bytes);
+    bool FinishMD5(vxcio::MD5Check& check, uint64 size);
     bool IsUnbuffered() const noexcept;
     void ReadBlockSizeSetting();
     void OpenNames(const wchar_t* fileName, const wchar_t* secondFileName);

@@ -161,7 +161,7 @@ int CFileSource::ReadAt(uint64 position, uint8** data, int bytes) {
     const auto wanted = static_cast<std::size_t>(bytes);
     if (wanted > m_pReadAtBuffer.Size()) {
         m_pReadAtBuffer.Reset();
-        m_pReadAtBuffer = AlignedBuffer(BufferSizeFor(wanted), kReadAtAlignment);
+        m_pReadAtBuffer = AlignedBuffer(BounceSizeFor(wanted), kReadAtAlignment);
     }
     *data = m_pReadAtBuffer.Data();
     if (*data == nullptr && bytes > 0) {

@@ -1,19 +1,15 @@
-// The plain read path of CFileSource: from the caller's read down to the file handle.
+// The plain read path of CFileSource: from the caller's read down to the file handle; and its digest.
 #include "sources/FileSource.h"
 
 #include "frame/BulkCopy.h"
 #include "frame/InnerSoftDataIO.h"
 #include "frame/Log.h"
+#include "frame/MD5Check.h"
+#include "sources/PlainReading.h"
 
 #include <algorithm>
 
 using namespace vxcio;
-
-namespace {
-
-constexpr uint32 kMemoryAlignment = 512;
-
-} // namespace
 
 uint32 CFileSource::ReadWholeFile(uint8* buffer, uint32 bytes) {
     // A position outside the file has nothing behind it.
@@ -25,46 +21,33 @@ uint32 CFileSource::ReadWholeFile(uint8* buffer, uint32 bytes) {
     return count;
 }
 
-bool CFileSource::GrowBounceBuffer(uint64 want) {
-    if (m_pAlignBuffer.Size() >= want) {
-        return true;
-    }
-    m_pAlignBuffer.Reset();
-    const uint64 size = BufferSizeFor(want);
-    if (size > 0xFFFFFFFFu) {
-        return false;
-    }
-    m_pAlignBuffer = AlignedBuffer(size, kMemoryAlignment);
-    return static_cast<bool>(m_pAlignBuffer);
-}
+// File1 as plain reading sees it.
+class CFileSource::File1Reading final : public PlainFile {
+public:
+    explicit File1Reading(CFileSource& source) : m_source(source) {}
 
-bool CFileSource::Plan(uint8* buffer, uint32 bytes, Request& request) {
-    const auto pos = static_cast<uint64>(m_qwFilePos.load(std::memory_order_relaxed));
-    request = {pos, bytes, 0, 0, buffer};
-    if (!IsUnbuffered()) {
-        return true;
+    bool SeekTo(uint64 position) override {
+        return m_source.m_pFile[0]->SetFilePointer(position, VXC_FILE_BEGIN) >= 0;
     }
-    const uint32 s = m_dwSectorSize;
-    if (pos % s == 0 && bytes % s == 0 && reinterpret_cast<std::uintptr_t>(buffer) % kMemoryAlignment == 0) {
-        return true;
+    uint32 ReadSome(uint8* buffer, uint32 bytes) override { return m_source.ReadFile1(buffer, bytes); }
+    void NoteEmptyRead(const PlainRequest& request) override {
+        const ErrorText error = LastErrorText();
+        LogError(L"ReadFileWithTwoHandle(): pos = %lld, want %d bytes, return %d bytes(%s)",
+                 static_cast<int64>(request.pos), request.want, 0, static_cast<const wchar_t*>(error.text));
     }
-    request.head = static_cast<uint32>(pos % s);
-    request.pos = pos - request.head;
-    uint64 want = uint64{bytes} + request.head;
-    request.tail = want % s == 0 ? 0 : static_cast<uint32>(s - want % s);
-    want += request.tail;
-    if (!GrowBounceBuffer(want)) { // refuses what does not fit 32 bits
-        return false;
-    }
-    request.want = static_cast<uint32>(want);
-    request.target = m_pAlignBuffer.Data();
-    return true;
-}
+
+private:
+    CFileSource& m_source;
+};
 
 uint32 CFileSource::ReadFile1(uint8* buffer, uint32 bytes) {
     uint32 got = 0;
     m_pFile[0]->ReadFile(buffer, bytes, &got, nullptr); // the count tells; the status may be an old one
     return got;
+}
+
+PlainShape CFileSource::Shape() const noexcept {
+    return {IsUnbuffered(), m_dwSectorSize};
 }
 
 uint32 CFileSource::ReadFileWithTwoHandle(uint8* buffer, uint32 bytes) {
@@ -76,37 +59,39 @@ uint32 CFileSource::ReadFileWithTwoHandle(uint8* buffer, uint32 bytes) {
 }
 
 uint32 CFileSource::ReadOneFile(uint8* buffer, uint32 bytes) {
-    Request request;
-    if (!m_pFile[0] || !Plan(buffer, bytes, request)) {
+    if (!m_pFile[0]) {
         return 0;
     }
+    File1Reading file(*this);
     const auto check = m_pInner->RunningMD5State();
-    if (check && !CatchUpMD5(*check, request.pos)) {
-        return 0;
-    }
-    if (m_pFile[0]->SetFilePointer(request.pos, VXC_FILE_BEGIN) < 0) {
-        return 0;
-    }
-    uint32 got = ReadFile1(request.target, request.want);
-    if (got == 0 && request.want != 0) {
-        const ErrorText error = LastErrorText();
-        LogError(L"ReadFileWithTwoHandle(): pos = %lld, want %d bytes, return %d bytes(%s)",
-                 static_cast<int64>(request.pos), request.want, got, static_cast<const wchar_t*>(error.text));
-    }
-    if (check) {
-        check->RideAlong(request.target, request.pos, got);
-    }
-    if (request.target != buffer) {
-        const uint64 around = uint64{request.head} + request.tail;
-        uint32 count = 0;
-        if (got >= around && got - around >= bytes) {
-            count = bytes;
-        } else if (got > request.head) {
-            count = std::min(got - request.head, bytes);
-        }
-        CopyBulk(buffer, request.target + request.head, count);
-        got = count;
-    }
+    const auto pos = static_cast<uint64>(m_qwFilePos.load(std::memory_order_relaxed));
+    const uint32 got = ReadPlain(file, Shape(), m_pAlignBuffer, check.get(), pos, buffer, bytes);
     m_qwFilePos.fetch_add(got, std::memory_order_relaxed);
     return got;
+}
+
+bool CFileSource::FinishMD5(MD5Check& check, uint64 size) {
+    const std::lock_guard lock(m_FileMutex);
+    if (!m_pFile[0] || !IsFile1Free(kFile1Wait)) {
+        return false;
+    }
+    File1Reading file(*this);
+    return FeedRest(file, Shape(), check, size);
+}
+
+int CFileSource::GetMD5_check(uint32 /*type*/, uint8*& digest, int& length) {
+    const auto check = m_pInner->MD5State();
+    if (!check) {
+        return 0;
+    }
+    CFileSource::DisablePreRead();
+    if (!MakeDigest(digest, length)) {
+        return 0;
+    }
+    const uint64 size = CFileSource::GetFileSize();
+    if (check->Position() < size && !FinishMD5(*check, size)) {
+        return 0;
+    }
+    check->Final(digest);
+    return 0;
 }

@@ -135,7 +135,7 @@ bool CFileSource::TakeFromCopies(uint8* buffer, uint32 bytes, uint32& count) {
     }
     if (m_pAlignBuffer.Size() < want) {
         m_pAlignBuffer.Reset();
-        m_pAlignBuffer = AlignedBuffer(BufferSizeFor(want), kTransferAlignment);
+        m_pAlignBuffer = AlignedBuffer(BounceSizeFor(want), kTransferAlignment);
     }
     uint32 got = 0;
     if (!m_pTwoHandle->Read(pos - head, static_cast<uint32>(want), bytes, m_pAlignBuffer, &got)) {

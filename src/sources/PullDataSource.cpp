@@ -3,6 +3,7 @@
 #include "frame/Status.h"
 #include "frame/VXCString.h"
 #include "sources/FileSource.h"
+#include "sources/RemoteSource.h"
 
 #include <new>
 
@@ -11,17 +12,22 @@ namespace {
 constexpr const wchar_t* kUrlPrefix = L"http";
 constexpr int kUrlPrefixLength = 4;
 
-// The source that serves a name; null where none can be made. Names of URLs belong to the remote source,
-// which is not part of this version.
-std::unique_ptr<CSoftDataSource> MakeSource(const wchar_t* fileName) {
-    if (CVXCString(fileName).Left(kUrlPrefixLength).Compare(kUrlPrefix) == 0) {
-        return nullptr;
-    }
-    std::unique_ptr<CFileSource> source(new (std::nothrow) CFileSource);
+// An object whose inner object could not be made is no object.
+template <class Kind>
+std::unique_ptr<CSoftDataSource> Make() {
+    std::unique_ptr<Kind> source(new (std::nothrow) Kind);
     if (source && !source->IsComplete()) {
         return nullptr;
     }
     return source;
+}
+
+// The source that serves a name; null where memory lacks.
+std::unique_ptr<CSoftDataSource> MakeSource(const wchar_t* fileName) {
+    if (CVXCString(fileName).Left(kUrlPrefixLength).Compare(kUrlPrefix) == 0) {
+        return Make<CRemoteSource>();
+    }
+    return Make<CFileSource>();
 }
 
 } // namespace

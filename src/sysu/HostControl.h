@@ -102,8 +102,8 @@ VXCSOFTCODECSYSU_API int QueryDisk(const wchar_t* name, DiskFacts* facts) noexce
 // with its terminating zero; 0 when it leads to none, and `name` is left alone.
 VXCSOFTCODECSYSU_API int DriveShareName(wchar_t letter, wchar_t* name, int characters) noexcept;
 
-// Calls `visit` for each mounted share, "\\server\share", and the folder where it is mounted, until it returns
-// 0. The number of calls.
+// Calls `visit` for each mounted share, "\\server\share", and the folder where it is mounted, until it
+// returns 0. The number of calls.
 using ShareMountVisitor = int (*)(void* context, const wchar_t* share, const wchar_t* folder);
 VXCSOFTCODECSYSU_API int VisitShareMounts(ShareMountVisitor visit, void* context) noexcept;
 

@@ -85,7 +85,8 @@ wchar_t FoldUpper(wchar_t character) noexcept {
 
 wchar_t FoldLower(wchar_t character) noexcept {
     if (character < 0x80) {
-        return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a') : character;
+        return character >= L'A' && character <= L'Z' ? static_cast<wchar_t>(character - L'A' + L'a')
+                                                      : character;
     }
     const auto code = static_cast<std::int32_t>(character);
     for (const LetterRange& range : kLetters) {

@@ -5,6 +5,7 @@
 #include "platform/FileCache.h"
 #include "platform/HostNames.h"
 #include "platform/ModulePath.h"
+#include "platform/NetworkNames.h"
 #include "platform/Process.h"
 #include "platform/SharedObjects.h"
 #include "platform/Sockets.h"
@@ -26,6 +27,7 @@ public:
         FileCache() = m_cache;
         HostNames() = m_hosts;
         ModulePath() = m_module;
+        NetworkNames() = m_network;
         Process() = m_process;
         SharedObjects() = m_shared;
         Sockets() = m_sockets;
@@ -39,6 +41,7 @@ public:
     FileCacheTable& Cache() const { return FileCache(); }
     HostNameTable& Hosts() const { return HostNames(); }
     ModulePathTable& Module() const { return ModulePath(); }
+    NetworkNameTable& Network() const { return NetworkNames(); }
     ProcessTable& Processes() const { return Process(); }
     SharedObjectTable& Shared() const { return SharedObjects(); }
     SocketTable& SocketCalls() const { return Sockets(); }
@@ -50,6 +53,7 @@ private:
     const FileCacheTable m_cache = FileCache();
     const HostNameTable m_hosts = HostNames();
     const ModulePathTable m_module = ModulePath();
+    const NetworkNameTable m_network = NetworkNames();
     const ProcessTable m_process = Process();
     const SharedObjectTable m_shared = SharedObjects();
     const SocketTable m_sockets = Sockets();

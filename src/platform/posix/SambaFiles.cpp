@@ -51,7 +51,8 @@ void AddUserShares(SambaConfiguration& configuration) {
         configuration.usershareFolder.empty() ? kStandardUserShares : configuration.usershareFolder;
     std::vector<std::string> files;
     std::error_code error;
-    for (std::filesystem::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+    for (std::filesystem::directory_iterator at(folder, error), end; !error && at != end;
+         at.increment(error)) {
         if (files.size() == kMostUserShares) {
             break;
         }

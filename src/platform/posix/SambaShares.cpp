@@ -131,7 +131,8 @@ std::string ValueOf(const Sections::Values& values, std::string_view name) {
 bool IsOffered(const Sections::Section& section) {
     const std::string name = Lowered(section.name);
     const std::string available = Lowered(ValueOf(section.values, "available"));
-    return !name.empty() && std::find(std::begin(kNoShares), std::end(kNoShares), name) == std::end(kNoShares) &&
+    return !name.empty() &&
+           std::find(std::begin(kNoShares), std::end(kNoShares), name) == std::end(kNoShares) &&
            std::find(std::begin(kNo), std::end(kNo), available) == std::end(kNo);
 }
 

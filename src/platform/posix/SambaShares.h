@@ -1,8 +1,8 @@
 // SambaShares.h - what this machine shares by Samba, as its configuration and its users' shares say.
 //
 // The text of a configuration is taken as Samba takes it: sections in brackets, "name = value" with case and
-// blanks of the name ignored, "#" and ";" at the start of a comment, a backslash at the end of a line that goes
-// on, "include" one level deep. Any thread. What gives a value may throw std::bad_alloc.
+// blanks of the name ignored, "#" and ";" at the start of a comment, a backslash at the end of a line that
+// goes on, "include" one level deep. Any thread. What gives a value may throw std::bad_alloc.
 #pragma once
 
 #include <functional>

@@ -1,0 +1,21 @@
+// RemoteModule.h - the companion module that reads URLs, once for the process. It is loaded at the first need
+// and never released. Any thread.
+#pragma once
+
+#include "sources/RemoteFile.h"
+
+namespace vxcio {
+
+// Loads the module if that has not been done. False, with a line in the log, where it cannot be had; the next
+// call tries again.
+bool LoadRemoteModule() noexcept;
+
+// A new object of the module; null where it offers no such function, or memory lacks.
+CQLRHttpFile* CreateRemoteFile() noexcept;
+// Gives an object back to the module.
+void DeleteRemoteFile(CQLRHttpFile* file) noexcept;
+
+// For tests: the next need loads it anew.
+void ForgetRemoteModule() noexcept;
+
+} // namespace vxcio
