@@ -4,6 +4,7 @@
 #include "frame/Log.h"
 #include "frame/MD5Check.h"
 #include "frame/Status.h"
+#include "frame/TransferDefaults.h"
 #include "sources/RemoteModule.h"
 
 #include <algorithm>
