@@ -8,12 +8,12 @@ ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)"
 # shellcheck disable=SC2034 # the scripts that source this file use them
 {
     BUILD_PACKAGES=(g++ g++-multilib cmake ninja-build ccache libcli11-dev nlohmann-json3-dev libsimpleini-dev
-        pkg-config libfuse3-dev libavformat-dev)
-    RUN_PACKAGES=(ffmpeg fuse3)
+        pkg-config libfuse3-dev libavformat-dev libcurl4-openssl-dev)
+    RUN_PACKAGES=(ffmpeg fuse3 nginx-light)
     FTP_RUN_PACKAGES=(python3-pyftpdlib)
     TEST_PACKAGES=(clang clang-format python3 ffmpeg googletest libgtest-dev libgmock-dev libssl-dev openssl shellcheck e2fsprogs binutils fuse3
         pkg-config libgstreamer1.0-dev libavutil-dev libboost-dev
-        curl iproute2 nftables python3-pyftpdlib
+        curl iproute2 nftables python3-pyftpdlib nginx-light samba samba-common-bin smbclient
         libwrap0 libhiredis0.14 libmemcached11 libmemcachedutil2 libsodium23 libpcre2-posix3 libidn2-0)
     # Servers that cannot be installed beside each other, and would run for everybody if they were; their
     # libraries are among the packages for tests.
