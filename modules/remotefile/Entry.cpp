@@ -1,7 +1,6 @@
 // What the library looks up in the module.
+#include "Export.h"
 #include "HttpFile.h"
-
-#include "frame/Export.h"
 
 QLRREMOTEFILEU_EXPORT CQLRHttpFile* CreateQLRHttpFile() {
     return vxcio::MakeHttpFile();

@@ -91,8 +91,7 @@ HttpRequest HttpFile::RequestFor(uint64 from, std::optional<uint64> last) const 
     return request;
 }
 
-// ---- opening
-// ---------------------------------------------------------------------------------------------------
+// ---- opening ------------------------------------------------------------------------------------------
 
 int HttpFile::Open(const wchar_t* name) {
     try {
@@ -185,8 +184,7 @@ bool HttpFile::TakeSize(WaitLimit limit) {
     return true; // what has not come the reads ask for again
 }
 
-// ---- reading
-// ---------------------------------------------------------------------------------------------------
+// ---- reading ------------------------------------------------------------------------------------------
 
 int64 HttpFile::Seek(uint64 position) {
     constexpr uint64 kLargest = 0x7FFFFFFFFFFFFFFF;

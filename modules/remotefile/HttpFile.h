@@ -4,8 +4,8 @@
 //   what is read          where it comes from
 //   beginning of file     bytes that came with the open
 //   next, or soon after   the response that runs, read on
-//   anything else         a new request: small behind a jump, growing while reading goes on, at last the
-//   whole rest
+//   anything else         a new request: small behind a jump, growing while reading goes on,
+//                         at last for the whole rest
 #pragma once
 
 #include "HttpUrl.h"

@@ -257,8 +257,7 @@ bool Transfer::Begin(const HttpRequest& request, WaitLimit limit) {
     return m_hasHead;
 }
 
-// ---- what the server sends
-// -------------------------------------------------------------------------------------
+// ---- what the server sends ----------------------------------------------------------------------------
 
 std::size_t Transfer::OnHeader(char* line, std::size_t size, std::size_t count, void* self) noexcept {
     auto& transfer = *static_cast<Transfer*>(self);
@@ -362,8 +361,7 @@ void Transfer::Finish(int result) {
     }
 }
 
-// ---- what the reader wants
-// -------------------------------------------------------------------------------------
+// ---- what the reader wants ----------------------------------------------------------------------------
 
 bool Transfer::Step(WaitLimit limit) {
     if (!m_isAdded) {

@@ -1,5 +1,4 @@
-// Export.h - which names leave the two shared libraries, the plug-ins of the server and the companion
-// module, and how.
+// Export.h - which names leave the two shared libraries and the plug-ins of the server, and how.
 //
 // Everything is compiled with hidden visibility; what a caller may use carries one of these two marks.
 #pragma once
@@ -16,10 +15,8 @@
 #define VXCSOFTCODECSYSU_API __declspec(dllimport)
 #endif
 #define VXC32PLUG_EXPORT extern "C" __declspec(dllexport)
-#define QLRREMOTEFILEU_EXPORT extern "C" __declspec(dllexport)
 #else
 #define VXCSOFTCODECIO_API __attribute__((visibility("default")))
 #define VXCSOFTCODECSYSU_API __attribute__((visibility("default")))
 #define VXC32PLUG_EXPORT extern "C" __attribute__((visibility("default")))
-#define QLRREMOTEFILEU_EXPORT extern "C" __attribute__((visibility("default")))
 #endif

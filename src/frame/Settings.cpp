@@ -11,6 +11,7 @@ constexpr const wchar_t* kEthernetDisks = L"Software\\Norvex\\EthernetDiskInfo";
 constexpr const wchar_t* kDriveMap = L"Software\\Norvex\\DriveMap";
 constexpr const wchar_t* kDriveRemote = L"Software\\Norvex\\DriveRemote";
 constexpr const wchar_t* kShareMap = L"Software\\Norvex\\ShareMap";
+constexpr const wchar_t* kSpecialDrives = L"Software\\Norvex\\QLSpecialDrivers";
 
 constexpr KnownSetting kSettings[] = {
     {kSoftCodec, L"HandleTimeOut", L"0xFFFFFFFF",
@@ -45,6 +46,16 @@ constexpr KnownSetting kSettings[] = {
      L"a "
      L"folder of this machine, the folder is opened instead. Kept once it was read.",
      1},
+    {kSoftCodec, L"SambaConfiguration", L"/etc/samba/smb.conf",
+     L"Samba's configuration, which tells the names of this machine's shares and their folders.", 0},
+    {kSoftCodec, L"HttpTimeOut", L"60000",
+     L"How long an open or read of a URL waits for the server's next bytes, in milliseconds. Less than 1000 "
+     L"counts as not set.",
+     1},
+    {kSoftCodec, L"HttpCertificates", L"",
+     L"File of certificates (PEM) that are trusted for https besides those of the system.", 0},
+    {kSoftCodec, L"HttpProxy", L"",
+     L"Proxy for URLs, \"http://host:3128\". Without it servers are asked directly.", 0},
     {kEthernetDisks, L"DiskArray", L"",
      L"Beginning of the names of files on disks behind a network that must be written without unbuffered "
      L"transfer, for example \"D:\\\". At most 512 characters.",
@@ -62,6 +73,10 @@ constexpr KnownSetting kSettings[] = {
      L"The name is \"server\\share\" or \"server\", the value the folder that stands for it: \"nas\\media = "
      L"/mnt/nas\" makes \\\\nas\\media\\clip mean /mnt/nas/clip. Mounted shares need no line.",
      0},
+    {kSpecialDrives, nullptr, L"",
+     L"The name is a drive letter, the value a number. Not 0: files of the drive keep their local name where "
+     L"the names of shares are asked for.",
+     1},
 };
 
 } // namespace

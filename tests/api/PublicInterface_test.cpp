@@ -210,6 +210,13 @@ TEST(PublicInterfaceTest, OnlyPublicNamesLeaveTheLibraries) {
                                          "vxcio::UsableSpaces",
                                          "vxcio::HasPeer",
                                          "QLFileCopy",
+                                         "CQLRHttpFile",
+                                         "ConvertUNC2LocalPathName",
+                                         "vxcio::ApplyMediumPathRules",
+                                         "vxcio::UNC2Local",
+                                         "vxcio::Local2UNC",
+                                         "vxcio::VisitNetPaths",
+                                         "vxcio::VisitSpecialDrives",
                                          "vxcio::StretchHead"};
     for (const std::string& name : DefinedSymbols("libVXCSoftCodecIO.so")) {
         EXPECT_TRUE(IsPublic(name, io)) << name;

@@ -40,11 +40,17 @@ TEST(SettingsTest, EverySettingIsKnownWithItsDefault) {
         {L"Software\\Norvex\\SoftCodec\\WriteBlockSize", L"1048576"},
         {L"Software\\Norvex\\SoftCodec\\FtpTimeOut", L"60000"},
         {L"Software\\Norvex\\SoftCodec\\NotCall_UNC2LOCAL", L"1"},
+        {L"Software\\Norvex\\SoftCodec\\SambaConfiguration", L"/etc/samba/smb.conf"},
+        {L"Software\\Norvex\\SoftCodec\\HttpTimeOut", L"60000"},
+        {L"Software\\Norvex\\SoftCodec\\HttpCertificates", L""},
+        {L"Software\\Norvex\\SoftCodec\\HttpProxy", L""},
         {L"Software\\Norvex\\EthernetDiskInfo\\DiskArray", L""},
         {L"Software\\Norvex\\DriveMap\\*", L""},
         {L"Software\\Norvex\\DriveRemote\\*", L""},
         {L"Software\\Norvex\\ShareMap\\*", L""},
+        {L"Software\\Norvex\\QLSpecialDrivers\\*", L""},
     };
+    const std::set<std::wstring> texts = {L"SambaConfiguration", L"HttpCertificates", L"HttpProxy"};
     const auto table = Table();
     EXPECT_EQ(table.size(), expected.size());
     for (const auto& [key, defaultText] : expected) {
@@ -52,7 +58,10 @@ TEST(SettingsTest, EverySettingIsKnownWithItsDefault) {
         ASSERT_NE(found, table.end());
         EXPECT_EQ(found->second.defaultText, defaultText);
         EXPECT_GT(std::wstring(found->second.meaning).size(), 20u);
-        EXPECT_EQ(found->second.isNumber != 0, key.find(L"\\SoftCodec\\") != std::wstring::npos);
+        const bool isNumber =
+            (key.find(L"\\SoftCodec\\") != std::wstring::npos && texts.count(found->second.name) == 0) ||
+            key.find(L"\\QLSpecialDrivers\\") != std::wstring::npos;
+        EXPECT_EQ(found->second.isNumber != 0, isNumber);
     }
 }
 

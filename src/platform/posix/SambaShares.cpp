@@ -108,18 +108,16 @@ private:
 
     // A section that comes again goes on.
     void Select(std::string_view name) {
-        const std::string lower = Lowered(name);
-        const auto found = std::find_if(m_sections.begin(), m_sections.end(), [&](const Section& section) {
-            return Lowered(section.name) == lower;
-        });
-        m_current = static_cast<std::size_t>(found - m_sections.begin());
-        if (found == m_sections.end()) {
+        const auto [found, isNew] = m_places.try_emplace(Lowered(name), m_sections.size());
+        m_current = found->second;
+        if (isNew) {
             m_sections.push_back({std::string(name), {}});
         }
     }
 
     const ReadIncluded& m_read;
     std::vector<Section> m_sections;
+    std::map<std::string, std::size_t> m_places; // of sections, by their name in lower case
     std::size_t m_current = 0;
 };
 
