@@ -211,7 +211,7 @@ TEST_F(NetPathTableTest, ARecordIsReadInWholeUnits) {
 
 TEST_F(NetPathTableTest, AUnitWithOneZeroByteIsACharacter) {
     // U+0100 and U+3B00: a byte that looks like an end or a semicolon is half of a character.
-    EXPECT_EQ(FolderOf(L"Path=E:\\\u0100\u3B00\u003C\0\0"s), L"E:\\\u0100\u3B00\u003C");
+    EXPECT_EQ(FolderOf(L"Path=E:\\\u0100\u3B00<\0\0"s), L"E:\\\u0100\u3B00<");
 }
 
 TEST_F(NetPathTableTest, CharactersOutsideTheFirstPlaneAreTwoUnits) {
