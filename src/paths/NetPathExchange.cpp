@@ -9,6 +9,7 @@
 #include "platform/Sockets.h"
 #include "text/Utf8.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -17,7 +18,6 @@ using namespace vxcio;
 namespace {
 
 constexpr uint16 kSocketVersion = 0x0202;
-constexpr auto kTold = static_cast<INFOTYPE>(4);
 constexpr const wchar_t* kLocal = L"Local";
 constexpr const wchar_t* kLocalMark = L"Local\\";
 constexpr const wchar_t* kNoAnswer = L"?";
@@ -178,7 +178,7 @@ CVXCString CQLNetPathExchange::UNC2Local(const wchar_t* path) noexcept {
         }
     }
     if (out.Compare(given) != 0) {
-        Log(kTold, L"U2L:(UNCPath:%s,LocalPath:%s", given.c_str(), out.c_str());
+        Log(INFOTYPE_PATH, L"U2L:(UNCPath:%s,LocalPath:%s", given.c_str(), out.c_str());
     }
     return out;
 }
@@ -267,7 +267,7 @@ int CQLNetPathExchange::Visit(NetPathVisitor visit, void* context) noexcept {
             }
         }
     } catch (const std::bad_alloc&) {
-        // what was told stays told
+        // the rest is left out
     }
     return calls;
 }
@@ -283,7 +283,7 @@ int CQLNetPathExchange::VisitSpecialDrives(SpecialDriveVisitor visit, void* cont
             }
         }
     } catch (const std::bad_alloc&) {
-        // what was told stays told
+        // the rest is left out
     }
     return calls;
 }

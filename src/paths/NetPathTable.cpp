@@ -8,7 +8,9 @@
 #include "text/Utf16.h"
 
 #include <algorithm>
+#include <bitset>
 #include <memory>
+#include <new>
 #include <utility>
 
 using namespace vxcio;
@@ -32,25 +34,45 @@ std::wstring ComputerRoot(int (*getName)(wchar_t*, int)) {
     return std::wstring(L"\\\\").append(name, static_cast<std::size_t>(std::max(length, 0)));
 }
 
-// The names of all shares of this machine. A name that memory lacks for ends the listing like a failure.
+// What a callback collects for a caller that it cannot throw to.
+template <class Item>
+struct Collected {
+    std::vector<Item> all;
+    bool isWhole = true;
+
+    template <class Make>
+    void Add(Make make) noexcept {
+        try {
+            all.push_back(make());
+        } catch (const std::bad_alloc&) {
+            isWhole = false;
+        }
+    }
+    std::vector<Item> Take() {
+        if (!isWhole) {
+            throw std::bad_alloc();
+        }
+        return std::move(all);
+    }
+};
+
+// The names of all shares of this machine, up to where the listing ends or fails.
 std::vector<std::wstring> OwnShares() {
-    struct Names {
-        std::vector<std::wstring> all;
-        bool isWhole = true;
-    } names;
     const NetworkNameTable& network = NetworkNames();
     const Opened shares(network.openShares(ComputerRoot(network.computerName).c_str()), network.closeShares);
-    const TakeRemoteName take = [](void* context, const wchar_t* name) {
-        auto& into = *static_cast<Names*>(context);
-        try {
-            into.all.emplace_back(name);
-        } catch (const std::bad_alloc&) {
-            into.isWhole = false;
-        }
-    };
-    while (shares && names.isWhole && network.nextShares(shares.get(), take, &names) == 0) {
+    if (!shares) {
+        return {};
     }
-    return std::move(names.all);
+    const TakeRemoteName take = [](void* context, const wchar_t* name) {
+        static_cast<Collected<std::wstring>*>(context)->Add([&] { return std::wstring(name); });
+    };
+    Collected<std::wstring> names;
+    for (std::size_t known = 0;; known = names.all.size()) {
+        if (network.nextShares(shares.get(), take, &names) != 0) {
+            names.all.resize(known); // what a call that failed has given does not count
+            return names.Take();
+        }
+    }
 }
 
 // The folder in the record of a share; nothing where the record tells none.
@@ -82,28 +104,37 @@ NetPathRecord RecordOf(const std::wstring& remoteName, std::wstring local) {
     return {remoteName, {}, std::move(local)};
 }
 
-void AddDrives(std::vector<NetPathRecord>& table) {
-    for (wchar_t letter = L'C'; letter <= L'Z'; ++letter) {
-        const std::wstring drive{letter, L':'};
+std::wstring DriveOf(std::size_t index) {
+    return {static_cast<wchar_t>(L'C' + static_cast<int>(index)), L':'};
+}
+
+// The drives that lead nowhere, by the numbers of their letters from C on.
+using UnconnectedDrives = std::bitset<L'Z' - L'C' + 1>;
+
+UnconnectedDrives AddDrives(std::vector<NetPathRecord>& table) {
+    UnconnectedDrives unconnected;
+    for (std::size_t i = 0; i < unconnected.size(); ++i) {
+        const std::wstring drive = DriveOf(i);
         wchar_t remoteName[kRemoteNameCharacters] = {};
         if (NetworkNames().driveConnection(drive.c_str(), remoteName, kRemoteNameCharacters) <= 0) {
-            LogMessage(L"Local disk [%s] WNetGetConnection Failure!", drive.c_str());
+            unconnected.set(i);
             continue;
         }
         table.push_back(RecordOf(remoteName, drive));
     }
+    return unconnected;
 }
 
 void AddMounts(std::vector<NetPathRecord>& table) {
+    Collected<NetPathRecord> mounts;
     NetworkNames().mountedShares(
         [](void* context, const wchar_t* remoteName, const wchar_t* local) {
-            try {
-                static_cast<std::vector<NetPathRecord>*>(context)->push_back(RecordOf(remoteName, local));
-            } catch (const std::bad_alloc&) {
-                // the table is smaller
-            }
+            static_cast<Collected<NetPathRecord>*>(context)->Add([&] { return RecordOf(remoteName, local); });
         },
-        &table);
+        &mounts);
+    for (NetPathRecord& record : mounts.Take()) {
+        table.push_back(std::move(record));
+    }
 }
 
 } // namespace
@@ -135,17 +166,26 @@ void CQLNetPathExchange::BuildTable() {
     if (m_bInitialized.load(std::memory_order_acquire) != 0) {
         return;
     }
-    const std::lock_guard lock(m_BuildMutex);
-    if (m_bInitialized.load(std::memory_order_relaxed) != 0) {
-        return;
+    UnconnectedDrives unconnected;
+    {
+        const std::lock_guard lock(m_BuildMutex);
+        if (m_bInitialized.load(std::memory_order_relaxed) != 0) {
+            return;
+        }
+        std::vector<NetPathRecord> table;
+        AddOwnShares(table);
+        unconnected = AddDrives(table);
+        AddMounts(table);
+        ReadSpecialDrives();
+        m_PathTable = std::move(table);
+        m_bInitialized.store(1, std::memory_order_release);
     }
-    std::vector<NetPathRecord> table;
-    AddOwnShares(table);
-    AddDrives(table);
-    AddMounts(table);
-    ReadSpecialDrives();
-    m_PathTable = std::move(table);
-    m_bInitialized.store(1, std::memory_order_release);
+    // Without the lock, as who reads the log may convert a name.
+    for (std::size_t i = 0; i < unconnected.size(); ++i) {
+        if (unconnected.test(i)) {
+            LogMessage(L"Local disk [%s] WNetGetConnection Failure!", DriveOf(i).c_str());
+        }
+    }
 }
 
 std::wstring CQLNetPathExchange::Workgroup() {

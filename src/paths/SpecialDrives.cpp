@@ -47,6 +47,7 @@ void ReadSpecialDrives() {
         void* values;
         ~Closer() { NetworkNames().closeSpecialDrives(values); }
     } const closer{values};
+    std::vector<std::wstring> found; // all or none, as a listing that memory lacked for is made again
     wchar_t name[kNameCharacters] = {};
     uint32 type = 0;
     uint32 number = 0;
@@ -56,10 +57,12 @@ void ReadSpecialDrives() {
         }
         std::wstring drive = SpecialDriveOf(name);
         if (!drive.empty()) {
-            const std::lock_guard lock(List().mutex);
-            List().drives.push_back(std::move(drive));
+            found.push_back(std::move(drive));
         }
     }
+    const std::lock_guard lock(List().mutex);
+    auto& drives = List().drives;
+    drives.insert(drives.end(), found.begin(), found.end());
 }
 
 std::vector<std::wstring> SpecialDrives() {

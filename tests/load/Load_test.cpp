@@ -110,7 +110,9 @@ TEST(LoadTest, TheLoaderAttachesOnceAndDetachesOnce) {
         keep(&counts);
         EXPECT_EQ(counts.attached, 1);
         EXPECT_EQ(counts.detached, 0);
+        EXPECT_STREQ(counts.order, "TM");
     }
     EXPECT_EQ(counts.attached, 1);
     EXPECT_EQ(counts.detached, 1);
+    EXPECT_STREQ(counts.order, "TMmt"); // the table of shares is there for as long as all else
 }

@@ -4,6 +4,7 @@
 #include "frame/AlignedBlock.h"
 #include "frame/InnerSoftDataIO.h"
 #include "frame/Status.h"
+#include "paths/MediumPathRules.h"
 #include "sources/FileSource.h"
 #include "support/Digests.h"
 #include "support/FaultPlan.h"
@@ -61,12 +62,21 @@ struct FileSourceInspector {
 
 namespace test {
 
+// The first open of a process reads the setting of the medium path rules and logs that. Afterwards all opens
+// log the same.
+inline void KnowMediumPathSetting() {
+    ApplyMediumPathRules(L"");
+}
+
 class FileSourceFixture : public ::testing::Test {
 protected:
     static constexpr uint32 kSize = 10000;
     static constexpr uint32 kSeed = 3;
 
-    FileSourceFixture() : content(Pattern(kSize, kSeed)) { folder.WritePattern("clip", kSize, kSeed); }
+    FileSourceFixture() : content(Pattern(kSize, kSeed)) {
+        KnowMediumPathSetting();
+        folder.WritePattern("clip", kSize, kSeed);
+    }
 
     std::wstring Clip() const { return folder.Wide("clip"); }
     uint32 Open(uint32 flags = 0) { return source.OpenFile(Clip().c_str(), flags, nullptr, 0); }

@@ -35,6 +35,7 @@ struct FileSourceTwoInspector {
     static const CQLSoftFileHandle* File(const CFileSource& source, int which) {
         return source.m_pFile[which].get();
     }
+    static std::wstring File2(const CFileSource& source) { return source.m_strFile[1].c_str(); }
     static TwoHandleReading* Reading(CFileSource& source) { return source.m_pTwoHandle.get(); }
     static uint32 ReadInto(CFileSource& source, AlignedBuffer& block, uint32 bytes) {
         return source.ReadTwoFilesInto(block, bytes);
@@ -79,6 +80,7 @@ protected:
     static constexpr uint32 kThreshold = 2000;
 
     TwoCopiesFixture() : content(Pattern(kSize, kSeed)) {
+        KnowMediumPathSetting();
         folder.WritePattern("copy1", kSize, kSeed);
         folder.WritePattern("copy2", kSize, kSeed);
     }
