@@ -1,7 +1,10 @@
 // The names of this machine's network, by the table as the library uses it.
 #include "platform/NetworkNames.h"
 
+#include "paths/NetPathExchange.h"
+#include "paths/SpecialDrives.h"
 #include "platform/posix/SambaFixture.h"
+#include "support/PlatformScope.h"
 #include "sysu/HostControl.h"
 #include "text/FoldCase.h"
 #include "text/Utf16.h"
@@ -87,14 +90,14 @@ std::wstring ShareOfDrive(const wchar_t* drive, int characters = 1024) {
 
 using Drive = std::tuple<std::wstring, uint32, uint32>;
 
-std::vector<Drive> SpecialDrives(int characters = 512) {
+std::vector<Drive> ListedDrives() {
     const Opened values(NetworkNames().openSpecialDrives(), NetworkNames().closeSpecialDrives);
     std::vector<Drive> drives;
     for (uint32 i = 0; values && i < 1000; ++i) {
         std::wstring name(512, L'\0');
         uint32 type = 77;
         uint32 number = 77;
-        if (NetworkNames().specialDrive(values.get(), i, name.data(), characters, &type, &number) != 0) {
+        if (NetworkNames().specialDrive(values.get(), i, name.data(), 512, &type, &number) != 0) {
             break;
         }
         drives.emplace_back(name.c_str(), type, type == kValueNumber ? number : 0);
@@ -307,23 +310,77 @@ TEST_F(NetworkNamesTest, SpecialDrivesAreTheValuesOfTheirSection) {
     m_settings.Set(kSpecialDrives, L"I", L"-1");
     m_settings.Set(kSpecialDrives, L"J", L"1 ;");
     m_settings.Set(L"Software\\Norvex\\QLSpecialDriversX", L"K", L"1");
-    EXPECT_THAT(SpecialDrives(), testing::UnorderedElementsAre(
-                                     Drive(L"D", kValueNumber, 1), Drive(L"E:", kValueNumber, 16),
-                                     Drive(L"F:\\", kValueNumber, 0), Drive(L"g", kValueString, 0),
-                                     Drive(L"H", kValueString, 0), Drive(L"I", kValueNumber, 0xFFFFFFFF),
-                                     Drive(L"J", kValueString, 0)));
+    EXPECT_THAT(ListedDrives(), testing::UnorderedElementsAre(
+                                    Drive(L"D", kValueNumber, 1), Drive(L"E:", kValueNumber, 16),
+                                    Drive(L"F:\\", kValueNumber, 0), Drive(L"g", kValueString, 0),
+                                    Drive(L"H", kValueString, 0), Drive(L"I", kValueNumber, 0xFFFFFFFF),
+                                    Drive(L"J", kValueString, 0)));
 }
 
 TEST_F(NetworkNamesTest, TheSectionOfSpecialDrivesMayBeWrittenInAnyCase) {
     m_settings.WriteRaw("[SOFTWARE\\Norvex\\qlspecialdrivers]\nD = 1\n");
-    EXPECT_THAT(SpecialDrives(), ElementsAre(Drive(L"D", kValueNumber, 1)));
+    EXPECT_THAT(ListedDrives(), ElementsAre(Drive(L"D", kValueNumber, 1)));
 }
 
 // One of them must not end the listing for those behind it.
 TEST_F(NetworkNamesTest, ALongNameAmongSpecialDrivesIsCut) {
     m_settings.Set(kSpecialDrives, std::wstring(600, L'A'), L"1");
     m_settings.Set(kSpecialDrives, L"D", L"1");
-    EXPECT_THAT(SpecialDrives(),
-                testing::UnorderedElementsAre(Drive(std::wstring(511, L'A'), kValueNumber, 1),
-                                              Drive(L"D", kValueNumber, 1)));
+    EXPECT_THAT(ListedDrives(), testing::UnorderedElementsAre(Drive(std::wstring(511, L'A'), kValueNumber, 1),
+                                                              Drive(L"D", kValueNumber, 1)));
+}
+
+// ---- what the table of shares is made of
+// ---------------------------------------------------------------------------
+
+TEST_F(NetworkNamesTest, TheTableOfSharesHasTheSharesAndTheDrivesOfThisMachine) {
+    Configure(
+        "netbios name = tower\n[media]\npath = /srv/media/\n[back\\slash]\npath = /b\n[long]\npath = /" +
+        std::string(5000, 'f') + "\n[" + std::string(5000, 'n') +
+        "]\npath = /n\n[m\xC3\xA9 \xFF]\npath = /srv/\xFF\n[root]\npath = /\n[semi]\npath = /a;b\n");
+    m_folder.Write("users/clips", "path=/home/eve/clips\n");
+    m_settings.Set(kDriveRemote, L"Y", L"\\\\10.0.0.5\\media");
+    m_settings.Set(kDriveRemote, L"D", L"\\\\host\\share");
+    m_settings.Set(kDriveRemote, L"B", L"\\\\host\\floppy"); // no letter that counts
+    const PlatformScope platform;
+    platform.Hosts().firstAddress = [](const char*, uint32*) { return false; }; // nobody is asked
+    CQLNetPathExchange exchange;
+    std::vector<std::wstring> rows;
+    exchange.Visit(
+        [](void* context, const NetPath& path) {
+            static_cast<std::vector<std::wstring>*>(context)->push_back(std::wstring(path.nameUNC) + L"|" +
+                                                                        path.ipUNC + L"|" + path.local);
+            return 1;
+        },
+        &rows);
+    ASSERT_GE(rows.size(), 7u); // mounted shares of this machine may follow
+    rows.resize(7);
+    EXPECT_THAT(rows, ElementsAre(L"\\\\TOWER\\media||\\srv\\media",
+                                  L"\\\\TOWER\\" + std::wstring(5000, L'n') + L"||\\n",
+                                  L"\\\\TOWER\\m\u00E9 \xDCFF||\\srv\\\xDCFF", L"\\\\TOWER\\root||",
+                                  L"\\\\TOWER\\clips||\\home\\eve\\clips", L"\\\\host\\share||D:",
+                                  L"|\\\\10.0.0.5\\media|Y:"));
+    EXPECT_STREQ(exchange.UNC2Local(L"\\\\tower\\CLIPS\\a\\b.mxf"), L"\\home\\eve\\clips\\a\\b.mxf");
+    EXPECT_STREQ(exchange.UNC2Local(L"\\\\HOST\\share\\a.mxf"), L"D:\\a.mxf");
+    EXPECT_STREQ(exchange.UNC2Local(L"\\\\tower\\semi\\a.mxf"), L"\\\\tower\\semi\\a.mxf");
+    EXPECT_STREQ(exchange.UNC2Local(L"\\\\tower\\root\\etc\\x"), L"\\etc\\x");
+}
+
+TEST_F(NetworkNamesTest, TheDrivesThatStayLocalAreThoseWithANumber) {
+    ForgetSpecialDrives();
+    m_settings.Set(kSpecialDrives, L"d", L"1");
+    m_settings.Set(kSpecialDrives, L"E:", L"0");
+    m_settings.Set(kSpecialDrives, L"F:\\", L"yes");
+    m_settings.Set(kSpecialDrives, std::wstring(600, L'A'), L"1");
+    m_settings.Set(kSpecialDrives, L"g:\\", L"0x2");
+    CQLNetPathExchange exchange;
+    std::vector<std::wstring> drives;
+    exchange.VisitSpecialDrives(
+        [](void* context, const wchar_t* drive) {
+            static_cast<std::vector<std::wstring>*>(context)->emplace_back(drive);
+            return 1;
+        },
+        &drives);
+    ForgetSpecialDrives();
+    EXPECT_THAT(drives, testing::UnorderedElementsAre(L"D:\\", L"G:\\"));
 }
