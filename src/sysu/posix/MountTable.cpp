@@ -176,10 +176,9 @@ std::vector<std::string> RemoteFolder(const std::vector<Mount>& mounts, std::str
 std::vector<ShareMount> MountedShares(const std::vector<Mount>& mounts) {
     std::vector<ShareMount> shares;
     for (auto mount = mounts.begin(); mount != mounts.end(); ++mount) {
-        const bool isHidden = std::any_of(mount + 1, mounts.end(),
-                                          [&](const Mount& later) { return later.point == mount->point; });
         std::vector<std::string> parts = RemoteParts(*mount);
-        if (!isHidden && IsShare(parts)) {
+        const auto isOverIt = [&](const Mount& later) { return later.point == mount->point; };
+        if (IsShare(parts) && std::none_of(mount + 1, mounts.end(), isOverIt)) {
             shares.push_back({std::move(parts), mount->point});
         }
     }

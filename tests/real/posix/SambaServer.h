@@ -47,7 +47,7 @@ public:
 private:
     bool StartAt(int port);
 
-    TempFolder m_folder;
+    TempFolder m_folder{TempFolder::Kind::Memory}; // short names: the server makes local sockets there
     std::string m_lack;
     int m_port = 0;
     std::unique_ptr<KeptServer> m_server;
