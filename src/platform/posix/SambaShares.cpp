@@ -38,9 +38,9 @@ bool IsOneOf(const std::string_view (&words)[count], std::string_view word) noex
     return std::find(std::begin(words), std::end(words), word) != std::end(words);
 }
 
-// Without the quotation marks that stand around it.
+// Without the quotation marks around it, where there are no others.
 std::string_view Unquoted(std::string_view value) noexcept {
-    const bool isQuoted = value.size() >= 2 && value.front() == '"' && value.back() == '"';
+    const bool isQuoted = value.size() >= 2 && value.front() == '"' && value.find('"', 1) == value.size() - 1;
     return isQuoted ? value.substr(1, value.size() - 2) : value;
 }
 

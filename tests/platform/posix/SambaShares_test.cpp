@@ -137,6 +137,7 @@ TEST(SambaSharesTest, QuotationMarksAroundAValueDoNotCount) {
     EXPECT_THAT(Shares("[media]\npath = \"/srv/my media\"\n"), ElementsAre("media=/srv/my media"));
     EXPECT_THAT(Shares("[media]\npath = /srv/\"my\"\n"), ElementsAre("media=/srv/\"my\""));
     EXPECT_THAT(Shares("[media]\npath = \"/srv\n"), IsEmpty());
+    EXPECT_THAT(Shares("[media]\npath = \"/srv\" \"/more\"\n"), IsEmpty());
     EXPECT_THAT(Shares("[media]\npath = \"\n[other]\npath = \"\"\n"), IsEmpty());
     EXPECT_EQ(Parse("workgroup = \"STUDIO\"\n").workgroup, "STUDIO");
 }
