@@ -67,6 +67,11 @@ constexpr LetterRange kLetters[] = {
 };
 // clang-format on
 
+// The micro sign and the final sigma: their capitals are those of the letters behind them in the table.
+constexpr bool IsVariant(std::uint16_t letter) noexcept {
+    return letter == 0x00B5 || letter == 0x03C2;
+}
+
 } // namespace
 
 wchar_t FoldUpper(wchar_t character) noexcept {
@@ -91,7 +96,8 @@ wchar_t FoldLower(wchar_t character) noexcept {
     const auto code = static_cast<std::int32_t>(character);
     for (const LetterRange& range : kLetters) {
         const std::int32_t lower = code - range.distance;
-        if (lower >= range.first && lower <= range.last && (lower - range.first) % range.step == 0) {
+        if (!IsVariant(range.first) && lower >= range.first && lower <= range.last &&
+            (lower - range.first) % range.step == 0) {
             return static_cast<wchar_t>(lower);
         }
     }

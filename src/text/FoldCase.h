@@ -8,7 +8,7 @@ namespace vxcio {
 wchar_t FoldUpper(wchar_t character) noexcept;
 
 // The lower-case form of a character that is the upper-case form of one, else the character itself. Of
-// several that have it, the first by number.
+// several letters with one capital, the plain one.
 wchar_t FoldLower(wchar_t character) noexcept;
 
 // A to Z and a to z only.

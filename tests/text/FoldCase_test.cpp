@@ -75,3 +75,61 @@ TEST(FoldCaseTest, FoldingTwiceIsFoldingOnce) {
         ASSERT_EQ(FoldUpper(once), once) << std::hex << code;
     }
 }
+
+// ---- lower case -----------------------------------------------------------------------------------------
+
+TEST(FoldCaseTest, LowerCaseFormsAgreeWithTheSystemsUnicodeTable) {
+    const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    ASSERT_NE(unicode, nullptr);
+    int letters = 0;
+    for (const Range& range : kCovered) {
+        for (int code = range.first; code <= range.last; ++code) {
+            const auto character = static_cast<wchar_t>(code);
+            const auto lower = static_cast<wchar_t>(towlower_l(static_cast<wint_t>(code), unicode));
+            const auto back = static_cast<wchar_t>(towupper_l(static_cast<wint_t>(lower), unicode));
+            // Only one-to-one forms count.
+            if (lower != character && back == character && IsCovered(static_cast<int>(lower))) {
+                EXPECT_EQ(FoldLower(character), lower) << std::hex << code;
+                ++letters;
+            }
+        }
+    }
+    freelocale(unicode);
+    EXPECT_GT(letters, 350);
+}
+
+TEST(FoldCaseTest, LowerCaseGoesBackToTheSameUpperCase) {
+    for (int code = 0; code <= 0x10FFFF; ++code) {
+        const auto character = static_cast<wchar_t>(code);
+        const wchar_t lower = FoldLower(character);
+        ASSERT_EQ(FoldUpper(lower), FoldUpper(character)) << std::hex << code;
+        ASSERT_EQ(FoldLower(lower), lower) << std::hex << code;
+        if (!IsCovered(code)) {
+            // The long and dotless letters and the like have forms elsewhere.
+            ASSERT_TRUE(lower == character || FoldUpper(lower) == character) << std::hex << code;
+        }
+    }
+}
+
+TEST(FoldCaseTest, LettersThatDifferOnlyInCaseHaveTheSameLowerCase) {
+    for (int code = 0; code < 0x10000; ++code) {
+        const auto character = static_cast<wchar_t>(code);
+        ASSERT_EQ(FoldLower(FoldUpper(character)), FoldLower(FoldUpper(FoldLower(character))))
+            << std::hex << code;
+    }
+}
+
+TEST(FoldCaseTest, OnlyAToZBecomeASmallOneOfThose) {
+    for (int code = 0; code <= 0x10FFFF; ++code) {
+        const wchar_t lower = FoldLower(static_cast<wchar_t>(code));
+        const bool isCapital = code >= 'A' && code <= 'Z';
+        ASSERT_EQ(lower < 0x80, code < 0x80) << std::hex << code;
+        ASSERT_EQ(code < 0x80 && lower != static_cast<wchar_t>(code), isCapital) << std::hex << code;
+    }
+    EXPECT_EQ(FoldLower(L'A'), L'a');
+    EXPECT_EQ(FoldLower(L'Z'), L'z');
+    EXPECT_EQ(FoldLower(L'@'), L'@');
+    EXPECT_EQ(FoldLower(L'['), L'[');
+    EXPECT_EQ(FoldLower(0xC4), static_cast<wchar_t>(0xE4));
+    EXPECT_EQ(FoldLower(static_cast<wchar_t>(-1)), static_cast<wchar_t>(-1));
+}

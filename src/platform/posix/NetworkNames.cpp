@@ -14,6 +14,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <unistd.h>
@@ -46,7 +47,7 @@ int GiveOut(std::wstring_view text, wchar_t* room, int characters) noexcept {
 // The name by which Windows would know this machine.
 std::wstring ComputerName(const SambaConfiguration& samba) {
     std::string name = samba.netbiosName;
-    if (name.empty()) {
+    if (name.empty() || name.find('%') != std::string::npos) { // which stands for the host name mostly
         char host[HOST_NAME_MAX + 1] = {};
         if (::gethostname(host, sizeof host - 1) == 0) {
             name = host;
@@ -66,9 +67,13 @@ int GiveComputerName(wchar_t* name, int characters) {
     }
 }
 
-// A name with a backslash would be two.
+// Whether a share can be told in a name and a record: a backslash would make two names of one, a zero ends a
+// text, and whoever reads the record takes a folder up to the first semicolon.
 bool HasWideForm(const SambaShare& share) noexcept {
-    return share.name.find('\\') == std::string::npos && share.path.find('\\') == std::string::npos;
+    constexpr std::string_view kNotInNames("\\\0", 2);
+    constexpr std::string_view kNotInFolders("\\;\0", 3);
+    return share.name.find_first_of(kNotInNames) == std::string::npos &&
+           share.path.find_first_of(kNotInFolders) == std::string::npos;
 }
 
 struct Shares {
@@ -149,8 +154,17 @@ void CloseShareRecords(void* records) {
     delete static_cast<SambaConfiguration*>(records);
 }
 
+// A name that does not fit is none: cut, it would be that of another folder.
 int DriveConnection(const wchar_t* drive, wchar_t* remoteName, int characters) {
-    return DriveShareName(drive[0], remoteName, characters);
+    try {
+        std::wstring name(static_cast<std::size_t>(std::max(characters, 0)) + 1, L'\0');
+        const int length = DriveShareName(drive[0], name.data(), static_cast<int>(name.size()));
+        return length < characters
+                   ? GiveOut({name.data(), static_cast<std::size_t>(length)}, remoteName, characters)
+                   : 0;
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
 }
 
 void MountedShares(TakeSharedFolder take, void* context) {
@@ -214,9 +228,6 @@ int GiveSpecialDrive(void* opened, uint32 index, wchar_t* name, int characters, 
         return kNoMoreItems;
     }
     const SpecialDrive& drive = drives[index];
-    if (drive.name.size() >= static_cast<std::size_t>(characters)) {
-        return kMoreData;
-    }
     GiveOut(drive.name, name, characters);
     *type = drive.isNumber ? kValueNumber : kValueString;
     *number = drive.number;

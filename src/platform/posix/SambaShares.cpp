@@ -1,7 +1,11 @@
 #include "platform/posix/SambaShares.h"
 
+#include "text/FoldCase.h"
+#include "text/Utf8.h"
+
 #include <algorithm>
 #include <map>
+#include <set>
 #include <utility>
 
 namespace vxcio {
@@ -9,7 +13,8 @@ namespace vxcio {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\v\f";
-constexpr std::string_view kNoShares[] = {"global", "homes", "printers", "print$"};
+constexpr std::string_view kGlobal[] = {"global", "globals"};
+constexpr std::string_view kNoShares[] = {"global", "globals", "homes", "printers", "print$"};
 constexpr std::string_view kNo[] = {"no", "false", "0", "off"};
 
 char Lower(char c) noexcept {
@@ -26,6 +31,17 @@ std::string_view Trimmed(std::string_view text) noexcept {
     const std::size_t first = std::min(text.find_first_not_of(kBlanks), text.size());
     text.remove_prefix(first);
     return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
+template <std::size_t count>
+bool IsOneOf(const std::string_view (&words)[count], std::string_view word) noexcept {
+    return std::find(std::begin(words), std::end(words), word) != std::end(words);
+}
+
+// Without the quotation marks around it, where there are no others.
+std::string_view Unquoted(std::string_view value) noexcept {
+    const bool isQuoted = value.size() >= 2 && value.front() == '"' && value.find('"', 1) == value.size() - 1;
+    return isQuoted ? value.substr(1, value.size() - 2) : value;
 }
 
 // Names of parameters are the same with blanks and without.
@@ -77,6 +93,7 @@ public:
         }
     }
     const std::vector<Section>& All() const { return m_sections; }
+    std::size_t SkippedLines() const { return m_skippedLines; }
 
 private:
     void ParseLine(std::string_view line, bool mayInclude) {
@@ -85,21 +102,25 @@ private:
         }
         if (line[0] == '[') {
             const std::size_t end = line.find(']');
-            if (end != std::string_view::npos) {
-                Select(Trimmed(line.substr(1, end - 1)));
-            }
+            const bool isWhole = end != std::string_view::npos;
+            m_skippedLines += isWhole ? 0 : 1;
+            // What stands below a broken heading must not get into the section above it.
+            Select(isWhole ? Trimmed(line.substr(1, end - 1)) : std::string_view());
             return;
         }
         const std::size_t equals = line.find('=');
         if (equals == std::string_view::npos) {
+            ++m_skippedLines;
             return;
         }
         std::string name = ParameterName(line.substr(0, equals));
-        const std::string value(Trimmed(line.substr(equals + 1)));
+        const std::string value(Unquoted(Trimmed(line.substr(equals + 1))));
         if (name == "include") {
-            const std::optional<std::string> text = mayInclude ? m_read(value) : std::nullopt;
-            if (text) {
-                Parse(*text, false);
+            if (mayInclude && m_includes < kMostIncludes) {
+                ++m_includes;
+                if (const std::optional<std::string> text = m_read(value)) {
+                    Parse(*text, false);
+                }
             }
             return;
         }
@@ -108,7 +129,11 @@ private:
 
     // A section that comes again goes on.
     void Select(std::string_view name) {
-        const auto [found, isNew] = m_places.try_emplace(Lowered(name), m_sections.size());
+        std::string key = Lowered(name);
+        if (IsOneOf(kGlobal, key)) {
+            key = kGlobal[0];
+        }
+        const auto [found, isNew] = m_places.try_emplace(std::move(key), m_sections.size());
         m_current = found->second;
         if (isNew) {
             m_sections.push_back({std::string(name), {}});
@@ -119,6 +144,8 @@ private:
     std::vector<Section> m_sections;
     std::map<std::string, std::size_t> m_places; // of sections, by their name in lower case
     std::size_t m_current = 0;
+    std::size_t m_skippedLines = 0;
+    int m_includes = 0;
 };
 
 std::string ValueOf(const Sections::Values& values, std::string_view name) {
@@ -126,12 +153,12 @@ std::string ValueOf(const Sections::Values& values, std::string_view name) {
     return found == values.end() ? std::string() : found->second;
 }
 
-bool IsOffered(const Sections::Section& section) {
-    const std::string name = Lowered(section.name);
-    const std::string available = Lowered(ValueOf(section.values, "available"));
-    return !name.empty() &&
-           std::find(std::begin(kNoShares), std::end(kNoShares), name) == std::end(kNoShares) &&
-           std::find(std::begin(kNo), std::end(kNo), available) == std::end(kNo);
+bool IsShareName(std::string_view name) {
+    return !name.empty() && !IsOneOf(kNoShares, Lowered(name));
+}
+
+bool IsAvailable(const Sections::Values& values) {
+    return !IsOneOf(kNo, Lowered(ValueOf(values, "available")));
 }
 
 // Only whole paths lead to the same folder everywhere; with "%" it depends on who asks.
@@ -145,12 +172,13 @@ SambaConfiguration ParseSamba(std::string_view text, const ReadIncluded& read) {
     Sections sections(read);
     sections.Parse(text, true);
     SambaConfiguration configuration;
+    configuration.skippedLines = sections.SkippedLines();
     for (const Sections::Section& section : sections.All()) {
-        if (Lowered(section.name) == "global") {
+        if (IsOneOf(kGlobal, Lowered(section.name))) {
             configuration.netbiosName = ValueOf(section.values, "netbiosname");
             configuration.workgroup = ValueOf(section.values, "workgroup");
             configuration.usershareFolder = ValueOf(section.values, "usersharepath");
-        } else if (IsOffered(section)) {
+        } else if (IsShareName(section.name) && IsAvailable(section.values)) {
             std::string path = ValueOf(section.values, "path");
             if (IsFolder(path)) {
                 configuration.shares.push_back({section.name, std::move(path)});
@@ -171,13 +199,31 @@ std::optional<SambaShare> ParseUserShare(const std::string& fileName, std::strin
             continue;
         }
         const std::string name = ParameterName(line.substr(0, equals));
+        const std::string_view value = Trimmed(line.substr(equals + 1));
         if (name == "path") {
-            share.path = Trimmed(line.substr(equals + 1));
-        } else if (name == "sharename" && !Trimmed(line.substr(equals + 1)).empty()) {
-            share.name = Trimmed(line.substr(equals + 1));
+            share.path = value;
+        } else if (name == "sharename" && !value.empty()) {
+            share.name = value;
         }
     }
-    return IsFolder(share.path) ? std::optional(std::move(share)) : std::nullopt;
+    return IsShareName(share.name) && IsFolder(share.path) ? std::optional(std::move(share)) : std::nullopt;
+}
+
+void AddUserShares(SambaConfiguration& configuration, std::vector<SambaShare> shares) {
+    const auto folded = [](const std::string& name) {
+        std::wstring wide = FromUtf8(name);
+        std::transform(wide.begin(), wide.end(), wide.begin(), FoldUpper);
+        return wide;
+    };
+    std::set<std::wstring> names;
+    for (const SambaShare& share : configuration.shares) {
+        names.insert(folded(share.name));
+    }
+    for (SambaShare& share : shares) {
+        if (names.insert(folded(share.name)).second) {
+            configuration.shares.push_back(std::move(share));
+        }
+    }
 }
 
 } // namespace vxcio

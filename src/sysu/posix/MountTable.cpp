@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <utility>
 
 namespace vxcio::sysu {
 
@@ -78,6 +79,24 @@ void AppendParts(std::vector<std::string>& parts, std::string_view path) {
     }
 }
 
+// What of the path lies behind the folder, with its slash; nothing where it does not lie in it.
+std::optional<std::string_view> PartBelow(std::string_view path, std::string_view folder) {
+    if (folder.ends_with('/')) {
+        folder.remove_suffix(1);
+    }
+    if (!path.starts_with(folder) || (path.size() > folder.size() && path[folder.size()] != '/')) {
+        return std::nullopt;
+    }
+    return path.substr(folder.size());
+}
+
+// Whether they make a name of a share.
+bool IsShare(const std::vector<std::string>& parts) {
+    return parts.size() >= 2 && std::none_of(parts.begin(), parts.end(), [](const std::string& part) {
+               return part.find('\\') != std::string::npos;
+           });
+}
+
 bool IsSameIgnoringCase(const std::string& left, const std::string& right) {
     const std::wstring a = FromUtf8(left);
     const std::wstring b = FromUtf8(right);
@@ -136,6 +155,34 @@ const Mount* FindShareMount(const std::vector<Mount>& mounts, const std::vector<
     }
     partsUsed = found == nullptr ? 0 : depth;
     return found;
+}
+
+std::vector<std::string> RemoteFolder(const std::vector<Mount>& mounts, std::string_view folder) {
+    const Mount* deepest = nullptr;
+    for (const Mount& mount : mounts) {
+        if (PartBelow(folder, mount.point) &&
+            (deepest == nullptr || mount.point.size() >= deepest->point.size())) {
+            deepest = &mount;
+        }
+    }
+    std::vector<std::string> parts = deepest == nullptr ? std::vector<std::string>() : RemoteParts(*deepest);
+    if (parts.size() < 2) {
+        return {}; // what is below would make a share of a server alone
+    }
+    AppendParts(parts, *PartBelow(folder, deepest->point));
+    return IsShare(parts) ? parts : std::vector<std::string>();
+}
+
+std::vector<ShareMount> MountedShares(const std::vector<Mount>& mounts) {
+    std::vector<ShareMount> shares;
+    for (auto mount = mounts.begin(); mount != mounts.end(); ++mount) {
+        std::vector<std::string> parts = RemoteParts(*mount);
+        const auto isOverIt = [&](const Mount& later) { return later.point == mount->point; };
+        if (IsShare(parts) && std::none_of(mount + 1, mounts.end(), isOverIt)) {
+            shares.push_back({std::move(parts), mount->point});
+        }
+    }
+    return shares;
 }
 
 } // namespace vxcio::sysu

@@ -36,4 +36,18 @@ std::vector<std::string> RemoteParts(const Mount& mount);
 const Mount* FindShareMount(const std::vector<Mount>& mounts, const std::vector<std::string>& parts,
                             std::size_t& partsUsed);
 
+// What of a share a folder of this system is, as parts: server, share, folders. The folder is a whole path
+// without links, which need not be there. Empty where it lies on no share, or where a part has a backslash,
+// which would make two of it.
+std::vector<std::string> RemoteFolder(const std::vector<Mount>& mounts, std::string_view folder);
+
+// A share and the folder where it is mounted.
+struct ShareMount {
+    std::vector<std::string> parts; // server, share, folders; without backslashes
+    std::string point;
+};
+
+// The mounted shares that can be seen, in the order of their mounts: the last of those on one folder.
+std::vector<ShareMount> MountedShares(const std::vector<Mount>& mounts);
+
 } // namespace vxcio::sysu

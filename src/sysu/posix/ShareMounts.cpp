@@ -7,7 +7,8 @@
 #include "text/Utf8.h"
 
 #include <algorithm>
-#include <string_view>
+#include <cstdlib>
+#include <memory>
 
 using namespace vxcio;
 using namespace vxcio::sysu;
@@ -24,41 +25,10 @@ std::wstring ShareName(const std::vector<std::string>& parts) {
     return name;
 }
 
-// What of the path lies behind the folder; null data where it does not lie in it.
-std::string_view PartBelow(std::string_view path, std::string_view folder) noexcept {
-    if (folder == "/") {
-        return path;
-    }
-    if (!path.starts_with(folder) || (path.size() > folder.size() && path[folder.size()] != '/')) {
-        return {};
-    }
-    return path.substr(folder.size());
-}
-
-// The share that is shown in a folder, with what of it the folder is; empty where it lies on none.
-std::vector<std::string> ShareOfFolder(const std::string& folder) {
-    const std::vector<Mount> mounts = ReadMountTable();
-    const Mount* deepest = nullptr;
-    for (const Mount& mount : mounts) {
-        const bool holds = PartBelow(folder, mount.point).data() != nullptr;
-        if (holds && (deepest == nullptr || mount.point.size() >= deepest->point.size())) {
-            deepest = &mount;
-        }
-    }
-    std::vector<std::string> parts = deepest == nullptr ? std::vector<std::string>() : RemoteParts(*deepest);
-    if (parts.size() < 2) {
-        return {};
-    }
-    std::string_view rest = PartBelow(folder, deepest->point);
-    while (!rest.empty()) {
-        rest.remove_prefix(1);
-        const std::string_view part = rest.substr(0, rest.find('/'));
-        rest.remove_prefix(part.size());
-        if (!part.empty()) {
-            parts.emplace_back(part);
-        }
-    }
-    return parts;
+// As the mount table has it, without links; as it stands where it is not there.
+std::string WithoutLinks(const std::string& folder) {
+    const std::unique_ptr<char, decltype(&std::free)> real(::realpath(folder.c_str(), nullptr), &std::free);
+    return real ? real.get() : folder;
 }
 
 std::wstring ShareOfDrive(wchar_t letter) {
@@ -76,7 +46,13 @@ std::wstring ShareOfDrive(wchar_t letter) {
     if (folder.error != 0) {
         return {};
     }
-    const std::vector<std::string> parts = ShareOfFolder(folder.path.substr(0, folder.rootLength));
+    const std::vector<Mount> mounts = ReadMountTable();
+    const std::string root = folder.path.substr(0, folder.rootLength);
+    std::vector<std::string> parts = RemoteFolder(mounts, root);
+    // Only now, as a share whose server is gone would make us wait.
+    if (parts.empty()) {
+        parts = RemoteFolder(mounts, WithoutLinks(root));
+    }
     return parts.empty() ? std::wstring() : ShareName(parts);
 }
 
@@ -99,15 +75,14 @@ int vxcio::DriveShareName(wchar_t letter, wchar_t* name, int characters) noexcep
 }
 
 int vxcio::VisitShareMounts(ShareMountVisitor visit, void* context) noexcept {
+    if (visit == nullptr) {
+        return 0;
+    }
     int calls = 0;
     try {
-        for (const Mount& mount : ReadMountTable()) {
-            const std::vector<std::string> parts = RemoteParts(mount);
-            if (parts.size() < 2) {
-                continue;
-            }
+        for (const ShareMount& mount : MountedShares(ReadMountTable())) {
             ++calls;
-            if (visit(context, ShareName(parts).c_str(), FromUtf8(mount.point).c_str()) == 0) {
+            if (visit(context, ShareName(mount.parts).c_str(), FromUtf8(mount.point).c_str()) == 0) {
                 break;
             }
         }

@@ -94,6 +94,12 @@ bool SaysThere(const std::string& host, int port, std::string_view greeting,
            said == greeting;
 }
 
+bool IsServedAt(const std::string& host, int port) {
+    const Descriptor socket;
+    const sockaddr_in address = AddressOf(host, port);
+    return ::connect(socket.Value(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
 std::string AddressForActive() {
     std::string address = AddressOfName();
     ifaddrs* found = nullptr;

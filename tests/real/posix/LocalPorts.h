@@ -14,6 +14,9 @@ int FreePort(int attempt);
 // Whether a server accepts a connection there and begins with these bytes within the limit.
 bool SaysThere(const std::string& host, int port, std::string_view greeting, std::chrono::milliseconds limit);
 
+// Whether a server accepts a connection there now.
+bool IsServedAt(const std::string& host, int port);
+
 // The address of this machine at which active transfers are served: that of its name, or of its first
 // interface. Empty where it has none but loopback.
 std::string AddressForActive();

@@ -80,6 +80,91 @@ TEST(MountTableTest, TheDeepestAndLastMountHoldsAShare) {
     EXPECT_EQ(PointOf({"nobody", "share"}, 0), "none");
 }
 
+// ---- what a folder is on its server ---------------------------------------------------------------------
+
+TEST(MountTableTest, AFolderOnAShareIsAFolderOfTheShare) {
+    const std::vector<Mount> mounts = ParseMountTable(kTable);
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/below"), (Parts{"server", "share"}));
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/below/a/b c"), (Parts{"server", "share", "a", "b c"}));
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/below//a/"), (Parts{"server", "share", "a"}));
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/deep/x"), (Parts{"server", "share", "clips", "new", "x"}));
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/bind/x"), (Parts{"server", "other", "sub", "x"}));
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/nfs"), (Parts{"filer", "export", "media"}));
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/with blank\\slash/x"), (Parts{"Server", "Share Two", "x"}));
+}
+
+TEST(MountTableTest, OtherFoldersAreOnNoServer) {
+    const std::vector<Mount> mounts = ParseMountTable(kTable);
+    for (const char* folder : {"/", "/mnt", "/mnt/belowx", "/mnt/belo", "mnt/below", "", "/proc/x",
+                               "/mnt/root", "/mnt/root/x" /* a server alone is no share */}) {
+        EXPECT_EQ(RemoteFolder(mounts, folder), Parts{}) << folder;
+    }
+    EXPECT_EQ(RemoteFolder({}, "/mnt/below"), Parts{});
+}
+
+TEST(MountTableTest, TheDeepestMountHoldsAFolderAndOfEqualOnesTheLast) {
+    const std::vector<Mount> mounts = {
+        {1, 0, 5, "/", "/mnt", "cifs", "//server/outer"},
+        {2, 0, 6, "/", "/mnt/in", "ext4", "/dev/vdb"},
+        {3, 0, 7, "/", "/mnt/twice", "cifs", "//server/first"},
+        {4, 0, 8, "/", "/mnt/twice", "smb3", "//server/second"},
+        {5, 0, 9, "/", "/mnt/gone", "cifs", "//server/under"},
+        {6, 0, 10, "/", "/mnt/gone", "tmpfs", "tmpfs"},
+    };
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/a"), (Parts{"server", "outer", "a"}));
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/in/a"), Parts{});
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/twice/a"), (Parts{"server", "second", "a"}));
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/gone/a"), Parts{});
+}
+
+TEST(MountTableTest, AShareAtTheRootHoldsEveryFolder) {
+    const std::vector<Mount> mounts = {{1, 0, 5, "/", "/", "nfs", "server:/export/root"}};
+    EXPECT_EQ(RemoteFolder(mounts, "/"), (Parts{"server", "export", "root"}));
+    EXPECT_EQ(RemoteFolder(mounts, "/srv/media"), (Parts{"server", "export", "root", "srv", "media"}));
+}
+
+// It would be read as two.
+TEST(MountTableTest, APartWithABackslashIsInNoNameOfAShare) {
+    const std::vector<Mount> mounts =
+        ParseMountTable("1 2 0:5 / /mnt/a rw - nfs filer:/ex\\134port/media rw\n"
+                        "3 2 0:6 / /mnt/b rw - nfs filer:/export/media rw\n");
+    ASSERT_EQ(mounts.size(), 2u);
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/a"), Parts{});
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/b/x\\y"), Parts{});
+    EXPECT_EQ(RemoteFolder(mounts, "/mnt/b/x"), (Parts{"filer", "export", "media", "x"}));
+    ASSERT_EQ(MountedShares(mounts).size(), 1u);
+    EXPECT_EQ(MountedShares(mounts)[0].point, "/mnt/b");
+}
+
+TEST(MountTableTest, MountedSharesComeInTheOrderOfTheirMounts) {
+    std::vector<std::string> points;
+    for (const ShareMount& share : MountedShares(ParseMountTable(kTable))) {
+        points.push_back(share.point);
+    }
+    EXPECT_EQ(points, (std::vector<std::string>{"/mnt/with blank\\slash", "/mnt/deep", "/mnt/bind",
+                                                "/mnt/nfs", "/mnt/six", "/mnt/below", "/mnt/above"}));
+    EXPECT_EQ(MountedShares(ParseMountTable(kTable))[1].parts, (Parts{"server", "share", "clips", "new"}));
+    EXPECT_TRUE(MountedShares({}).empty());
+}
+
+TEST(MountTableTest, OfTwoMountsOnOneFolderTheLastIsSeen) {
+    const std::vector<ShareMount> shares = MountedShares({{1, 0, 5, "/", "/mnt/a", "cifs", "//server/first"},
+                                                          {2, 0, 6, "/", "/mnt/b", "cifs", "//server/under"},
+                                                          {3, 0, 7, "/", "/mnt/a", "cifs", "//server/second"},
+                                                          {4, 0, 8, "/", "/mnt/b", "ext4", "/dev/vdb"}});
+    ASSERT_EQ(shares.size(), 1u);
+    EXPECT_EQ(shares[0].parts, (Parts{"server", "second"}));
+    EXPECT_EQ(shares[0].point, "/mnt/a");
+}
+
+TEST(MountTableTest, NamesOfSharesWithBlanksAndOtherLettersAndBytesPass) {
+    const std::vector<Mount> mounts =
+        ParseMountTable("1 2 0:5 / /mnt/a\\040b\\011c\\012d rw - cifs //s\xC3\xA9rver/m\xFF\\040x rw\n");
+    ASSERT_EQ(MountedShares(mounts).size(), 1u);
+    EXPECT_EQ(MountedShares(mounts)[0].point, "/mnt/a b\tc\nd");
+    EXPECT_EQ(MountedShares(mounts)[0].parts, (Parts{"s\xC3\xA9rver", "m\xFF x"}));
+}
+
 // Its root need not be among them: below a changed root it is a folder like any other.
 TEST(MountTableTest, TheTableOfThisProcessTellsOfTheFolderThatItIsReadFrom) {
     const std::vector<Mount> mounts = ReadMountTable();

@@ -112,7 +112,7 @@ TEST_F(NativeNameTest, UnmappedSharesAreNoNetworkPath) {
 
 TEST_F(NativeNameTest, OtherNamesStayAsTheyAre) {
     for (const wchar_t* name :
-         {L"/a\\b/../c", L"clip.mxf", L"D:", L"D:clip", L"1:\\clip", L"DD:\\clip", L"a D:\\b", L"\\clip",
+         {L"/a\\b/../c", L"clip.mxf", L"D:", L"D:clip", L"1:\\clip", L"DD:\\clip", L"a D:\\b", L"\\",
           L"\\\\server", L"\\\\server\\", L"\\\\\\share\\x", L"\\\\server\\..\\x", L"//server/share/x"}) {
         EXPECT_EQ(Map(name), ToUtf8(name));
         EXPECT_EQ(ToNativeName(name).rootLength, 0u);

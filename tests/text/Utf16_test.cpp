@@ -1,6 +1,7 @@
 // Wide text and the units of the wire.
-#include "bridge/StreamModel.h"
 #include "text/Utf16.h"
+
+#include "frame/Types.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +9,6 @@
 #include <vector>
 
 using namespace vxcio;
-using namespace vxcio::test;
 
 namespace {
 
@@ -40,6 +40,21 @@ std::wstring Loaded(const std::vector<uint16>& units) {
     std::wstring text(units.size() + 1, L'#');
     text.resize(LoadUtf16(bytes.data(), bytes.size(), text.data()));
     return text;
+}
+
+// The units of a text by division, as the standard has it.
+std::vector<uint16> ModelUnits(const std::wstring& text) {
+    std::vector<uint16> units;
+    for (const wchar_t character : text) {
+        const auto point = static_cast<uint32>(character);
+        if (point > 0xFFFF) {
+            units.push_back(static_cast<uint16>(0xD800 + (point - 0x10000) / 1024));
+            units.push_back(static_cast<uint16>(0xDC00 + (point - 0x10000) % 1024));
+        } else {
+            units.push_back(static_cast<uint16>(point));
+        }
+    }
+    return units;
 }
 
 // Characters of a width that only some systems have in one wchar_t.
@@ -116,6 +131,16 @@ TEST(Utf16Test, EveryCodePointPassesAsTheModelHasIt) {
     const std::vector<uint16> stored = Stored(text);
     EXPECT_TRUE(stored == ModelUnits(text));
     EXPECT_TRUE(Loaded(stored) == text);
+}
+
+TEST(Utf16Test, BytesAheadOfAZeroAreCountedByUnits) {
+    const uint8 bytes[] = {0x41, 0x00, 0x00, 0x42, 0x00, 0x00, 0x43};
+    EXPECT_EQ(BytesAheadOfZero(bytes, 7), 4u); // zeros of two units are none
+    EXPECT_EQ(BytesAheadOfZero(bytes, 4), 4u);
+    EXPECT_EQ(BytesAheadOfZero(bytes, 5), 4u); // a byte left over is the low one of a unit
+    EXPECT_EQ(BytesAheadOfZero(bytes + 4, 2), 0u);
+    EXPECT_EQ(BytesAheadOfZero(bytes + 6, 1), 1u);
+    EXPECT_EQ(BytesAheadOfZero(nullptr, 0), 0u);
 }
 
 TEST(Utf16Test, TextEndsAtTheFirstZeroUnit) {
