@@ -64,6 +64,8 @@ public:
     std::optional<uint64> size;
     // The count that a read tells, from what was asked and what was read.
     std::function<uint32(uint32 bytes, uint32 got)> told;
+    // What a read that did not fail gives, beside the count.
+    int readResult = 1;
     // Also logs what is noted.
     bool talks = false;
 
@@ -146,7 +148,7 @@ private:
             }
             m_position += count;
             *got = m_companion.told ? m_companion.told(bytes, count) : count;
-            return 1;
+            return m_companion.readResult;
         }
         void Close() override { m_companion.Ask("close"); }
 

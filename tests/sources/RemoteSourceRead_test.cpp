@@ -63,6 +63,14 @@ TEST_F(RemoteReadTest, AShortReadMovesByWhatCame) {
     EXPECT_THAT(Calls(), ElementsAre("seek 0", "read 10", "seek 3", "read 10"));
 }
 
+TEST_F(RemoteReadTest, OnlyTheCountOfAReadTells) {
+    for (const int result : {0, -1, 77}) {
+        companion.readResult = result;
+        source.Seek(20, 1);
+        EXPECT_EQ(Read(10), Bytes(20, 10)) << result;
+    }
+}
+
 TEST_F(RemoteReadTest, AFailedReadDoesNotHideLaterBytes) {
     for (const bool throws : {false, true}) {
         source.Seek(0, 1);
