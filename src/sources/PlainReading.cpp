@@ -15,10 +15,6 @@ namespace {
 
 constexpr uint32 kMemoryAlignment = 512;
 
-// So many pieces of nothing in a row mean that the caller jumped far beyond the file's end, or that a host
-// told too large a size; neither may read for years.
-constexpr int kEmptyPieces = 1024;
-
 void ShowLastError() {
     const ErrorText error = LastErrorText();
     VXCMSGW(kModuleName, error.text);
@@ -59,15 +55,15 @@ bool Plan(PlainShape shape, AlignedBuffer& bounce, uint64 pos, uint8* buffer, ui
 }
 
 // The bytes that a forward jump skipped.
-bool CatchUp(PlainFile& file, MD5Check& check, uint64 pos) {
+bool CatchUp(PlainFile& file, PlainShape shape, MD5Check& check, uint64 pos) {
     if (check.Position() >= pos) {
         return true;
     }
     if (!file.SeekTo(check.Position())) {
         return false;
     }
-    int empty = 0;
-    for (uint64 gap = pos - check.Position(); gap > 0 && empty < kEmptyPieces;) {
+    uint32 empty = 0;
+    for (uint64 gap = pos - check.Position(); gap > 0 && empty < shape.emptyPieces;) {
         const uint32 piece = static_cast<uint32>(std::min<uint64>(gap, check.BufferSize()));
         const uint32 got = file.ReadSome(check.Buffer(), piece);
         if (got < piece) {
@@ -86,7 +82,7 @@ uint32 ReadPlain(PlainFile& file, PlainShape shape, AlignedBuffer& bounce, MD5Ch
                  uint8* buffer, uint32 bytes) {
     PlainRequest request;
     if (!Plan(shape, bounce, pos, buffer, bytes, request) ||
-        (check != nullptr && !CatchUp(file, *check, request.pos)) || !file.SeekTo(request.pos)) {
+        (check != nullptr && !CatchUp(file, shape, *check, request.pos)) || !file.SeekTo(request.pos)) {
         return 0;
     }
     uint32 got = file.ReadSome(request.target, request.want);
@@ -130,8 +126,8 @@ bool FeedRest(PlainFile& file, PlainShape shape, MD5Check& check, uint64 size) {
         }
         check.SetPosition(std::min(start + s, size));
     }
-    int empty = 0;
-    for (uint64 rest = size - check.Position(); rest > 0 && empty < kEmptyPieces;) {
+    uint32 empty = 0;
+    for (uint64 rest = size - check.Position(); rest > 0 && empty < shape.emptyPieces;) {
         const uint32 part = static_cast<uint32>(std::min<uint64>(rest, whole));
         // The end of the file shortens the last read to what is there.
         const uint32 piece = shape.isUnbuffered ? static_cast<uint32>(RoundUp(part, s)) : part;

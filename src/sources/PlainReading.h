@@ -38,6 +38,9 @@ protected:
 struct PlainShape {
     bool isUnbuffered;
     uint32 sectorSize; // not 0
+    // So many pieces of nothing in a row end what is read for the digest alone: the caller jumped far beyond
+    // the file's end, or the size that was told is too large; neither may read for years.
+    uint32 emptyPieces = 1024;
 };
 
 // Buffers grow in whole MiB, so that a stream of like requests does not allocate: one, or always more than

@@ -1,16 +1,24 @@
 #include "sources/PullDataSource.h"
 
 #include "frame/Status.h"
-#include "frame/VXCString.h"
 #include "sources/FileSource.h"
 #include "sources/RemoteSource.h"
+#include "text/FoldCase.h"
 
 #include <new>
+#include <string_view>
 
 namespace {
 
-constexpr const wchar_t* kUrlPrefix = L"http";
-constexpr int kUrlPrefixLength = 4;
+// Compares in place: where memory lacks, a URL must not go to the local files.
+bool IsUrl(const wchar_t* name) {
+    for (const wchar_t letter : std::wstring_view(L"HTTP")) {
+        if (vxcio::AsciiUpper(*name++) != letter) { // at the end of the name too
+            return false;
+        }
+    }
+    return true;
+}
 
 // An object whose inner object could not be made is no object.
 template <class Kind>
@@ -24,7 +32,7 @@ std::unique_ptr<CSoftDataSource> Make() {
 
 // The source that serves a name; null where memory lacks.
 std::unique_ptr<CSoftDataSource> MakeSource(const wchar_t* fileName) {
-    if (CVXCString(fileName).Left(kUrlPrefixLength).Compare(kUrlPrefix) == 0) {
+    if (IsUrl(fileName)) {
         return Make<CRemoteSource>();
     }
     return Make<CFileSource>();

@@ -2,14 +2,16 @@
 
 #include "frame/Log.h"
 #include "frame/ModuleValues.h"
+#include "text/WideFormat.h"
 
+#include <iterator>
 #include <mutex>
 
 namespace vxcio {
 
 namespace {
 
-constexpr const wchar_t* kModuleFile = L"\\QLRRemoteFileU.dll";
+constexpr wchar_t kModuleFile[] = L"\\QLRRemoteFileU.dll";
 constexpr uint32 kAlteredSearchPath = 8;
 
 // Nobody sees the module without its functions.
@@ -18,17 +20,13 @@ constinit void* g_hRemoteFileModule = nullptr; // guarded by g_mutex, as the nex
 constinit CreateQLRHttpFileFunction g_pfnCreateQLRHttpFile = nullptr;
 constinit DeleteQLRHttpFileFunction g_pfnDeleteQLRHttpFile = nullptr;
 
-} // namespace
-
-bool LoadRemoteModule() noexcept {
+bool LoadOnce(const wchar_t* path) noexcept {
     const std::lock_guard lock(g_mutex);
     if (g_hRemoteFileModule != nullptr) {
         return true;
     }
-    const CVXCString path = CVXCString(Module().szModuleDirectory) + kModuleFile;
     void* const module = VXC_LoadModuleExW(path, 0, kAlteredSearchPath);
     if (module == nullptr) {
-        LogError(L"Can't laod dll[%s]", path.c_str());
         return false;
     }
     g_hRemoteFileModule = module;
@@ -39,13 +37,26 @@ bool LoadRemoteModule() noexcept {
     return true;
 }
 
+} // namespace
+
+bool LoadRemoteModule() noexcept {
+    // Always the whole path, also where memory lacks: a module of that name elsewhere must not come in.
+    wchar_t path[sizeof Module().szModuleDirectory / sizeof(wchar_t) + std::size(kModuleFile)];
+    FormatWide(path, std::size(path), L"%s%s", Module().szModuleDirectory, kModuleFile);
+    if (!LoadOnce(path)) {
+        LogError(L"Can't laod dll[%s]", static_cast<const wchar_t*>(path));
+        return false;
+    }
+    return true;
+}
+
 CQLRHttpFile* CreateRemoteFile() noexcept {
     CreateQLRHttpFileFunction create = nullptr;
     {
         const std::lock_guard lock(g_mutex);
         create = g_pfnCreateQLRHttpFile;
     }
-    return create == nullptr ? nullptr : create();
+    return create == nullptr ? nullptr : AskModule<CQLRHttpFile*>(nullptr, create);
 }
 
 void DeleteRemoteFile(CQLRHttpFile* file) noexcept {
@@ -54,9 +65,14 @@ void DeleteRemoteFile(CQLRHttpFile* file) noexcept {
         const std::lock_guard lock(g_mutex);
         release = g_pfnDeleteQLRHttpFile;
     }
-    if (release != nullptr) {
-        release(file);
+    if (release == nullptr) {
+        delete file;
+        return;
     }
+    AskModule(0, [&] {
+        release(file);
+        return 0;
+    });
 }
 
 void ForgetRemoteModule() noexcept {

@@ -6,13 +6,23 @@
 
 namespace vxcio {
 
+// Asks the module or an object of it. Nothing thrown comes out of the library: who throws has failed.
+template <class Result, class Question>
+Result AskModule(Result failure, Question question) noexcept {
+    try {
+        return question();
+    } catch (...) {
+        return failure;
+    }
+}
+
 // Loads the module if that has not been done. False, with a line in the log, where it cannot be had; the next
 // call tries again.
 bool LoadRemoteModule() noexcept;
 
 // A new object of the module; null where it offers no such function, or memory lacks.
 CQLRHttpFile* CreateRemoteFile() noexcept;
-// Gives an object back to the module.
+// Gives an object back to the module; one that does not take it back has it destroyed.
 void DeleteRemoteFile(CQLRHttpFile* file) noexcept;
 
 // For tests: the next need loads it anew.

@@ -14,16 +14,24 @@ using namespace vxcio;
 
 namespace {
 
+// A piece of nothing may have cost the wait for a server that does not answer; the next would cost it again.
+constexpr uint32 kEmptyPieces = 1;
+
 // The object of the module as plain reading sees it.
 class ObjectReading final : public PlainFile {
 public:
     explicit ObjectReading(CQLRHttpFile& file) : m_file(file) {}
 
-    bool SeekTo(uint64 position) override { return m_file.Seek(position) >= 0; }
+    bool SeekTo(uint64 position) override {
+        return AskModule<int64>(-1, [&] { return m_file.Seek(position); }) >= 0;
+    }
     uint32 ReadSome(uint8* buffer, uint32 bytes) override {
-        uint32 got = 0;
-        m_file.Read(buffer, bytes, &got); // the count tells
-        return std::min(got, bytes);
+        const auto read = [&] {
+            uint32 got = 0;
+            m_file.Read(buffer, bytes, &got); // the count alone tells
+            return got;
+        };
+        return std::min(AskModule<uint32>(0, read), bytes);
     }
 
 private:
@@ -47,7 +55,7 @@ uint32 CRemoteSource::OpenFile(const wchar_t* fileName, uint32 flagsAndAttribute
     if (!LoadRemoteModule()) {
         return VXC_STATUS_OK;
     }
-    const CVXCString name(fileName);
+    const wchar_t* const name = fileName == nullptr ? L"" : fileName;
     _VXC_LARGE_INTEGER frequency = {};
     VXC_QueryPerformanceFrequency(&frequency);
     m_ReadRate.SetFrequency(static_cast<uint64>(frequency.QuadPart));
@@ -55,17 +63,30 @@ uint32 CRemoteSource::OpenFile(const wchar_t* fileName, uint32 flagsAndAttribute
     m_qwReadPos = 0;
     m_qwFilePos = 0;
     m_bPreRead = 0;
-    delete std::exchange(m_pRemoteFile, CreateRemoteFile());
-    LogTrace(L"CRemoteSource::OpenFile(%s) begin!", name.c_str());
-    if (m_pRemoteFile == nullptr || m_pRemoteFile->Open(name) == 0) {
-        LogError(L"CRemoteSource::OpenFile(%s) error!", name.c_str());
+    FreeRemoteFile();
+    m_pRemoteFile = CreateRemoteFile();
+    LogTrace(L"CRemoteSource::OpenFile(%s) begin!", name);
+    if (m_pRemoteFile == nullptr || AskModule(0, [&] { return m_pRemoteFile->Open(name); }) == 0) {
+        LogError(L"CRemoteSource::OpenFile(%s) error!", name);
         return VXC_STATUS_OPEN_READ;
     }
-    LogTrace(L"CRemoteSource::OpenFile(%s) end!", name.c_str());
+    LogTrace(L"CRemoteSource::OpenFile(%s) end!", name);
     m_dwFlags = flagsAndAttributes;
     m_strFile = name;
-    m_pInner->m_qwFileSize = m_pRemoteFile->GetSize();
+    m_pInner->m_qwFileSize = AskModule<uint64>(0, [&] { return m_pRemoteFile->GetSize(); });
     return VXC_STATUS_OK;
+}
+
+// Closes the object, if there is one, and frees it by its own destructor.
+void CRemoteSource::FreeRemoteFile() {
+    if (m_pRemoteFile == nullptr) {
+        return;
+    }
+    AskModule(0, [&] {
+        m_pRemoteFile->Close();
+        return 0;
+    });
+    delete std::exchange(m_pRemoteFile, nullptr);
 }
 
 void CRemoteSource::LogClose(int step) const {
@@ -84,8 +105,7 @@ uint32 CRemoteSource::CloseFile() {
     m_pReadAtBuffer.Reset();
     if (m_pRemoteFile != nullptr) {
         LogTrace(L"this->%x:CRemoteSource::Close(%s) -1", Low32(this), m_strFile.c_str());
-        m_pRemoteFile->Close();
-        delete std::exchange(m_pRemoteFile, nullptr);
+        FreeRemoteFile();
         LogTrace(L"this->%x:CRemoteSource::Close(%s) -2", Low32(this), m_strFile.c_str());
     }
     LogClose(2);
@@ -136,7 +156,7 @@ int64 CRemoteSource::Seek(int64 offset, uint32 origin) {
 }
 
 PlainShape CRemoteSource::Shape() const noexcept {
-    return {(m_dwFlags & VXC_FILE_FLAG_NO_BUFFERING) != 0, m_dwSectorSize};
+    return {(m_dwFlags & VXC_FILE_FLAG_NO_BUFFERING) != 0, m_dwSectorSize, kEmptyPieces};
 }
 
 uint32 CRemoteSource::ReadFileWithTwoHandle(uint8* buffer, uint32 bytes) {

@@ -3,7 +3,8 @@
 //
 // Made by CPullDataSource at open; one thread at a time drives it. There is no reading ahead and no second
 // copy. Nothing bounds a call of the module in time but the module itself. A failed open leaves its object in
-// place until CloseFile. Without a module a source opens with success and reads nothing.
+// place until CloseFile. Without a module a source opens with success and reads nothing. Opening again frees
+// the former object.
 #pragma once
 
 #include "frame/AlignedBlock.h"
@@ -26,7 +27,7 @@ public:
 
     int GetMD5_check(uint32 type, uint8*& digest, int& length) override;
 
-    // The second name and the last argument are ignored. An object that an earlier open left goes.
+    // The second name and the last argument are ignored.
     uint32 OpenFile(const wchar_t* fileName, uint32 flagsAndAttributes, const wchar_t* secondFileName,
                     uint64 extra) override;
     uint32 CloseFile() override;
@@ -51,6 +52,7 @@ private:
 
     uint32 ReadFileWithTwoHandle(uint8* buffer, uint32 bytes);
     vxcio::PlainShape Shape() const noexcept;
+    void FreeRemoteFile();
     void LogClose(int step) const;
 
     vxcio::SReadRate m_ReadRate;
