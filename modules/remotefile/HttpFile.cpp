@@ -68,11 +68,15 @@ WaitLimit HttpFile::LimitFor(uint64 bytes) const {
     return {HttpClock::now() + m_timeOut + std::chrono::milliseconds(bytes / kSlowestRate), m_timeOut};
 }
 
+// Another server is none of those who know the password.
+bool HttpFile::GivesUser() const {
+    return m_url.hasUser && OriginOf(m_address) == m_url.origin;
+}
+
 HttpRequest HttpFile::RequestFor(uint64 from, std::optional<uint64> last) const {
     HttpRequest request;
     request.address = m_address;
-    // Another server is none of those who know the password.
-    request.hasUser = m_url.hasUser && OriginOf(m_address) == m_url.origin;
+    request.hasUser = GivesUser();
     if (request.hasUser) {
         request.user = m_url.user;
         request.password = m_url.password;
@@ -132,7 +136,7 @@ bool HttpFile::TakeFirstAnswer(WaitLimit limit) {
         return true;
     }
     if (m_first.status != kPartial && m_first.status != kOk) {
-        return TellFailure(ReasonOfStatus(m_first.status, m_url.hasUser));
+        return TellFailure(ReasonOfStatus(m_first.status, GivesUser()));
     }
     if (m_first.isEncoded) {
         return TellFailure(kEncoded);
@@ -301,7 +305,7 @@ HttpFile::Outcome HttpFile::RefuseStatus(int status) {
         m_isChanged = true;
         return Give(Outcome::Hopeless, "the file has become smaller since it was opened");
     }
-    m_reason = ReasonOfStatus(status, m_url.hasUser);
+    m_reason = ReasonOfStatus(status, GivesUser());
     if (MayBeOldAddress(status) && m_address != m_url.address) {
         m_address = m_url.address;
         return Outcome::TryAgain;
@@ -325,7 +329,7 @@ HttpFile::Outcome HttpFile::CheckAnswer(uint64 position, WaitLimit& limit) {
     }
     if (isPartial) {
         if (!head.hasRange || head.rangeFirst != position || head.rangeLast >= m_size) {
-            return Give(Outcome::Hopeless, kOtherRange);
+            return Give(Outcome::TryAgain, kOtherRange);
         }
         m_address = head.address;
         m_hasRanges = true;

@@ -50,6 +50,7 @@ private:
     Outcome Give(Outcome outcome, std::string reason);
     void LeaveResponse();
     void DropResponse();
+    bool GivesUser() const;
     HttpRequest RequestFor(uint64 from, std::optional<uint64> last) const;
     uint64 LeftInResponse() const { return m_responseEnd - m_streamPos; }
     bool TellFailure(const std::string& reason) const;
