@@ -58,8 +58,12 @@ void HttpFile::Close() {
 }
 
 bool HttpFile::TellFailure(const std::string& reason) const {
-    LogHttpError(m_shown + ": " + reason);
+    LogHttpError((m_shown + ": " + reason).c_str());
     return false;
+}
+
+void HttpFile::TellTrace(const std::string& text) const {
+    LogHttpTrace((m_shown + ": " + text).c_str());
 }
 
 // What takes so many bytes may last as long as the server may be silent, and longer by the time of a very
@@ -153,7 +157,7 @@ bool HttpFile::TakeFirstAnswer(WaitLimit limit) {
     m_responseEnd = isPartial ? m_first.rangeLast + 1 : m_size;
     m_hasRanges = isPartial;
     if (!isPartial) {
-        LogHttpTrace(m_shown + ": the server gives no ranges; going back means to read from the start");
+        TellTrace("the server gives no ranges; going back means to read from the start");
     }
     m_beginning.resize(static_cast<std::size_t>(std::min(m_responseEnd, RangePlan::kFirst)));
     m_beginning.resize(m_transfer->Take(m_beginning.data(), m_beginning.size(), limit));
@@ -224,7 +228,7 @@ uint32 HttpFile::ReadBytes(uint8* buffer, uint32 bytes) {
             TellFailure(m_reason);
             break;
         }
-        LogHttpTrace(m_shown + ": " + m_reason + "; once more from there");
+        TellTrace(m_reason + "; once more from there");
         if (tries > 0) {
             std::this_thread::sleep_for(kPauses[tries - 1]);
         }
@@ -338,7 +342,7 @@ HttpFile::Outcome HttpFile::CheckAnswer(uint64 position, WaitLimit& limit) {
         return Outcome::Done;
     }
     if (m_hasRanges) {
-        LogHttpTrace(m_shown + ": the server gives no ranges any more; it sends the file from its start");
+        TellTrace("the server gives no ranges any more; it sends the file from its start");
     }
     m_hasRanges = false;
     m_address = head.address;

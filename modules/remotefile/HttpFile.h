@@ -54,6 +54,7 @@ private:
     HttpRequest RequestFor(uint64 from, std::optional<uint64> last) const;
     uint64 LeftInResponse() const { return m_responseEnd - m_streamPos; }
     bool TellFailure(const std::string& reason) const;
+    void TellTrace(const std::string& text) const;
     WaitLimit LimitFor(uint64 bytes) const;
 
     HttpUrl m_url;
