@@ -62,7 +62,8 @@ void OddFile::Answer(const OddRequest& request, OddReply& reply) const {
     reply.Send(Head(206, length,
                     "Content-Range: bytes " + std::to_string(range->first) + "-" + std::to_string(last) +
                         "/" + std::to_string(bytes.size()) + "\r\n"));
-    reply.Send(std::string_view(bytes).substr(range->first, length));
+    reply.Send(std::string_view(bytes).substr(static_cast<std::size_t>(range->first),
+                                              static_cast<std::size_t>(length)));
 }
 
 } // namespace vxcio::test
