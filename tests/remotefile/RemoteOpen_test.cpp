@@ -1,6 +1,8 @@
 // What an open asks for, and what it makes of the answers.
 #include "remotefile/RemoteFixture.h"
 
+#include <cstdlib>
+
 using namespace vxcio::test;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
