@@ -21,7 +21,7 @@ ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)"
     FUZZ_PACKAGES=(clang libclang-rt-14-dev)
     BENCH_PACKAGES=(pkg-config python3 libbenchmark-dev libssl-dev libavformat-dev libavutil-dev
         libgstreamer1.0-dev libboost-dev libprotobuf-dev protobuf-compiler libcereal-dev fio
-        curl lftp libwrap0 python3-pyftpdlib)
+        curl lftp libwrap0 python3-pyftpdlib nginx-light)
 }
 
 die() {

@@ -9,6 +9,7 @@
 #pragma once
 
 #include "HttpUrl.h"
+#include "RangePlan.h"
 #include "Transfer.h"
 #include "sources/RemoteFile.h"
 
@@ -35,41 +36,43 @@ private:
 
     // These may throw std::bad_alloc.
     bool OpenUrl(const std::wstring& name);
-    bool OpenFirst(WaitLimit limit);
-    bool TakeSize(WaitLimit limit);
+    bool TakeFirstAnswer(WaitLimit limit);
     uint32 ReadBytes(uint8* buffer, uint32 bytes);
     uint32 TakeBeginning(uint8* buffer, uint32 bytes);
-    Outcome ReadSome(uint8* buffer, uint32 bytes, WaitLimit limit, uint32& got);
-    Outcome GoTo(uint64 position, uint32 wanted, WaitLimit limit);
-    Outcome Ask(uint64 position, uint32 wanted, WaitLimit limit);
-    Outcome CheckAnswer(uint64 position);
+    Outcome ReadSome(uint8* buffer, uint32 bytes, WaitLimit& limit, uint32& got);
+    // Both may make the limit later, by the time of what must be read before.
+    Outcome GoTo(uint64 position, uint32 wanted, WaitLimit& limit);
+    Outcome SkipTo(uint64 position, WaitLimit& limit);
+    Outcome Ask(uint64 position, uint32 wanted, WaitLimit& limit);
+    Outcome CheckAnswer(uint64 position, WaitLimit& limit);
+    Outcome RefuseStatus(int status);
+    Outcome EndBroken();
+    Outcome Give(Outcome outcome, std::string reason);
+    void LeaveResponse();
+    void DropResponse();
+    bool GivesUser() const;
     HttpRequest RequestFor(uint64 from, std::optional<uint64> last) const;
-    uint64 RangeLength(uint32 wanted) const;
     uint64 LeftInResponse() const { return m_responseEnd - m_streamPos; }
-    void EndResponse(WaitLimit limit);
-    void TellFailure(const std::string& reason);
+    bool TellFailure(const std::string& reason) const;
+    void TellTrace(const std::string& text) const;
     WaitLimit LimitFor(uint64 bytes) const;
 
     HttpUrl m_url;
     std::string m_shown; // the address without its password
-    std::string m_certificates;
-    std::string m_proxy;
     std::chrono::milliseconds m_timeOut{};
 
-    std::unique_ptr<Transfer> m_transfer;
-    std::string m_address; // where ranges are asked for: behind redirects
-    bool m_usesDigest = false;
+    std::unique_ptr<Transfer> m_transfer; // null: nothing is open
+    std::string m_address;                // where ranges are asked for: behind redirects
+    HttpHead m_first;                     // what the file was like at the open
     bool m_hasRanges = true;
     bool m_isChanged = false; // another file stands there now: there is nothing more to read
-    std::string m_tag;
-    std::string m_date;
+    std::string m_reason;     // of what failed last
+    RangePlan m_plan;
     uint64 m_size = 0;
     uint64 m_position = 0;          // of the next read
     std::vector<uint8> m_beginning; // of the file
     uint64 m_streamPos = 0;         // of the next byte of the response
     uint64 m_responseEnd = 0;       // behind its last byte
-    uint64 m_inARow = 0;            // bytes that were read without a jump
-    uint64 m_lastRange = 0;
 };
 
 } // namespace vxcio

@@ -13,17 +13,17 @@ constexpr uint32 kDefaultTimeOut = 60000; // milliseconds
 constexpr uint32 kLeastTimeOut = 1000;
 constexpr int kTextCharacters = 4096;
 
-void LogLine(INFOTYPE level, const std::string& text) noexcept {
-    VXC_OutputW(kModule, level, L"%S", text.c_str());
+void LogLine(INFOTYPE level, const char* text) noexcept {
+    VXC_OutputW(kModule, level, L"%S", text);
 }
 
 } // namespace
 
-void LogHttpError(const std::string& text) noexcept {
+void LogHttpError(const char* text) noexcept {
     LogLine(INFOTYPE_ERROR, text);
 }
 
-void LogHttpTrace(const std::string& text) noexcept {
+void LogHttpTrace(const char* text) noexcept {
     LogLine(INFOTYPE_TRACE, text);
 }
 

@@ -8,9 +8,9 @@
 
 namespace vxcio {
 
-// One line under the module's own name; an error, or a trace.
-void LogHttpError(const std::string& text) noexcept;
-void LogHttpTrace(const std::string& text) noexcept;
+// One line under the module's own name; an error, or a trace. UTF-8; they need no memory of their own.
+void LogHttpError(const char* text) noexcept;
+void LogHttpTrace(const char* text) noexcept;
 
 // How long a server may be silent: "HttpTimeOut" in milliseconds; less than 1000 counts as not set.
 std::chrono::milliseconds HttpTimeOut() noexcept;

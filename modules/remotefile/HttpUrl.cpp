@@ -4,6 +4,7 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <memory>
 #include <new>
 
@@ -35,30 +36,51 @@ std::optional<std::string> Part(CURLU* handle, CURLUPart part, unsigned flags) {
     return std::string(text);
 }
 
+// Where the user or the host begins.
+std::size_t HostStart(std::string_view address) noexcept {
+    const std::size_t scheme = address.find("://");
+    return scheme == std::string_view::npos ? 0 : scheme + 3;
+}
+
 // Where the host ends and the path begins.
 std::size_t PathStart(std::string_view address) noexcept {
-    const std::size_t scheme = address.find("://");
-    const std::size_t host = scheme == std::string_view::npos ? 0 : scheme + 3;
-    return std::min(address.find_first_of("/?#", host), address.size());
+    return std::min(address.find_first_of("/?#", HostStart(address)), address.size());
 }
 
-bool MustBeEncoded(unsigned char c) noexcept {
-    return c <= 0x20 || c >= 0x7F ||
-           std::string_view("\"<>\\^`{|}").find(static_cast<char>(c)) != std::string_view::npos;
+bool IsHexDigit(char c) noexcept {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
-std::string Encoded(std::string_view address) {
+bool MustBeEncoded(std::string_view text, std::size_t index) noexcept {
+    const char c = text[index];
+    if (c == '%') {
+        return index + 2 >= text.size() || !IsHexDigit(text[index + 1]) || !IsHexDigit(text[index + 2]);
+    }
+    const auto byte = static_cast<unsigned char>(c);
+    return byte <= 0x20 || byte >= 0x7F || std::string_view("\"<>\\^`{|}").find(c) != std::string_view::npos;
+}
+
+void AppendEncoded(std::string& out, std::string_view text) {
     static constexpr char kDigits[] = "0123456789ABCDEF";
-    const std::size_t path = PathStart(address);
-    std::string out(address.substr(0, path));
-    for (const char c : address.substr(path, address.find('#', path) - path)) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (MustBeEncoded(byte)) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if (MustBeEncoded(text, i)) {
             out += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
         } else {
-            out += c;
+            out += text[i];
         }
     }
+}
+
+// Without its fragment. The host stays as it is.
+std::string Encoded(std::string_view address) {
+    const std::size_t path = PathStart(address);
+    const std::size_t at = address.substr(0, path).rfind('@');
+    const std::size_t host = at == std::string_view::npos ? 0 : at;
+    std::string out;
+    AppendEncoded(out, address.substr(0, host));
+    out += address.substr(host, path - host);
+    AppendEncoded(out, address.substr(path, address.find('#', path) - path));
     return out;
 }
 
@@ -110,8 +132,7 @@ std::string OriginOf(const std::string& address) {
 }
 
 std::string ShownAddress(std::string_view address) {
-    const std::size_t scheme = address.find("://");
-    const std::size_t host = scheme == std::string_view::npos ? 0 : scheme + 3;
+    const std::size_t host = HostStart(address);
     const std::size_t at = address.substr(0, PathStart(address)).rfind('@');
     if (at == std::string_view::npos || at < host) {
         return std::string(address);
@@ -121,6 +142,14 @@ std::string ShownAddress(std::string_view address) {
         return std::string(address);
     }
     return std::string(address.substr(0, colon)).append(":***").append(address.substr(at));
+}
+
+std::string ShownText(std::string_view text) {
+    const std::size_t host = HostStart(text);
+    const std::size_t at = text.rfind('@');
+    return at == std::string_view::npos || at < host
+               ? std::string(text)
+               : std::string(text.substr(0, host)).append("***").append(text.substr(at));
 }
 
 } // namespace vxcio

@@ -16,8 +16,8 @@ struct HttpUrl {
     bool hasUser = false;
 };
 
-// Blanks, controls and characters beyond ASCII behind the host are encoded; what is encoded stays. A fragment
-// goes. Nothing for what is no address of http or https.
+// Blanks, controls and characters beyond ASCII are encoded everywhere but in the host, and so is a "%" that
+// begins no escape; what is encoded stays. A fragment goes. Nothing for what is no address of http or https.
 std::optional<HttpUrl> ParseHttpUrl(std::wstring_view name);
 
 // Scheme, host and port of an address, the port also where it is the usual one; empty for what is none.
@@ -25,5 +25,7 @@ std::string OriginOf(const std::string& address);
 
 // The address as it may be shown: no password.
 std::string ShownAddress(std::string_view address);
+// The same for what is no address: whatever in it may be a user and a password goes.
+std::string ShownText(std::string_view text);
 
 } // namespace vxcio

@@ -1,101 +1,24 @@
 #include "Transfer.h"
 
+#include "HttpReasons.h"
+
 #include <curl/curl.h>
 
 #include <algorithm>
-#include <charconv>
 #include <climits>
+#include <cstdint>
 #include <cstring>
-#include <mutex>
 #include <new>
 
 namespace vxcio {
 
 namespace {
 
-constexpr long kBufferBytes = 512 * 1024;  // received at a time
-constexpr std::size_t kMostKept = 4 << 20; // bytes
+constexpr long kBufferBytes = 256 * 1024;            // received at a time
+constexpr std::size_t kMostKept = 1 << 20;           // bytes
+constexpr std::size_t kMostHeaderBytes = 256 * 1024; // of all answers to one request
 constexpr long kMostRedirects = 10;
-
-char Lower(char c) noexcept {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool StartsWithName(std::string_view line, std::string_view name) noexcept {
-    return line.size() > name.size() && line[name.size()] == ':' &&
-           std::equal(name.begin(), name.end(), line.begin(),
-                      [](char a, char b) { return Lower(a) == Lower(b); });
-}
-
-std::string_view Trimmed(std::string_view text) noexcept {
-    constexpr std::string_view kBlanks = " \t\r\n";
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
-
-// Takes a number off the text.
-std::optional<uint64> TakeNumber(std::string_view& text) noexcept {
-    uint64 number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc{}) {
-        return std::nullopt;
-    }
-    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-    return number;
-}
-
-bool TakeCharacter(std::string_view& text, char c) noexcept {
-    if (text.empty() || text[0] != c) {
-        return false;
-    }
-    text.remove_prefix(1);
-    return true;
-}
-
-bool IsHopelessCode(CURLcode code) noexcept {
-    switch (code) {
-    case CURLE_UNSUPPORTED_PROTOCOL:
-    case CURLE_URL_MALFORMAT:
-    case CURLE_TOO_MANY_REDIRECTS:
-    case CURLE_PEER_FAILED_VERIFICATION:
-    case CURLE_SSL_CACERT_BADFILE:
-    case CURLE_SSL_CERTPROBLEM:
-    case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_RESOLVE_PROXY:
-        return true;
-    default:
-        return false;
-    }
-}
-
-const char* KindOf(CURLcode code) noexcept {
-    switch (code) {
-    case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_RESOLVE_PROXY:
-        return "the host is not known";
-    case CURLE_COULDNT_CONNECT:
-        return "no connection to the host";
-    case CURLE_PEER_FAILED_VERIFICATION:
-    case CURLE_SSL_CACERT_BADFILE:
-        return "the certificate does not fit or is not trusted";
-    case CURLE_TOO_MANY_REDIRECTS:
-        return "the server redirects in a circle, or too often";
-    case CURLE_UNSUPPORTED_PROTOCOL:
-        return "the address, or a redirect, is of another kind than http and https";
-    case CURLE_OPERATION_TIMEDOUT:
-        return "the server does not answer in time";
-    case CURLE_PARTIAL_FILE:
-        return "the server closed before everything that it had said had come";
-    case CURLE_GOT_NOTHING:
-    case CURLE_RECV_ERROR:
-    case CURLE_SEND_ERROR:
-        return "the connection broke";
-    case CURLE_OUT_OF_MEMORY:
-        return "not enough memory";
-    default:
-        return "the transfer failed";
-    }
-}
+constexpr const char* kAgent = "QLRRemoteFileU";
 
 // Once for the process; never undone, as a thread may be in a transfer when the process ends.
 bool IsLibraryReady() {
@@ -103,51 +26,30 @@ bool IsLibraryReady() {
     return isReady;
 }
 
-} // namespace
+// Sets options until one of them fails.
+class Options {
+public:
+    explicit Options(CURL* easy) : m_easy(easy) {}
 
-bool ParseContentRange(std::string_view text, HttpHead& head) {
-    text = Trimmed(text);
-    constexpr std::string_view kUnit = "bytes";
-    if (text.size() <= kUnit.size() ||
-        !std::equal(kUnit.begin(), kUnit.end(), text.begin(), [](char a, char b) { return a == Lower(b); })) {
-        return false;
-    }
-    text.remove_prefix(kUnit.size());
-    text = Trimmed(text);
-    HttpHead found;
-    if (!TakeCharacter(text, '*')) {
-        const auto first = TakeNumber(text);
-        const bool hasDash = TakeCharacter(text, '-');
-        const auto last = TakeNumber(text);
-        if (!first || !hasDash || !last || *last < *first) {
-            return false;
-        }
-        found.hasRange = true;
-        found.rangeFirst = *first;
-        found.rangeLast = *last;
-    }
-    if (!TakeCharacter(text, '/')) {
-        return false;
-    }
-    if (!TakeCharacter(text, '*')) {
-        found.total = TakeNumber(text);
-        if (!found.total || (found.hasRange && found.rangeLast >= *found.total)) {
-            return false;
+    template <class Value>
+    void Set(CURLoption option, Value value) {
+        if (m_code == CURLE_OK) {
+            m_code = ::curl_easy_setopt(m_easy, option, value);
         }
     }
-    if (!text.empty()) {
-        return false;
-    }
-    head.hasRange = found.hasRange;
-    head.rangeFirst = found.rangeFirst;
-    head.rangeLast = found.rangeLast;
-    head.total = found.total;
-    return true;
-}
+    CURLcode Code() const { return m_code; }
+
+private:
+    CURL* m_easy;
+    CURLcode m_code = CURLE_OK;
+};
+
+} // namespace
 
 struct Transfer::Handles {
     CURLM* multi = nullptr;
     CURL* easy = nullptr;
+    curl_slist* headers = nullptr;
 
     ~Handles() {
         if (easy != nullptr) {
@@ -156,10 +58,11 @@ struct Transfer::Handles {
         if (multi != nullptr) {
             ::curl_multi_cleanup(multi);
         }
+        ::curl_slist_free_all(headers);
     }
 };
 
-std::unique_ptr<Transfer> Transfer::Make() {
+std::unique_ptr<Transfer> Transfer::Make(const TransferSettings& settings) {
     std::unique_ptr<Transfer> transfer(new (std::nothrow) Transfer);
     if (!transfer || !IsLibraryReady()) {
         return nullptr;
@@ -168,71 +71,87 @@ std::unique_ptr<Transfer> Transfer::Make() {
     if (!transfer->m_handles) {
         return nullptr;
     }
-    transfer->m_handles->multi = ::curl_multi_init();
-    transfer->m_handles->easy = ::curl_easy_init();
-    const bool isWhole = transfer->m_handles->multi != nullptr && transfer->m_handles->easy != nullptr;
-    return isWhole ? std::move(transfer) : nullptr;
+    Handles& handles = *transfer->m_handles;
+    handles.multi = ::curl_multi_init();
+    handles.easy = ::curl_easy_init();
+    handles.headers = ::curl_slist_append(nullptr, "Accept-Encoding: identity"); // bytes as the file has them
+    const bool isWhole = handles.multi != nullptr && handles.easy != nullptr && handles.headers != nullptr;
+    return isWhole && transfer->ConfigureAll(settings) ? std::move(transfer) : nullptr;
 }
 
 Transfer::~Transfer() {
     End();
 }
 
-void Transfer::End() {
+void Transfer::Remove() {
     if (m_isAdded) {
         ::curl_multi_remove_handle(m_handles->multi, m_handles->easy);
         m_isAdded = false;
     }
+}
+
+void Transfer::End() {
+    Remove();
     m_kept.clear();
     m_keptTaken = 0;
 }
 
+// What stays for all requests, so that the way in which a server wants the password is asked for once.
+bool Transfer::ConfigureAll(const TransferSettings& settings) {
+    Options options(m_handles->easy);
+    options.Set(CURLOPT_PROTOCOLS_STR, "http,https");
+    options.Set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    options.Set(CURLOPT_FOLLOWLOCATION, 1L);
+    options.Set(CURLOPT_MAXREDIRS, kMostRedirects);
+    // One response at a time is all there is.
+    options.Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    options.Set(CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
+    options.Set(CURLOPT_HTTPHEADER, m_handles->headers);
+    options.Set(CURLOPT_USERAGENT, kAgent);
+    options.Set(CURLOPT_BUFFERSIZE, kBufferBytes);
+    options.Set(CURLOPT_NOSIGNAL, 1L);
+    // A name server that does not answer holds up nobody beyond the time that is set.
+    options.Set(CURLOPT_QUICK_EXIT, 1L);
+    options.Set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
+    // Empty ones: none, whatever the environment says.
+    options.Set(CURLOPT_PROXY, settings.proxy.c_str());
+    options.Set(CURLOPT_NOPROXY, "");
+    options.Set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    if (!settings.certificates.empty()) {
+        options.Set(CURLOPT_CAINFO, settings.certificates.c_str());
+        // The system's are there once more, as a folder.
+        const curl_version_info_data* const info = ::curl_version_info(CURLVERSION_NOW);
+        if (info->capath != nullptr) {
+            options.Set(CURLOPT_CAPATH, info->capath);
+        }
+    }
+    options.Set(CURLOPT_ERRORBUFFER, static_cast<char*>(m_detail));
+    options.Set(CURLOPT_HEADERFUNCTION, &Transfer::OnHeader);
+    options.Set(CURLOPT_HEADERDATA, this);
+    options.Set(CURLOPT_WRITEFUNCTION, &Transfer::OnBody);
+    options.Set(CURLOPT_WRITEDATA, this);
+    return options.Code() == CURLE_OK;
+}
+
 bool Transfer::Configure(const HttpRequest& request, WaitLimit limit) {
-    CURL* const easy = m_handles->easy;
-    ::curl_easy_reset(easy); // connections stay: they belong to the other handle
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(limit.end - HttpClock::now());
-    const long connect =
-        static_cast<long>(std::clamp<std::int64_t>(std::min(left, limit.silence).count(), 1, LONG_MAX));
+    const auto connect = std::clamp<std::int64_t>(std::min(left, limit.silence).count(), 1, LONG_MAX);
     std::string range = std::to_string(request.from) + "-";
     if (request.last) {
         range += std::to_string(*request.last);
     }
-    CURLcode code = CURLE_OK;
-    const auto set = [&](CURLoption option, auto value) {
-        if (code == CURLE_OK) {
-            code = ::curl_easy_setopt(easy, option, value);
-        }
-    };
-    set(CURLOPT_URL, request.address.c_str());
-    set(CURLOPT_PROTOCOLS_STR, "http,https");
-    set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-    set(CURLOPT_FOLLOWLOCATION, 1L);
-    set(CURLOPT_MAXREDIRS, kMostRedirects);
-    set(CURLOPT_HTTP_VERSION,
-        static_cast<long>(CURL_HTTP_VERSION_1_1)); // one response at a time is all there is
-    set(CURLOPT_NOSIGNAL, 1L);
-    set(CURLOPT_BUFFERSIZE, kBufferBytes);
-    set(CURLOPT_CONNECTTIMEOUT_MS, connect);
-    set(CURLOPT_RANGE, range.c_str());
-    set(CURLOPT_ACCEPT_ENCODING, static_cast<const char*>(nullptr)); // bytes as they lie in the file
-    set(CURLOPT_USERAGENT, "QLRRemoteFileU");
-    set(CURLOPT_PROXY, request.proxy.c_str()); // an empty one: none, whatever the environment says
-    set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
-    if (!request.certificates.empty()) {
-        set(CURLOPT_CAINFO, request.certificates.c_str()); // the folder of the system's counts all the same
+    Options options(m_handles->easy);
+    options.Set(CURLOPT_URL, request.address.c_str());
+    options.Set(CURLOPT_RANGE, range.c_str());
+    options.Set(CURLOPT_USERNAME, request.hasUser ? request.user.c_str() : nullptr);
+    options.Set(CURLOPT_PASSWORD, request.hasUser ? request.password.c_str() : nullptr);
+    options.Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(connect));
+    if (options.Code() != CURLE_OK) {
+        Fail(options.Code());
+        return false;
     }
-    if (request.hasUser) {
-        set(CURLOPT_USERNAME, request.user.c_str());
-        set(CURLOPT_PASSWORD, request.password.c_str());
-        set(CURLOPT_HTTPAUTH, static_cast<long>(request.usesDigest ? CURLAUTH_DIGEST : CURLAUTH_BASIC));
-    }
-    set(CURLOPT_ERRORBUFFER, static_cast<char*>(m_detail));
-    set(CURLOPT_HEADERFUNCTION, &Transfer::OnHeader);
-    set(CURLOPT_HEADERDATA, this);
-    set(CURLOPT_WRITEFUNCTION, &Transfer::OnBody);
-    set(CURLOPT_WRITEDATA, this);
-    if (code != CURLE_OK || ::curl_multi_add_handle(m_handles->multi, easy) != CURLM_OK) {
-        m_reason = KindOf(code);
+    if (::curl_multi_add_handle(m_handles->multi, m_handles->easy) != CURLM_OK) {
+        Fail(CURLE_OUT_OF_MEMORY);
         return false;
     }
     m_isAdded = true;
@@ -241,8 +160,9 @@ bool Transfer::Configure(const HttpRequest& request, WaitLimit limit) {
 
 bool Transfer::Begin(const HttpRequest& request, WaitLimit limit) {
     End();
-    m_isPaused = m_hasHead = m_isHopeless = m_hasNoMemory = false;
+    m_isPaused = m_hasHead = m_isHopeless = m_isTimedOut = m_hasNoMemory = false;
     m_head = m_building = {};
+    m_headerBytes = 0;
     m_reason.clear();
     m_detail[0] = 0;
     m_to = nullptr;
@@ -261,29 +181,19 @@ bool Transfer::Begin(const HttpRequest& request, WaitLimit limit) {
 
 std::size_t Transfer::OnHeader(char* line, std::size_t size, std::size_t count, void* self) noexcept {
     auto& transfer = *static_cast<Transfer*>(self);
+    const std::size_t bytes = size * count;
+    transfer.m_received += bytes;
+    transfer.m_headerBytes += bytes;
+    if (transfer.m_headerBytes > kMostHeaderBytes) {
+        return 0;
+    }
     try {
-        transfer.TakeHeader({line, size * count});
+        TakeHeaderLine({line, bytes}, transfer.m_building);
     } catch (...) {
         transfer.m_hasNoMemory = true;
         return 0;
     }
-    return size * count;
-}
-
-void Transfer::TakeHeader(std::string_view line) {
-    m_received += line.size();
-    if (line.starts_with("HTTP/")) {
-        m_building = {}; // of the one before, which was not the last
-        return;
-    }
-    const std::string_view value = Trimmed(line.substr(std::min(line.find(':'), line.size() - 1) + 1));
-    if (StartsWithName(line, "Content-Range")) {
-        ParseContentRange(value, m_building);
-    } else if (StartsWithName(line, "ETag")) {
-        m_building.tag = value;
-    } else if (StartsWithName(line, "Last-Modified")) {
-        m_building.date = value;
-    }
+    return bytes;
 }
 
 std::size_t Transfer::OnBody(char* data, std::size_t size, std::size_t count, void* self) noexcept {
@@ -297,7 +207,7 @@ std::size_t Transfer::OnBody(char* data, std::size_t size, std::size_t count, vo
         return CURL_WRITEFUNC_PAUSE;
     } catch (...) {
         transfer.m_hasNoMemory = true;
-        return 0;
+        return bytes == 0 ? 1 : 0; // another number than that of the bytes ends the transfer
     }
 }
 
@@ -307,6 +217,9 @@ bool Transfer::TakeBody(const uint8* data, std::size_t bytes) {
     if (Kept() + bytes - now > kMostKept) {
         return false;
     }
+    if (!m_hasHead) {
+        NoteHead();
+    }
     if (now < bytes) {
         if (Kept() == 0) {
             m_kept.clear();
@@ -314,50 +227,47 @@ bool Transfer::TakeBody(const uint8* data, std::size_t bytes) {
         }
         m_kept.insert(m_kept.end(), data + now, data + bytes);
     }
-    if (now > 0) {
+    if (m_to != nullptr && now > 0) {
         std::memcpy(m_to, data, now);
         m_to += now;
-        m_room -= now;
     }
+    m_room -= now;
     m_received += bytes;
-    if (!m_hasHead) {
-        Finish(-1);
-    }
     return true;
 }
 
-// The header of the last response is whole: with the first byte of its body (-1) or with the end of the
-// transfer.
-void Transfer::Finish(int result) {
+// The header of the last response is whole: with the first byte of its body, or with the end of the transfer.
+void Transfer::NoteHead() {
     CURL* const easy = m_handles->easy;
     long status = 0;
-    long redirects = 0;
-    long ways = 0;
     curl_off_t length = -1;
     const char* address = nullptr;
     ::curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-    ::curl_easy_getinfo(easy, CURLINFO_REDIRECT_COUNT, &redirects);
-    ::curl_easy_getinfo(easy, CURLINFO_HTTPAUTH_AVAIL, &ways);
     ::curl_easy_getinfo(easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     ::curl_easy_getinfo(easy, CURLINFO_EFFECTIVE_URL, &address);
-    if (!m_hasHead && (result == -1 || result == CURLE_OK)) {
-        m_head = m_building;
-        m_head.status = static_cast<int>(status);
-        m_head.isRedirected = redirects > 0;
-        m_head.wantsDigest = (ways & static_cast<long>(CURLAUTH_DIGEST)) != 0;
-        m_head.address = address == nullptr ? "" : address;
-        if (length >= 0) {
-            m_head.length = static_cast<uint64>(length);
-        }
-        m_hasHead = true;
+    m_head = m_building;
+    m_head.status = static_cast<int>(status);
+    m_head.address = address == nullptr ? "" : address;
+    if (length >= 0) {
+        m_head.length = static_cast<uint64>(length);
     }
-    if (result > CURLE_OK) {
-        const auto code = m_hasNoMemory ? CURLE_OUT_OF_MEMORY : static_cast<CURLcode>(result);
-        m_isHopeless = IsHopelessCode(code);
-        m_reason = KindOf(code);
-        if (m_detail[0] != 0) {
-            m_reason += std::string(" (") + m_detail + ")";
-        }
+    m_hasHead = true;
+}
+
+void Transfer::Fail(int code) {
+    if (m_hasNoMemory) {
+        code = CURLE_OUT_OF_MEMORY;
+    }
+    m_isTimedOut = code == CURLE_OPERATION_TIMEDOUT;
+    m_isHopeless = IsHopelessCode(code);
+    if (!m_hasNoMemory && m_headerBytes > kMostHeaderBytes) {
+        m_isHopeless = true;
+        m_reason = "the header of the answer has no end";
+        return;
+    }
+    m_reason = ReasonOfCode(code, m_building.leadsElsewhere, m_hasNoMemory || m_hasHead);
+    if (m_detail[0] != 0) {
+        m_reason.append(" (").append(m_detail).append(")");
     }
 }
 
@@ -377,22 +287,28 @@ bool Transfer::Step(WaitLimit limit) {
     int left = 0;
     const CURLMsg* const message = ::curl_multi_info_read(m_handles->multi, &left);
     if (state != CURLM_OK || (message != nullptr && message->msg == CURLMSG_DONE)) {
-        Finish(state != CURLM_OK ? CURLE_OUT_OF_MEMORY : message->data.result);
-        ::curl_multi_remove_handle(m_handles->multi, m_handles->easy);
-        m_isAdded = false;
+        const int code = state != CURLM_OK ? CURLE_OUT_OF_MEMORY : message->data.result;
+        if (!m_hasHead && (code == CURLE_OK || code == CURLE_PARTIAL_FILE)) {
+            NoteHead();
+        }
+        if (code != CURLE_OK) {
+            Fail(code);
+        }
+        Remove();
         return m_received != before;
     }
     const auto now = HttpClock::now();
     if (m_received != before) {
         m_lastMove = now;
-        return true;
     }
     const auto end = std::min(limit.end, m_lastMove + limit.silence);
-    if (now >= end) {
-        Finish(CURLE_OPERATION_TIMEDOUT);
-        ::curl_multi_remove_handle(m_handles->multi, m_handles->easy);
-        m_isAdded = false;
+    if (now >= end) { // also where bytes come, but too few
+        Fail(CURLE_OPERATION_TIMEDOUT);
+        Remove();
         return false;
+    }
+    if (m_received != before) {
+        return true;
     }
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(end - now).count();
     ::curl_multi_poll(m_handles->multi, nullptr, 0, static_cast<int>(std::min<std::int64_t>(wait, INT_MAX)),
@@ -411,7 +327,7 @@ std::size_t Transfer::TakeKept(uint8* buffer, std::size_t bytes) {
 
 std::size_t Transfer::Take(uint8* buffer, std::size_t bytes, WaitLimit limit) {
     const std::size_t first = TakeKept(buffer, bytes);
-    m_to = buffer + first;
+    m_to = buffer == nullptr ? nullptr : buffer + first;
     m_room = bytes - first;
     m_lastMove = HttpClock::now(); // the reader's own pauses are not the server's
     while (m_room > 0 && Step(limit)) {
@@ -422,18 +338,11 @@ std::size_t Transfer::Take(uint8* buffer, std::size_t bytes, WaitLimit limit) {
     return got;
 }
 
-void Transfer::TakeEnd() {
-    const WaitLimit now = {HttpClock::now(), std::chrono::milliseconds(0)};
-    while (m_isAdded && Step(now)) {
-    }
-}
-
 uint64 Transfer::Skip(uint64 bytes, WaitLimit limit) {
-    std::vector<uint8> scratch(static_cast<std::size_t>(std::min<uint64>(bytes, kBufferBytes)));
     uint64 done = 0;
     while (done < bytes) {
-        const std::size_t piece = static_cast<std::size_t>(std::min<uint64>(bytes - done, scratch.size()));
-        const std::size_t got = Take(scratch.data(), piece, limit);
+        const auto piece = static_cast<std::size_t>(std::min<uint64>(bytes - done, SIZE_MAX / 2));
+        const std::size_t got = Take(nullptr, piece, limit);
         done += got;
         if (got < piece) {
             break;

@@ -1,0 +1,87 @@
+// http_avio get URL BLOCK    reads a remote file through libavformat, BLOCK bytes at a time
+// http_avio jump URL BLOCK   reads 64 KiB at each of 1,000 places; BLOCK does not count
+//
+// The peer of http_work, which see.
+#include "FtpContent.h"
+#include "HttpJumps.h"
+
+extern "C" {
+#include <libavformat/avio.h>
+#include <libavutil/log.h>
+}
+
+#include <chrono>
+#include <cstdlib>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+int Usage() {
+    std::fputs("usage: http_avio get|jump URL BLOCK\n", stderr);
+    return 2;
+}
+
+int Fail(const char* what) {
+    std::fprintf(stderr, "http_avio: %s failed\n", what);
+    return 1;
+}
+
+int Report(uint64 count, const char* what, Clock::time_point start) {
+    const std::chrono::duration<double, std::milli> time = Clock::now() - start;
+    std::printf("%llu %s %.3f ms\n", static_cast<unsigned long long>(count), what, time.count());
+    return 0;
+}
+
+int Get(const char* url, int block) {
+    std::vector<uint8> buffer(static_cast<std::size_t>(block));
+    const auto start = Clock::now();
+    AVIOContext* context = nullptr;
+    if (avio_open(&context, url, AVIO_FLAG_READ) < 0) {
+        return Fail("opening");
+    }
+    uint64 bytes = 0;
+    for (int got = 0; (got = avio_read(context, buffer.data(), block)) > 0;) {
+        if (!bench::IsContent(buffer.data(), static_cast<std::size_t>(got), bytes)) {
+            return Fail("the content");
+        }
+        bytes += static_cast<uint64>(got);
+    }
+    avio_closep(&context);
+    return Report(bytes, "bytes", start);
+}
+
+int Jump(const char* url) {
+    constexpr int kRead = static_cast<int>(bench::kReadAtJump);
+    std::vector<uint8> buffer(bench::kReadAtJump);
+    const auto start = Clock::now();
+    AVIOContext* context = nullptr;
+    if (avio_open(&context, url, AVIO_FLAG_READ) < 0) {
+        return Fail("opening");
+    }
+    bench::JumpPlaces places(static_cast<uint64>(avio_size(context)));
+    for (int i = 0; i < bench::kJumps; ++i) {
+        const uint64 place = places.Next();
+        if (avio_seek(context, static_cast<int64>(place), SEEK_SET) != static_cast<int64>(place) ||
+            avio_read(context, buffer.data(), kRead) != kRead ||
+            !bench::IsContent(buffer.data(), bench::kReadAtJump, place)) {
+            return Fail("reading");
+        }
+    }
+    avio_closep(&context);
+    return Report(bench::kJumps, "reads", start);
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    const std::string_view work = count == 4 ? arguments[1] : "";
+    const int block = count == 4 ? std::atoi(arguments[3]) : 0;
+    av_log_set_level(AV_LOG_QUIET);
+    if (work == "get" && block > 0) {
+        return Get(arguments[2], block);
+    }
+    return work == "jump" && block > 0 ? Jump(arguments[2]) : Usage();
+}

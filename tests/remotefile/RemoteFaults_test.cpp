@@ -1,0 +1,277 @@
+// Servers that break off, send other than they said, or have another file now.
+#include "remotefile/RemoteFixture.h"
+
+using namespace vxcio::test;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+namespace {
+
+class RemoteFaultsTest : public RemoteFixture {
+protected:
+    // The right head of the answer to a range, but for what a test changes in it.
+    std::string RangeHead(uint64 first, uint64 last, uint64 length, uint64 total = kSize) const {
+        return content.Head(206, length,
+                            "Content-Range: bytes " + std::to_string(first) + "-" + std::to_string(last) +
+                                "/" + std::to_string(total) + "\r\n");
+    }
+    // Opens, and has the answer to the first range behind that be this one.
+    void OpenThenAnswer(std::function<void(OddReply&)> answer) {
+        Serve([answer](const OddRequest& request, OddReply& reply) {
+            if (request.number != 1) {
+                return false;
+            }
+            answer(reply);
+            return true;
+        });
+        ASSERT_TRUE(Open());
+    }
+};
+
+} // namespace
+
+TEST_F(RemoteFaultsTest, AnAnswerThatBreaksOffIsGoneOnWith) {
+    OpenThenAnswer([this](OddReply& reply) {
+        reply.Send(RangeHead(1'000'000, 1'065'535, 65536));
+        reply.Send(Part(1'000'000, 1000));
+        reply.Close();
+    });
+    EXPECT_TRUE(IsPart(1'000'000, 5000));
+    EXPECT_EQ(server->Requests().size(), 3u);
+    EXPECT_EQ(server->Requests().back().Range()->first, 1'001'000u);
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR), IsEmpty());
+    EXPECT_TRUE(log.Contains(L"once more from there"));
+}
+
+TEST_F(RemoteFaultsTest, AResetIsGoneOnBehind) {
+    OpenThenAnswer([this](OddReply& reply) {
+        reply.Send(RangeHead(1'000'000, 1'065'535, 65536));
+        reply.Reset();
+    });
+    EXPECT_TRUE(IsPart(1'000'000, 5000));
+    EXPECT_EQ(server->Requests().back().Range()->first, 1'000'000u);
+}
+
+TEST_F(RemoteFaultsTest, AServerThatClosesAfterEachPieceIsReadAsLongAsSomethingComes) {
+    Serve([this](const OddRequest& request, OddReply& reply) {
+        const auto first = request.Range()->first;
+        if (first == 0) {
+            return false;
+        }
+        reply.Send(RangeHead(first, kSize - 1, kSize - first));
+        reply.Send(Part(first, 100'000));
+        reply.Close();
+        return true;
+    });
+    ASSERT_TRUE(Open());
+    EXPECT_EQ(Whole(1'000'000), content.bytes);
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR), IsEmpty());
+}
+
+TEST_F(RemoteFaultsTest, ThreeTriesWithoutAByteEndTheReadAndTheNextBeginsAnew) {
+    Serve([](const OddRequest& request, OddReply& reply) {
+        const bool isOdd = request.number >= 1 && request.number <= 3;
+        if (isOdd) {
+            reply.Send("HTTP/1.1 503 Busy\r\nContent-Length: 0\r\n\r\n");
+        }
+        return isOdd;
+    });
+    ASSERT_TRUE(Open());
+    EXPECT_EQ(ReadAt(60'000, 10'000), Part(60'000, 5536)); // what was kept
+    EXPECT_EQ(server->Requests().size(), 4u);
+    EXPECT_THAT(Error(), HasSubstr(L"answers 503"));
+    EXPECT_EQ(Read(100), Part(65536, 100));
+}
+
+TEST_F(RemoteFaultsTest, LessThanSaidIsAskedForAgain) {
+    OpenThenAnswer([this](OddReply& reply) {
+        reply.Send(RangeHead(1'000'000, 1'065'535, 500)); // a whole response, of another length
+        reply.Send(Part(1'000'000, 500));
+    });
+    EXPECT_TRUE(IsPart(1'000'000, 5000));
+    EXPECT_TRUE(log.Contains(L"sent less than it had said"));
+}
+
+TEST_F(RemoteFaultsTest, MoreThanSaidIsNoPartOfTheFile) {
+    OpenThenAnswer([this](OddReply& reply) {
+        reply.Send(RangeHead(1'000'000, 1'000'999, 5000));
+        reply.Send(Part(1'000'000, 1000) + std::string(4000, '#'));
+    });
+    EXPECT_TRUE(IsPart(1'000'000, 5000));
+    EXPECT_TRUE(IsPart(1'500'000, 5000));
+}
+
+TEST_F(RemoteFaultsTest, BytesBehindAResponseAreNoPartOfTheNext) {
+    OpenThenAnswer([this](OddReply& reply) {
+        reply.Send(RangeHead(1'000'000, 1'065'535, 65536));
+        reply.Send(Part(1'000'000, 65536) + "HTTP/1.1 206 Bad\r\nContent-Length: 5\r\n\r\nwrong");
+    });
+    EXPECT_TRUE(IsPart(1'000'000, 65536));
+    EXPECT_TRUE(IsPart(1'500'000, 5000));
+}
+
+TEST_F(RemoteFaultsTest, AnotherRangeIsNotTakenForTheOneThatWasAskedFor) {
+    OpenThenAnswer([this](OddReply& reply) {
+        reply.Send(RangeHead(1'000'001, 1'065'535, 65535));
+        reply.Send(Part(1'000'001, 65535));
+    });
+    EXPECT_TRUE(IsPart(1'000'000, 5000));
+    EXPECT_EQ(server->Requests().size(), 3u);
+    EXPECT_TRUE(log.Contains(L"another range"));
+}
+
+TEST_F(RemoteFaultsTest, OtherRangesAllTheTimeEndTheReadWithTheirReason) {
+    Serve([this](const OddRequest& request, OddReply& reply) {
+        const bool isOdd = request.number > 0;
+        if (isOdd) {
+            reply.Send(RangeHead(0, 9, 10));
+            reply.Send(Part(0, 10));
+        }
+        return isOdd;
+    });
+    ASSERT_TRUE(Open());
+    EXPECT_EQ(ReadAt(1'000'000, 5000), "");
+    EXPECT_EQ(server->Requests().size(), 4u);
+    EXPECT_THAT(Error(), HasSubstr(L"another range"));
+}
+
+TEST_F(RemoteFaultsTest, AnotherTotalIsAnotherFile) {
+    OpenThenAnswer([this](OddReply& reply) {
+        reply.Send(RangeHead(65536, 131'071, 65536, kSize + 1));
+        reply.Send(Part(65536, 65536));
+    });
+    EXPECT_EQ(ReadAt(60'000, 20'000), Part(60'000, 5536)); // what came before
+    EXPECT_THAT(Error(), HasSubstr(L"has changed"));
+    EXPECT_EQ(Read(10), "");
+    EXPECT_EQ(server->Requests().size(), 2u); // it is not asked again
+    remote->Close();
+    EXPECT_TRUE(Open());
+    EXPECT_TRUE(IsPart(1'000'000, 10));
+}
+
+TEST_F(RemoteFaultsTest, AFileThatHasBecomeShorterHasChanged) {
+    Serve();
+    ASSERT_TRUE(Open());
+    content.bytes.resize(70'000);
+    EXPECT_EQ(ReadAt(1'000'000, 10), "");
+    EXPECT_THAT(Error(), HasSubstr(L"smaller"));
+    EXPECT_EQ(ReadAt(66'000, 10), "");
+}
+
+TEST_F(RemoteFaultsTest, AnotherStrongTagIsAnotherFile) {
+    Serve();
+    ASSERT_TRUE(Open());
+    content.tag = "\"two\"";
+    EXPECT_EQ(ReadAt(1'000'000, 10), "");
+    EXPECT_THAT(Error(), HasSubstr(L"has changed"));
+}
+
+TEST_F(RemoteFaultsTest, AnotherDateIsAnotherFileAlsoWithoutRanges) {
+    content.givesRanges = false;
+    Serve();
+    ASSERT_TRUE(Open());
+    EXPECT_TRUE(IsPart(1'000'000, 10));
+    content.date = "Tue, 03 Jun 2025 10:00:01 GMT";
+    EXPECT_TRUE(IsPart(1'100'000, 10)); // the response of before
+    EXPECT_EQ(ReadAt(900'000, 10), "");
+    EXPECT_THAT(Error(), HasSubstr(L"has changed"));
+}
+
+TEST_F(RemoteFaultsTest, WeakTagsAndMissingOnesTellNothing) {
+    content.tag = "W/\"one\"";
+    Serve();
+    ASSERT_TRUE(Open());
+    content.tag = "W/\"two\"";
+    EXPECT_TRUE(IsPart(1'000'000, 10));
+    content.tag = "";
+    content.date = "";
+    EXPECT_TRUE(IsPart(2'000'000, 10));
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR), IsEmpty());
+}
+
+TEST_F(RemoteFaultsTest, ABreakInTheAnswerToTheOpenIsMendedByTheReads) {
+    Serve([this](const OddRequest& request, OddReply& reply) {
+        if (request.number != 0) {
+            return false;
+        }
+        reply.Send(RangeHead(0, 65535, 65536));
+        reply.Send(Part(0, 100));
+        reply.Close();
+        return true;
+    });
+    ASSERT_TRUE(Open());
+    EXPECT_TRUE(IsPart(0, 1000));
+    EXPECT_EQ(server->Requests().back().Range()->first, 100u);
+}
+
+// ---- stalls: the least that can be set is a second, and each of these takes it ---------------------------
+
+TEST_F(RemoteFaultsTest, AnOpenEndsWhereverTheServerStopsToSpeak) {
+    settings.Set(L"HttpTimeOut", L"1000");
+    for (const std::string& said :
+         {std::string(), std::string("HTTP/1.1 206 Par"), RangeHead(0, 65535, 65536) + Part(0, 1000)}) {
+        log.Clear();
+        Serve([&](const OddRequest&, OddReply& reply) {
+            reply.Send(said);
+            reply.Hang();
+            return true;
+        });
+        EXPECT_FALSE(Open());
+        EXPECT_THAT(Error(), HasSubstr(L"in time"));
+    }
+}
+
+TEST_F(RemoteFaultsTest, AReadEndsWithWhatCameWhenTheServerStopsToSpeak) {
+    settings.Set(L"HttpTimeOut", L"1000");
+    OpenThenAnswer([this](OddReply& reply) {
+        reply.Send(RangeHead(1'000'000, 1'065'535, 65536));
+        reply.Send(Part(1'000'000, 1000));
+        reply.Hang();
+    });
+    EXPECT_EQ(ReadAt(1'000'000, 5000), Part(1'000'000, 1000));
+    EXPECT_THAT(Error(), HasSubstr(L"in time"));
+    EXPECT_EQ(server->Requests().size(), 2u); // within the read that was all
+    EXPECT_EQ(Read(4000), Part(1'001'000, 4000));
+}
+
+TEST_F(RemoteFaultsTest, AServerThatSendsAByteNowAndThenHoldsUpNobodyForEver) {
+    settings.Set(L"HttpTimeOut", L"1000");
+    OpenThenAnswer([this](OddReply& reply) {
+        reply.Send(RangeHead(1'000'000, 1'065'535, 65536));
+        for (uint64 i = 0; reply.Send(Part(1'000'000 + i, 1)) && reply.Pause(200); ++i) {
+        }
+    });
+    const std::string got = ReadAt(1'000'000, 5000); // each wait is short, but not all of them
+    EXPECT_LT(got.size(), 5000u);
+    EXPECT_EQ(got, Part(1'000'000, got.size()));
+    EXPECT_THAT(Error(), HasSubstr(L"in time"));
+}
+
+TEST_F(RemoteFaultsTest, ATimeOutThatIsTooShortCountsAsNotSet) {
+    settings.Set(L"HttpTimeOut", L"999");
+    Serve([](const OddRequest&, OddReply& reply) {
+        reply.Pause(1500);
+        return false;
+    });
+    EXPECT_TRUE(Open());
+}
+
+TEST_F(RemoteFaultsTest, AnObjectThatIsDeletedInTheMiddleOfAnAnswerEndsItsConnection) {
+    OpenThenAnswer([this](OddReply& reply) {
+        reply.Send(RangeHead(1'000'000, 1'065'535, 65536));
+        reply.Send(Part(1'000'000, 1000));
+        reply.Hang();
+    });
+    EXPECT_TRUE(IsPart(1'000'000, 1000));
+    remote.reset();
+    EXPECT_TRUE(server->WaitForClosed(1));
+    log.Clear();
+}
+
+TEST_F(RemoteFaultsTest, AnObjectDeletesItselfAsWell) {
+    Serve();
+    ASSERT_TRUE(Open());
+    delete remote.release(); // as the library does where all went well
+    EXPECT_TRUE(server->WaitForClosed(1));
+}

@@ -1,0 +1,69 @@
+#include "support/OddHttpServer.h"
+
+#include <algorithm>
+
+namespace vxcio::test {
+
+namespace {
+
+std::optional<uint64> NumberIn(const std::string& text) {
+    const bool isNumber = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+    return isNumber ? std::optional<uint64>(std::stoull(text)) : std::nullopt;
+}
+
+} // namespace
+
+std::string OddRequest::Target() const {
+    const std::size_t from = line.find(' ');
+    const std::size_t to = line.rfind(' ');
+    return from == std::string::npos || to <= from ? std::string() : line.substr(from + 1, to - from - 1);
+}
+
+std::string OddRequest::Header(const std::string& name) const {
+    const auto found = headers.find(name);
+    return found == headers.end() ? std::string() : found->second;
+}
+
+std::optional<std::pair<uint64, std::optional<uint64>>> OddRequest::Range() const {
+    const std::string text = Header("range");
+    const std::size_t dash = text.find('-');
+    if (!text.starts_with("bytes=") || dash == std::string::npos) {
+        return std::nullopt;
+    }
+    const auto first = NumberIn(text.substr(6, dash - 6));
+    return first ? std::optional(std::pair(*first, NumberIn(text.substr(dash + 1)))) : std::nullopt;
+}
+
+std::string OddFile::Head(int status, uint64 length, const std::string& more) const {
+    std::string head = "HTTP/1.1 " + std::to_string(status) +
+                       " As Said\r\nContent-Length: " + std::to_string(length) + "\r\n";
+    if (!tag.empty()) {
+        head += "ETag: " + tag + "\r\n";
+    }
+    if (!date.empty()) {
+        head += "Last-Modified: " + date + "\r\n";
+    }
+    return head + more + "\r\n";
+}
+
+void OddFile::Answer(const OddRequest& request, OddReply& reply) const {
+    const auto range = request.Range();
+    if (!givesRanges || !range) {
+        reply.Send(Head(200, bytes.size()));
+        reply.Send(bytes);
+        return;
+    }
+    if (range->first >= bytes.size()) {
+        reply.Send(Head(416, 0, "Content-Range: bytes */" + std::to_string(bytes.size()) + "\r\n"));
+        return;
+    }
+    const uint64 last = std::min<uint64>(range->second.value_or(bytes.size() - 1), bytes.size() - 1);
+    const uint64 length = last - range->first + 1;
+    reply.Send(Head(206, length,
+                    "Content-Range: bytes " + std::to_string(range->first) + "-" + std::to_string(last) +
+                        "/" + std::to_string(bytes.size()) + "\r\n"));
+    reply.Send(std::string_view(bytes).substr(static_cast<std::size_t>(range->first),
+                                              static_cast<std::size_t>(length)));
+}
+
+} // namespace vxcio::test
