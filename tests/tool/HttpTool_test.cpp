@@ -88,6 +88,7 @@ TEST_F(ToolHttpTest, AListOfDigestsMayNameThem) {
 TEST_F(ToolHttpTest, AFailureIsToldInTheWordsOfTheModule) {
     const OddWebServer server(
         {.files = {{"/unsized", "x"}},
+         .hasRanges = false,
          .tellsSizes = false,
          .heads = {{"/busy", "HTTP/1.1 503 Busy\r\nContent-Length: 0"},
                    {"/circle", "HTTP/1.1 302 Found\r\nLocation: /circle\r\nContent-Length: 0"},
@@ -97,6 +98,7 @@ TEST_F(ToolHttpTest, AFailureIsToldInTheWordsOfTheModule) {
         const char* words;
     };
     for (const Case& one : {Case{"/none", "there is no such file (404)"},
+                            {"/unsized", "does not tell the size"},
                             {"/busy", "the server answers 503"},
                             {"/circle", "redirects in a circle"},
                             {"/other", "of another kind than http and https"}}) {

@@ -146,13 +146,13 @@ int HttpReading::Read(uint8* buffer, uint32 bytes) {
         return 0;
     }
     const auto count = static_cast<uint32>(std::clamp<int64>(*got, 0, wanted));
-    if (count == 0) {
-        m_strFailure = Words("the server gives nothing beyond byte " + WithCommas(m_qwPosition) + " of " +
-                             WithCommas(m_qwSize));
-        return 0;
-    }
     std::memcpy(buffer, m_pBlock->data(), count);
     m_qwPosition += count;
+    // The module has tried again by itself.
+    if (count < wanted) {
+        m_strFailure = Words("the server gives nothing beyond byte " + WithCommas(m_qwPosition) + " of " +
+                             WithCommas(m_qwSize));
+    }
     return static_cast<int>(count);
 }
 

@@ -31,7 +31,7 @@ public:
     uint64 Size() override { return m_qwSize; }
     void Seek(uint64 position) override { m_qwPosition = position; }
     int Read(uint8* buffer, uint32 bytes) override;
-    // Of a read that ended before the size of the file, too.
+    // Set by the read that gave less than there should be; what it gave is good, and all later ones give 0.
     std::string Failure() override { return m_strFailure; }
     bool IsPreRead() override { return false; } // the source knows none
     void Restart(uint64 position) override;
