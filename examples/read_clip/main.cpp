@@ -1,4 +1,5 @@
-// read_clip CLIP DIGEST - reads a clip through the library in several ways.
+// read_clip CLIP DIGEST [URL] - reads a clip through the library in several ways, or what lies behind the
+// URL.
 //
 // DIGEST is what an independent program makes of the clip. Each story compares every byte that the library
 // delivers with the clip as the C++ library reads it, and the digest that the library made on the way with
@@ -125,6 +126,18 @@ bool TellAll(const Clip& clip) {
     return good && calls.open == 1 && calls.read > 0 && calls.close == 1;
 }
 
+// By a URL there is neither unbuffered transfer nor a host's own functions.
+bool TellUrl(const Clip& clip, const std::wstring& url) {
+    const std::size_t size = clip.bytes.size();
+    std::mt19937 random(1);
+    bool good =
+        Tell("whole, in blocks of 1 MiB", clip, url, 0, InOrder(size, [] { return 1u << 20; }), false);
+    good &=
+        Tell("whole, in odd sizes", clip, url, 0,
+             InOrder(size, [&random] { return static_cast<std::size_t>(random() % 200000) | 1u; }), false);
+    return Tell("from odd positions", clip, url, 0, AllOver(size, 300), true) && good;
+}
+
 bool Load(const char* name, std::vector<uint8>& bytes) {
     std::ifstream file(name, std::ios::binary | std::ios::ate);
     if (!file) {
@@ -139,8 +152,8 @@ bool Load(const char* name, std::vector<uint8>& bytes) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: read_clip CLIP DIGEST\n");
+    if (argc != 3 && argc != 4) {
+        std::fprintf(stderr, "usage: read_clip CLIP DIGEST [URL]\n");
         return 2;
     }
     try {
@@ -149,7 +162,7 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "read_clip: %s cannot be read, or is empty\n", argv[1]);
             return 1;
         }
-        const bool good = TellAll(clip);
+        const bool good = argc == 4 ? TellUrl(clip, std::filesystem::path(argv[3]).wstring()) : TellAll(clip);
         std::printf("%s\n", good ? "All of them delivered the same bytes and the same digest."
                                  : "NOT all of them delivered the right bytes and the right digest.");
         return good ? 0 : 1;

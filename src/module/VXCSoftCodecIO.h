@@ -29,6 +29,7 @@
 #include "module/LibInfo.h"
 #include "paths/MediumPathRules.h"
 #include "paths/NetPaths.h"
+#include "paths/OwnNames.h"
 #include "sources/DiskProbes.h"
 #include "sources/GrowingArrays.h"
 #include "sources/MoreFileToOpen.h"

@@ -132,7 +132,7 @@ TEST_F(ToolCatTest, FailedOpensTellTheNameAndTheReason) {
                             {std::string(5000, 'x'), "the name is too long"},
                             {std::string(300, 'x'), "the name is too long"},
                             {"httpd.conf", "URLs"},
-                            {"HTTP://host/clip", "URLs"},
+                            {"HTTP:/host/clip", "URLs"},
                             {"clip0123456789ABCDEFVXCIO8", "a host's own file functions"},
                             {"clip89ABCDEFVXCIO4", "a host's own file functions"},
                             {"Q:\\clip.mxf", "cannot open"},

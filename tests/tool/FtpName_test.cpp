@@ -140,7 +140,7 @@ TEST(FtpNameTest, MessagesLoseThePasswordWhereverItStands) {
         EXPECT_EQ(WithoutPasswords(WithoutPasswords(text)), WithoutPasswords(text)) << text;
     }
     for (const char* const text :
-         {"", "plain", "ftp://h:2121/x", "ftp://u@h/x", "ftp://h/a", "http://a:b@c/", "://"}) {
+         {"", "plain", "ftp://h:2121/x", "ftp://u@h/x", "ftp://h/a", "gopher://a:b@c/", "://"}) {
         EXPECT_EQ(WithoutPasswords(text), text);
     }
 }

@@ -108,6 +108,21 @@ TEST(ToolNamesTest, NamesAreInputsOfTheirOwnUnlessTheyAreJoined) {
     EXPECT_FALSE(file->front().joined);
 }
 
+TEST(ToolRunSettingsTest, ALimitForServersHoldsForBothKinds) {
+    std::string text;
+    {
+        SettingsScope settings({{L"HttpTimeOut", L"5000"}});
+        text = SettingsWithTimeOut(1234, 4321);
+    }
+    SettingsScope settings;
+    settings.WriteRaw(text);
+    wchar_t value[64] = {};
+    for (const wchar_t* const name : {L"FtpTimeOut", L"HttpTimeOut"}) {
+        ASSERT_GT(vxcio::ReadSettingText(L"Software\\Norvex\\SoftCodec", name, value, 64, nullptr), 0);
+        EXPECT_STREQ(value, L"4321");
+    }
+}
+
 TEST(ToolRunSettingsTest, TheTimeOutsOfTheRunWinAndTheOtherSettingsStay) {
     std::string text;
     {

@@ -71,6 +71,10 @@ OtherPlace::OtherPlace(const std::string& servers) {
     }
 }
 
+void OtherPlace::Remove(const std::string& library) const {
+    fs::remove(m_folder.Path() / library);
+}
+
 Outcome OtherPlace::Run(const std::vector<std::string>& command) const {
     std::vector<std::string> words = {"env", "LD_LIBRARY_PATH=" + m_folder.Path().string()};
     words.insert(words.end(), command.begin(), command.end());

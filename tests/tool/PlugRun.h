@@ -31,6 +31,8 @@ public:
     // `servers` is the folder that holds the server, or empty.
     explicit OtherPlace(const std::string& servers);
 
+    // Takes a library away from there, such as "X.so".
+    void Remove(const std::string& library) const;
     Outcome Run(const std::vector<std::string>& command) const;
 
 private:

@@ -145,7 +145,7 @@ private:
                 for (const std::string* const name : {&entry.first, &entry.second}) {
                     std::string place;
                     std::string ignored;
-                    if (name->empty() || entry.ftp || !ToPlace(*name, place, ignored)) {
+                    if (name->empty() || entry.ftp || entry.url || !ToPlace(*name, place, ignored)) {
                         continue;
                     }
                     const NameFacts facts = Ask(place, kSourceLimit);
@@ -180,7 +180,7 @@ CopyPlan MakeCopyPlan(const Options& options, LogView& log) {
 
 std::string OwnNameOf(const Input& input) {
     const Entry& first = input.entries.front();
-    return first.ftp ? first.ftp->OwnName() : OwnName(first.first);
+    return first.ftp ? first.ftp->OwnName() : first.url ? first.url->ownName : OwnName(first.first);
 }
 
 bool ToPlace(const std::string& target, std::string& place, std::string& reason) {

@@ -2,6 +2,7 @@
 
 #include "Console.h"
 #include "FtpName.h"
+#include "HttpName.h"
 
 #include <CLI/CLI.hpp>
 
@@ -111,10 +112,64 @@ void AddFileVerbs(CLI::App& app, Options& options, const char* footer) {
     AddFileVerb(app, options, footer, "rmdir", Verb::RemoveFolder, "Remove empty folders", "");
 }
 
+namespace {
+
+// What a URL cannot be asked for.
+const char* AgainstUrls(Verb verb) {
+    switch (verb) {
+    case Verb::List:
+    case Verb::Exists:
+        return "a web server is asked for files alone; vxcio info tells whether one is there";
+    case Verb::Remove:
+    case Verb::Move:
+    case Verb::MakeFolder:
+    case Verb::RemoveFolder:
+        return "nothing is changed on a web server";
+    case Verb::Get:
+        return "get asks FTP servers; vxcio copy fetches from a URL";
+    case Verb::Put:
+        return "put sends files of this system to FTP servers; vxcio copy reads from a URL";
+    case Verb::XdcamInfo:
+    case Verb::XdcamSpace:
+    case Verb::XdcamFetch:
+        return "a device is reached by an ftp:// name";
+    case Verb::PlugLoad:
+    case Verb::PlugCall:
+    case Verb::PlugBench:
+        return "a plug-in and its frames are files of this system";
+    default:
+        return nullptr;
+    }
+}
+
+} // namespace
+
+void CheckHttpNames(const Options& options) {
+    std::string reason;
+    for (const std::string& name : options.names) {
+        if (!IsHttpName(name) || options.verb == Verb::Path) {
+            continue;
+        }
+        const std::string shown = InQuotes(WithoutPasswords(name));
+        if (const char* const against = AgainstUrls(options.verb)) {
+            throw CLI::ValidationError(shown, against);
+        }
+        if (!ParseHttpName(name, reason)) {
+            throw CLI::ValidationError(shown, reason);
+        }
+        if (options.check) {
+            throw CLI::ValidationError("-c", "a list of digests is a file of this system");
+        }
+        if (options.verb == Verb::Copy && &name == &options.names.back()) {
+            throw CLI::ValidationError(shown, "nothing is written to a URL");
+        }
+    }
+}
+
 void CheckFtpNames(const Options& options) {
     std::string reason;
     for (const std::string& name : options.names) {
-        if (!IsFtpName(name)) {
+        if (!IsFtpName(name) || options.verb == Verb::Path) {
             continue;
         }
         if (!ParseFtpName(name, reason)) {

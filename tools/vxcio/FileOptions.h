@@ -17,5 +17,7 @@ void AddFileVerbs(CLI::App& app, Options& options, const char* footer);
 
 // Throws CLI::ValidationError where a name is an FTP name that makes no sense, or one where none can stand.
 void CheckFtpNames(const Options& options);
+// The same of a URL.
+void CheckHttpNames(const Options& options);
 
 } // namespace vxcio::tool

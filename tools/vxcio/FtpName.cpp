@@ -1,5 +1,7 @@
 #include "FtpName.h"
 
+#include "HttpName.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cstring>
@@ -152,7 +154,7 @@ struct Range {
     std::size_t end = 0;
 };
 
-Range PasswordIn(std::string_view text, std::size_t start) {
+Range FtpPasswordIn(std::string_view text, std::size_t start) {
     std::size_t slashes = text.find(kSlashes, start);
     for (; slashes != std::string_view::npos; slashes = text.find(kSlashes, slashes + 1)) {
         const std::size_t from = slashes >= 5 ? slashes - 5 : 0;
@@ -183,6 +185,13 @@ Range PasswordIn(std::string_view text, std::size_t start) {
         return isPort ? Range{end, end} : Range{colon + 1, end};
     }
     return colon < at ? Range{colon + 1, at} : Range{at, at};
+}
+
+// The first of either kind.
+Range PasswordIn(std::string_view text, std::size_t start) {
+    const Range ftp = FtpPasswordIn(text, start);
+    const HiddenRange http = HttpPasswordIn(text, start);
+    return http.from < ftp.from ? Range{http.from, http.end} : ftp;
 }
 
 } // namespace

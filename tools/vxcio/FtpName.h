@@ -39,7 +39,7 @@ bool IsFtpName(std::string_view text);
 // transfer (";type=") other than "i", or a protocol that is not spoken.
 std::optional<FtpName> ParseFtpName(std::string_view text, std::string& reason);
 
-// The text with what may be the password of an FTP name in it replaced by "...".
+// The text with what may be the password of an FTP name or an http name in it replaced by "...".
 std::string WithoutPasswords(std::string_view text);
 
 // Overwrites such a password where it stands; it keeps its length.

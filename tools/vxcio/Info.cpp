@@ -112,7 +112,12 @@ public:
         } else if (!first.second.empty()) {
             m_Json["copies"] = Copies(first, "copy ");
         } else if (first.ftp) {
-            TellServer(*first.ftp);
+            TellServer(first.ftp->host, first.ftp->port);
+            if (m_Stream.Size() == 0) {
+                m_Text += "               (a server that tells no sizes has them all 0)\n";
+            }
+        } else if (first.url) {
+            TellServer(first.url->host, first.url->port);
         } else {
             const FileFacts facts = AskFile(first.first, AskLimit(m_Options));
             m_Text += DiskText(facts, "  ");
@@ -136,11 +141,9 @@ private:
                   "\n";
     }
 
-    void TellServer(const FtpName& name) {
-        m_Json["server"] = {{"host", name.host}, {"port", name.port}};
-        m_Text +=
-            "  server       " + Shown(name.host) + ", port " + std::to_string(name.port) + "\n" +
-            (m_Stream.Size() == 0 ? "               (a server that tells no sizes has them all 0)\n" : "");
+    void TellServer(const std::string& host, std::uint16_t port) {
+        m_Json["server"] = {{"host", host}, {"port", port}};
+        m_Text += "  server       " + Shown(host) + ", port " + std::to_string(port) + "\n";
     }
 
     Json Copies(const Entry& entry, const std::string& title) {

@@ -29,6 +29,10 @@ constexpr std::string_view kWriteFailures[] = {"WriteFile(nNumberOfBytesToWrite[
 constexpr std::string_view kDataLost = "Can't get data from ftp sever";
 constexpr std::string_view kListingEnd = " Can't get data from ftp sever";
 
+// The companion module that reads URLs, and what the library says where it cannot be loaded.
+constexpr std::string_view kRemoteModule = "QLRRemoteFileU";
+constexpr std::string_view kNoModule = "Can't laod dll[";
+
 constexpr std::string_view kHidden = "*****"; // as the library writes it
 
 bool IsWriteFailure(std::string_view text) {
@@ -121,11 +125,23 @@ void LogView::Clear() {
     const std::lock_guard lock(m_Mutex);
     m_strFailure.clear();
     m_strWriteFailure.clear();
+    m_strRemoteFailure.clear();
+    m_bRemoteMissing = false;
 }
 
 void LogView::ClearButWrites() {
     const std::lock_guard lock(m_Mutex);
     m_strFailure.clear();
+}
+
+std::string LogView::RemoteFailure() const {
+    const std::lock_guard lock(m_Mutex);
+    return m_strRemoteFailure;
+}
+
+bool LogView::IsRemoteMissing() const {
+    const std::lock_guard lock(m_Mutex);
+    return m_bRemoteMissing;
 }
 
 std::string LogView::WriteFailure() {
@@ -164,6 +180,11 @@ void LogView::Take(INFOTYPE level, const std::string& module, const std::string&
     }
     if (level <= INFOTYPE_ERROR && !raw.starts_with(kNothingRead)) {
         m_strFailure = text;
+        const bool isMissing = raw.starts_with(kNoModule) && raw.find(kRemoteModule) != std::string::npos;
+        if (isMissing || module == kRemoteModule) {
+            m_strRemoteFailure = text;
+            m_bRemoteMissing = m_bRemoteMissing || isMissing;
+        }
         if (m_strWriteFailure.empty() && IsWriteFailure(raw)) {
             m_strWriteFailure = text;
         }

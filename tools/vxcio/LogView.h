@@ -54,6 +54,12 @@ public:
     // The last error line since Clear that tells more than that a read gave nothing; empty without one.
     std::string LastFailure();
 
+    // The last line since Clear in which the companion module for URLs tells why it failed, or the library
+    // why it has none; empty without one.
+    std::string RemoteFailure() const;
+    // Whether the library has said since Clear that the module is missing: its open succeeds then.
+    bool IsRemoteMissing() const;
+
     // The first error line since Clear that tells of a write; empty without one. The library itself tells a
     // write of its writer thread late, and the last ones never.
     std::string WriteFailure();
@@ -75,6 +81,8 @@ private:
     std::FILE* m_pFile;                 // guarded by m_Mutex; null when there is none
     std::string m_strFailure;           // guarded by m_Mutex
     std::string m_strWriteFailure;      // guarded by m_Mutex
+    std::string m_strRemoteFailure;     // guarded by m_Mutex
+    bool m_bRemoteMissing = false;      // guarded by m_Mutex
     Listener m_Listener;                // guarded by m_Mutex
     std::string m_strReply;             // guarded by m_Mutex
     std::vector<std::string> m_Secrets; // guarded by m_Mutex

@@ -31,7 +31,7 @@ std::size_t NextStar(const std::string& text, std::size_t from, std::string& nam
 std::string InFolderOf(const std::string& list, const std::string& name) {
     // What begins with a drive letter or a share is whole as well.
     const bool isWhole = name.starts_with('/') || name.starts_with('\\') ||
-                         (name.size() > 1 && name[1] == ':') || IsFtpName(name);
+                         (name.size() > 1 && name[1] == ':') || IsFtpName(name) || IsHttpName(name);
     return isWhole ? name : (std::filesystem::path(list).parent_path() / name).string();
 }
 
@@ -75,6 +75,20 @@ bool TakeFtpName(const std::string& text, Entry& entry, std::string& reason) {
     return true;
 }
 
+bool TakeUrl(const std::string& text, Entry& entry, std::string& reason) {
+    std::optional<HttpName> name = ParseHttpName(text, reason);
+    if (!name) {
+        entry.first = WithoutPasswords(text);
+        entry.written = entry.first;
+        reason = InQuotes(entry.first) + ": " + reason;
+        return false;
+    }
+    entry.first = name->shown;
+    entry.written = entry.first;
+    entry.url = std::make_shared<const HttpName>(std::move(*name));
+    return true;
+}
+
 std::string_view Trimmed(std::string_view line) {
     static constexpr std::string_view kBlanks = " \t\r";
     const std::size_t first = line.find_first_not_of(kBlanks);
@@ -90,6 +104,9 @@ std::optional<Entry> ParseEntry(const std::string& text, std::string& reason) {
     Entry entry;
     if (IsFtpName(text)) {
         return TakeFtpName(text, entry, reason) ? std::optional<Entry>(entry) : std::nullopt;
+    }
+    if (IsHttpName(text)) {
+        return TakeUrl(text, entry, reason) ? std::optional<Entry>(entry) : std::nullopt;
     }
     entry.written = WithoutPasswords(text);
     const std::size_t star = NextStar(text, 0, entry.first);
@@ -107,7 +124,7 @@ std::optional<Entry> ParseEntry(const std::string& text, std::string& reason) {
         reason = InQuotes(text) + " names no second copy behind its '*'; a star of the name is written '**'";
         return std::nullopt;
     }
-    if (IsFtpName(entry.second)) {
+    if (IsFtpName(entry.second) || IsHttpName(entry.second)) {
         reason = InQuotes(entry.written) + ": only files have a second copy, and it is one, too";
         return std::nullopt;
     }
@@ -170,7 +187,7 @@ std::optional<std::vector<Input>> ReadNames(const std::vector<std::string>& name
             if (!entry) {
                 return std::nullopt;
             }
-            if (entry->ftp) {
+            if (entry->ftp || entry->url) {
                 input.written = entry->written;
             }
             input.entries.push_back(std::move(*entry));
@@ -191,6 +208,8 @@ Input PlainInput(const std::string& name) {
     Entry entry{name, {}, name, nullptr, {}};
     if (IsFtpName(name)) {
         TakeFtpName(name, entry, entry.wrong);
+    } else if (IsHttpName(name)) {
+        TakeUrl(name, entry, entry.wrong);
     }
     return Input{{entry}, false, entry.written};
 }

@@ -3,6 +3,7 @@
 
 #include "FtpName.h"
 #include "FtpStretch.h"
+#include "HttpName.h"
 
 #include <memory>
 #include <optional>
@@ -14,12 +15,13 @@ namespace vxcio::tool {
 
 // One file; `second` names its mirrored copy, or is empty.
 struct Entry {
-    std::string first; // of an FTP name what may be shown of it
+    std::string first; // of an FTP name or a URL what may be shown of it
     std::string second;
     std::string written;                      // as it was given, for messages; without a password
     std::shared_ptr<const FtpName> ftp;       // null for a file
     std::string wrong;                        // not empty: why it cannot be opened
     std::shared_ptr<FtpStretch> stretch = {}; // of an FTP name: only this of it
+    std::shared_ptr<const HttpName> url = {}; // null for a file and an FTP name
 };
 
 // What is read as one stream.
@@ -33,8 +35,8 @@ struct Input {
 // to the name anyhow. No disk is asked, as one of the two may be dead. Nothing where no second name follows
 // the star; then `reason` tells.
 //
-// An FTP name is one file with all its stars. Nothing where it makes no sense, or where it is one of two
-// copies.
+// An FTP name is one file with all its stars, and so is a URL. Nothing where it makes no sense, or where it
+// is one of two copies.
 std::optional<Entry> ParseEntry(const std::string& text, std::string& reason);
 
 // The names of the lines of a list file: UTF-8, one a line, without blank lines and those that begin with
@@ -47,7 +49,8 @@ std::optional<std::vector<Entry>> ReadNameList(const std::string& list, std::str
 std::optional<std::vector<Input>> ReadNames(const std::vector<std::string>& names, bool join,
                                             std::string& reason);
 
-// A plain name, taken as it stands: a file, or an FTP name, in whose entry stands what is wrong with it.
+// A plain name, taken as it stands: a file, or an FTP name or URL, in whose entry stands what is wrong with
+// it.
 Input PlainInput(const std::string& name);
 
 } // namespace vxcio::tool

@@ -22,6 +22,8 @@ enum class Verb {
     RemoveFolder,
     Get,
     Put,
+    Path,
+    Shares,
     SettingsList,
     SettingsGet,
     SettingsSet,
@@ -45,8 +47,10 @@ struct Options {
     bool json = false;
     std::optional<uint32> timeOut; // of file handles, milliseconds
 
-    // Of FTP names.
+    // Of FTP names, and of URLs.
     std::optional<uint32> ftpTimeOut; // what --time-out asks for, milliseconds
+
+    // Of FTP names.
     bool active = false;
     std::optional<int> ftpMode;             // FTPMODE_..., or any other number
     std::optional<std::string> netrcFile;   // nothing: the one of the home folder, if it is there
@@ -55,7 +59,7 @@ struct Options {
     // Of ls.
     bool isLong = false;
 
-    // Of info, cat, md5 and copy, whose last name is the target.
+    // Of info, cat, md5, path and copy, whose last name is the target.
     std::vector<std::string> names;
     bool unbuffered = false;
     uint64 offset = 0;

@@ -2,6 +2,7 @@
 
 #include "Console.h"
 #include "Guarded.h"
+#include "HttpName.h"
 #include "Reading.h"
 #include "Text.h"
 
@@ -52,15 +53,8 @@ FileFacts Look(const std::string& name) {
 
 } // namespace
 
-bool IsUrl(const std::string& name) {
-    static constexpr std::string_view kStart = "http";
-    const auto same = [](char a, char b) { return (a | 0x20) == b; };
-    return name.size() >= kStart.size() &&
-           std::equal(kStart.begin(), kStart.end(), name.begin(), [&](char b, char a) { return same(a, b); });
-}
-
 const char* ServingSource(const std::string& name) {
-    return IsUrl(name) ? "CRemoteSource" : "CFileSource";
+    return IsTakenForUrl(name) ? "CRemoteSource" : "CFileSource";
 }
 
 std::string LastErrorWords() {
@@ -74,11 +68,6 @@ std::string OpenReason(const std::string& name, uint32 status, uint32 error, con
     std::array<char, 64> numbers{};
     std::snprintf(numbers.data(), numbers.size(), "(status 0x%08X, error %u)", status, error);
     std::string words;
-    if (IsUrl(name) && status == VXC_STATUS_NOT_AVAILABLE) {
-        return "names that begin with 'http' are read as URLs, and this build has no remote source; for a "
-               "file of that name write ./" +
-               name;
-    }
     if (name.empty()) {
         words = "the name is empty";
     } else if (KindOf(name) == std::filesystem::file_type::directory) {
@@ -101,6 +90,9 @@ std::string ReasonAgainst(const std::string& name) {
     const CVXCString plain = DELVXCIOID(Widen(name).c_str(), &table);
     if (table != nullptr) {
         return "the name ends in the tag of a host's own file functions, which only a program can supply";
+    }
+    if (IsTakenForUrl(name)) {
+        return NoUrlWords(name);
     }
     const std::optional<std::filesystem::file_type> kind = KindOf(name);
     if (kind == std::filesystem::file_type::fifo || kind == std::filesystem::file_type::socket) {

@@ -34,8 +34,6 @@ std::string OpenReason(const std::string& name, uint32 status, uint32 error, con
 // Text of the last error of this thread.
 std::string LastErrorWords();
 
-bool IsUrl(const std::string& name);
-
 // Which class of the library serves a name.
 const char* ServingSource(const std::string& name);
 

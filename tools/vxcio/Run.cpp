@@ -39,6 +39,10 @@ int Run(const Options& options) {
         return RunGet(options, log);
     case Verb::Put:
         return RunPut(options, log);
+    case Verb::Path:
+        return RunPath(options, log);
+    case Verb::Shares:
+        return RunShares(options, log);
     case Verb::PlugLoad:
         return RunPlugLoad(options, log);
     case Verb::PlugCall:

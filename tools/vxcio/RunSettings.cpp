@@ -33,7 +33,8 @@ std::string SettingsWithTimeOut(uint32 milliseconds, std::optional<uint32> ftpMi
     text += '[' + std::string(kSection) + "]\nHandleTimeOut = " + number +
             "\nWriteHandleTimeOut = " + number + '\n';
     if (ftpMilliseconds) {
-        text += "FtpTimeOut = " + std::to_string(*ftpMilliseconds) + '\n';
+        const std::string server = std::to_string(*ftpMilliseconds);
+        text += "FtpTimeOut = " + server + "\nHttpTimeOut = " + server + '\n';
     }
     return text;
 }

@@ -3,6 +3,7 @@
 #include "Console.h"
 #include "CopyWatch.h"
 #include "FtpReading.h"
+#include "HttpReading.h"
 #include "Probe.h"
 #include "Sizes.h"
 #include "StretchReading.h"
@@ -86,6 +87,9 @@ std::unique_ptr<Reading> OpenEntry(const Entry& entry, const Options& options, c
     if (entry.ftp) {
         return FtpReading::Open(*entry.ftp, options, log, reason);
     }
+    if (entry.url) {
+        return HttpReading::Open(*entry.url, options, log, reason);
+    }
     for (const std::string* const name : {&entry.first, &entry.second}) {
         reason = name == &entry.second && name->empty() ? std::string() : ReasonAgainst(*name);
         if (!reason.empty()) {
@@ -117,7 +121,7 @@ bool MakeList(const Input& input, CVXCStringArray& list, std::string& reason) {
     const bool paired = std::any_of(input.entries.begin(), input.entries.end(),
                                     [](const Entry& entry) { return !entry.second.empty(); });
     for (const Entry& entry : input.entries) {
-        if (entry.ftp) {
+        if (entry.ftp || entry.url) {
             reason = InQuotes(entry.first) + ": a list is one of files";
             return false;
         }

@@ -36,7 +36,7 @@ public:
     std::string Failure() override { return m_pReading->Failure(); }
     bool IsPreRead();
 
-    // The source itself where it is a single file, so that the library's digest rides on its reads; else
+    // The source itself where it is a single file of this system, so that the library's digest rides on its reads; else
     // null.
     CSoftDataSource* Single() const;
 

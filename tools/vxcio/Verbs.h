@@ -21,6 +21,8 @@ int RunXdcamSpace(const Options& options, LogView& log);
 int RunXdcamFetch(const Options& options, LogView& log);
 int RunGet(const Options& options, LogView& log);
 int RunPut(const Options& options, LogView& log);
+int RunPath(const Options& options, LogView& log);
+int RunShares(const Options& options, LogView& log);
 int RunSettings(const Options& options);
 int RunPlugLoad(const Options& options, LogView& log);
 int RunPlugCall(const Options& options, LogView& log);

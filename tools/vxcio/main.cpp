@@ -27,7 +27,7 @@ void UseNamedSettings(const Options& options) {
 
 constexpr const char* kPasswordVariable = "VXCIO_FTP_PASSWORD";
 
-bool HasFtpNames(Verb verb) {
+bool HasServers(Verb verb) {
     switch (verb) {
     case Verb::Info:
     case Verb::Cat:
@@ -82,8 +82,8 @@ int Run(int argc, char** argv) {
     std::string reason;
     const std::string settings =
         options.timeOut ? SettingsWithTimeOut(*options.timeOut, options.ftpTimeOut) : std::string();
-    // An FTP source asks for its time-out whenever it opens a file.
-    const bool keep = options.ftpTimeOut && HasFtpNames(options.verb);
+    // Sources of FTP names and URLs ask for their time-out whenever they open a file.
+    const bool keep = options.ftpTimeOut && HasServers(options.verb);
     const RunVerb run = LoadVerbs(settings, keep, reason);
     if (run == nullptr) {
         Complain(reason);
