@@ -21,6 +21,7 @@ from processes import alternate, line, run
 SIZE = 1 << 30
 BLOCK = 1 << 20
 JUMPS = 1000
+NGINX = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../build/servers/usr/sbin/nginx")
 MEMORY = "/dev/shm"
 HOST = "127.0.0.1"
 START_LIMIT = 20.0  # seconds
@@ -69,7 +70,7 @@ class Nginx:
         with open(name, "w", encoding="ascii") as file:
             file.write(CONFIGURATION.format(user=user, folder=self.folder, host=HOST, port=self.port))
         self.process = subprocess.Popen(
-            ["/usr/sbin/nginx", "-p", self.folder, "-e", os.path.join(self.folder, "error.log"), "-c", name],
+            [NGINX, "-p", self.folder, "-e", os.path.join(self.folder, "error.log"), "-c", name],
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True)
         end = time.monotonic() + START_LIMIT
         while time.monotonic() < end and self.process.poll() is None:

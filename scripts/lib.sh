@@ -9,19 +9,19 @@ ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd -P)"
 {
     BUILD_PACKAGES=(g++ g++-multilib cmake ninja-build ccache libcli11-dev nlohmann-json3-dev libsimpleini-dev
         pkg-config libfuse3-dev libavformat-dev libcurl4-openssl-dev)
-    RUN_PACKAGES=(ffmpeg fuse3 nginx-light)
+    RUN_PACKAGES=(ffmpeg fuse3)
     FTP_RUN_PACKAGES=(python3-pyftpdlib)
     TEST_PACKAGES=(clang clang-format python3 ffmpeg googletest libgtest-dev libgmock-dev libssl-dev openssl shellcheck e2fsprogs binutils fuse3
         pkg-config libgstreamer1.0-dev libavutil-dev libboost-dev
-        curl iproute2 nftables python3-pyftpdlib nginx-light samba samba-common-bin smbclient
+        curl iproute2 nftables python3-pyftpdlib samba-common-bin smbclient
         libwrap0 libhiredis0.14 libmemcached11 libmemcachedutil2 libsodium23 libpcre2-posix3 libidn2-0)
-    # Servers that cannot be installed beside each other, and would run for everybody if they were; their
+    # Servers that cannot be installed beside each other, or would run for everybody if they were installed; their
     # libraries are among the packages for tests.
-    FTP_SERVER_PACKAGES=(vsftpd proftpd-core pure-ftpd)
+    SERVER_PACKAGES=(vsftpd proftpd-core pure-ftpd nginx samba)
     FUZZ_PACKAGES=(clang libclang-rt-14-dev)
     BENCH_PACKAGES=(pkg-config python3 libbenchmark-dev libssl-dev libavformat-dev libavutil-dev
         libgstreamer1.0-dev libboost-dev libprotobuf-dev protobuf-compiler libcereal-dev fio
-        curl lftp libwrap0 python3-pyftpdlib nginx-light)
+        curl lftp libwrap0 python3-pyftpdlib)
 }
 
 die() {
@@ -62,20 +62,20 @@ install_missing() {
     rm -f "$log"
 }
 
-# fetch_ftp_servers: unpacks the FTP servers that the tests run into build/servers, once for each list of them.
-fetch_ftp_servers() {
+# fetch_servers: unpacks the servers that the tests and the account run into build/servers, once for each list.
+fetch_servers() {
     local folder="$ROOT/build/servers"
     local mark="$folder/packages"
-    if [[ "$(cat "$mark" 2>/dev/null)" == "${FTP_SERVER_PACKAGES[*]}" ]]; then
+    if [[ "$(cat "$mark" 2>/dev/null)" == "${SERVER_PACKAGES[*]}" ]]; then
         return 0
     fi
-    command -v apt-get >/dev/null || die "please install one of each to be tested: ${FTP_SERVER_PACKAGES[*]}"
-    printf 'Fetching %s\n' "${FTP_SERVER_PACKAGES[*]}" >&2
+    command -v apt-get >/dev/null || die "please install one of each to be tested: ${SERVER_PACKAGES[*]}"
+    printf 'Fetching %s\n' "${SERVER_PACKAGES[*]}" >&2
     rm -rf "$folder"
     mkdir -p "$folder/fetched"
     local log package
     log="$(mktemp)"
-    for package in "${FTP_SERVER_PACKAGES[@]}"; do
+    for package in "${SERVER_PACKAGES[@]}"; do
         # The lists of packages may be missing, or older than what the archive keeps.
         if ! { fetch_package "$package" "$folder/fetched" || { refresh_package_lists &&
             fetch_package "$package" "$folder/fetched"; }; } >"$log" 2>&1 </dev/null; then
@@ -89,7 +89,7 @@ fetch_ftp_servers() {
         dpkg -x "$package" "$folder"
     done
     rm -rf "$folder/fetched"
-    printf '%s' "${FTP_SERVER_PACKAGES[*]}" >"$mark"
+    printf '%s' "${SERVER_PACKAGES[*]}" >"$mark"
 }
 
 fetch_package() { # PACKAGE FOLDER
