@@ -14,26 +14,43 @@ namespace {
 constexpr wchar_t kModuleFile[] = L"\\QLRRemoteFileU.dll";
 constexpr uint32 kAlteredSearchPath = 8;
 
-// Nobody sees the module without its functions.
+struct RemoteModule {
+    void* handle = nullptr;
+    CreateQLRHttpFileFunction create = nullptr;
+    DeleteQLRHttpFileFunction release = nullptr;
+};
+
+// Nobody sees the module without its functions. Never held over a call of the system layer: that logs, and a
+// host may open a URL in the function that receives its log.
 constinit std::mutex g_mutex;
-constinit void* g_hRemoteFileModule = nullptr; // guarded by g_mutex, as the next two
-constinit CreateQLRHttpFileFunction g_pfnCreateQLRHttpFile = nullptr;
-constinit DeleteQLRHttpFileFunction g_pfnDeleteQLRHttpFile = nullptr;
+constinit RemoteModule g_module; // guarded by g_mutex
+
+RemoteModule PresentModule() noexcept {
+    const std::lock_guard lock(g_mutex);
+    return g_module;
+}
 
 bool LoadOnce(const wchar_t* path) noexcept {
-    const std::lock_guard lock(g_mutex);
-    if (g_hRemoteFileModule != nullptr) {
+    if (PresentModule().handle != nullptr) {
         return true;
     }
-    void* const module = VXC_LoadModuleExW(path, 0, kAlteredSearchPath);
-    if (module == nullptr) {
+    RemoteModule fresh;
+    fresh.handle = VXC_LoadModuleExW(path, 0, kAlteredSearchPath);
+    if (fresh.handle == nullptr) {
         return false;
     }
-    g_hRemoteFileModule = module;
-    g_pfnCreateQLRHttpFile =
-        reinterpret_cast<CreateQLRHttpFileFunction>(VXC_GetFunction(module, "CreateQLRHttpFile"));
-    g_pfnDeleteQLRHttpFile =
-        reinterpret_cast<DeleteQLRHttpFileFunction>(VXC_GetFunction(module, "DeleteQLRHttpFile"));
+    fresh.create =
+        reinterpret_cast<CreateQLRHttpFileFunction>(VXC_GetFunction(fresh.handle, "CreateQLRHttpFile"));
+    fresh.release =
+        reinterpret_cast<DeleteQLRHttpFileFunction>(VXC_GetFunction(fresh.handle, "DeleteQLRHttpFile"));
+    {
+        const std::lock_guard lock(g_mutex);
+        if (g_module.handle == nullptr) {
+            g_module = fresh;
+            return true;
+        }
+    }
+    VXC_CloseModule(fresh.handle); // somebody else was faster; it stays loaded by him
     return true;
 }
 
@@ -51,20 +68,12 @@ bool LoadRemoteModule() noexcept {
 }
 
 CQLRHttpFile* CreateRemoteFile() noexcept {
-    CreateQLRHttpFileFunction create = nullptr;
-    {
-        const std::lock_guard lock(g_mutex);
-        create = g_pfnCreateQLRHttpFile;
-    }
+    const CreateQLRHttpFileFunction create = PresentModule().create;
     return create == nullptr ? nullptr : AskModule<CQLRHttpFile*>(nullptr, create);
 }
 
 void DeleteRemoteFile(CQLRHttpFile* file) noexcept {
-    DeleteQLRHttpFileFunction release = nullptr;
-    {
-        const std::lock_guard lock(g_mutex);
-        release = g_pfnDeleteQLRHttpFile;
-    }
+    const DeleteQLRHttpFileFunction release = PresentModule().release;
     if (release == nullptr) {
         delete file;
         return;
@@ -77,9 +86,7 @@ void DeleteRemoteFile(CQLRHttpFile* file) noexcept {
 
 void ForgetRemoteModule() noexcept {
     const std::lock_guard lock(g_mutex);
-    g_hRemoteFileModule = nullptr;
-    g_pfnCreateQLRHttpFile = nullptr;
-    g_pfnDeleteQLRHttpFile = nullptr;
+    g_module = {};
 }
 
 } // namespace vxcio

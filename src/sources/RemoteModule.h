@@ -16,8 +16,8 @@ Result AskModule(Result failure, Question question) noexcept {
     }
 }
 
-// Loads the module if that has not been done. False, with a line in the log, where it cannot be had; the next
-// call tries again.
+// Loads the module if that has not been done; threads that come at once may each load it, and one of them
+// stays. False, with a line in the log, where it cannot be had; the next call tries again.
 bool LoadRemoteModule() noexcept;
 
 // A new object of the module; null where it offers no such function, or memory lacks.

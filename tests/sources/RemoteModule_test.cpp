@@ -4,7 +4,7 @@
 #include "support/MemoryLack.h"
 
 #include <barrier>
-#include <memory>
+#include <functional>
 #include <thread>
 
 using namespace vxcio;
@@ -185,7 +185,7 @@ TEST_F(RemoteModuleTest, AModuleThatGivesNoObjectFailsTheOpen) {
 
 // ---- Several threads ----
 
-TEST_F(RemoteModuleTest, ThreadsThatOpenAtOnceLoadItOnceAndAllRead) {
+TEST_F(RemoteModuleTest, ThreadsThatOpenAtOnceAllReadAndOneLoadStays) {
     constexpr int kThreads = 8;
     FaultPlan plan;
     std::barrier start(kThreads);
@@ -206,28 +206,50 @@ TEST_F(RemoteModuleTest, ThreadsThatOpenAtOnceLoadItOnceAndAllRead) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    EXPECT_EQ(plan.Calls(Op::VXC_LoadModuleExW), 1);
+    EXPECT_GE(plan.Calls(Op::VXC_LoadModuleExW), 1);
+    EXPECT_EQ(plan.Calls(Op::VXC_CloseModule), plan.Calls(Op::VXC_LoadModuleExW) - 1);
     EXPECT_EQ(statuses, std::vector<uint32>(kThreads, VXC_STATUS_OK));
     EXPECT_EQ(bytes, std::vector<std::vector<uint8>>(kThreads, content));
     EXPECT_EQ(companion.Alive(), 0);
 }
 
 TEST_F(RemoteModuleTest, NobodySeesTheModuleBeforeItsFunctions) {
+    for (const int held : {1, 2}) { // the first function, the second
+        ForgetRemoteModule();
+        Gate gate;
+        FaultPlan plan;
+        plan.Add(Hold(Op::VXC_GetFunction, gate).Nth(held));
+        std::thread first([&] { EXPECT_EQ(Open(), VXC_STATUS_OK); });
+        EXPECT_TRUE(gate.WaitUntilReached());
+        {
+            CRemoteSource other; // does not wait for the first
+            EXPECT_EQ(other.OpenFile(kUrl, 0, nullptr, 0), VXC_STATUS_OK);
+            EXPECT_EQ(other.GetFileSize(), kSize);
+            companion.Clear();
+        }
+        EXPECT_THAT(companion.Calls(), ElementsAre("given back", "destroyed"));
+        EXPECT_EQ(plan.Calls(Op::VXC_LoadModuleExW), 2);
+        EXPECT_EQ(plan.Calls(Op::VXC_CloseModule), 0);
+        gate.Open();
+        first.join();
+        EXPECT_EQ(plan.Calls(Op::VXC_CloseModule), 1); // the one that came too late
+        EXPECT_EQ(Read(10), Bytes(0, 10));
+    }
+}
+
+TEST_F(RemoteModuleTest, WhoComesTooLateUsesTheModuleThatStays) {
     Gate gate;
     FaultPlan plan;
-    plan.Add(Hold(Op::VXC_GetFunction, gate));
+    plan.Add(Hold(Op::VXC_LoadModuleExW, gate).AfterEffect());
+    plan.Add(Fail(Op::VXC_GetFunction).Nth(3).FromThenOn()); // those of the late one
     std::thread first([&] { EXPECT_EQ(Open(), VXC_STATUS_OK); });
     EXPECT_TRUE(gate.WaitUntilReached());
-    uint32 status = 1;
-    std::thread second([&] {
-        CRemoteSource other;
-        status = other.OpenFile(kUrl, 0, nullptr, 0);
-    });
+    CRemoteSource other;
+    EXPECT_EQ(other.OpenFile(kUrl, 0, nullptr, 0), VXC_STATUS_OK);
     gate.Open();
-    second.join();
     first.join();
-    EXPECT_EQ(status, VXC_STATUS_OK);
-    EXPECT_EQ(plan.Calls(Op::VXC_LoadModuleExW), 1);
+    EXPECT_EQ(plan.Calls(Op::VXC_GetFunction), 4);
+    EXPECT_EQ(Read(10), Bytes(0, 10));
 }
 
 TEST_F(RemoteModuleTest, AFailedLoadOfOneThreadIsTriedByTheOther) {
@@ -238,35 +260,66 @@ TEST_F(RemoteModuleTest, AFailedLoadOfOneThreadIsTriedByTheOther) {
     std::thread first([&] { EXPECT_EQ(Open(), VXC_STATUS_OK); });
     EXPECT_TRUE(gate.WaitUntilReached());
     CRemoteSource other;
-    std::thread second([&] { EXPECT_EQ(other.OpenFile(kUrl, 0, nullptr, 0), VXC_STATUS_OK); });
+    EXPECT_EQ(other.OpenFile(kUrl, 0, nullptr, 0), VXC_STATUS_OK);
     gate.Open();
-    second.join();
     first.join();
     EXPECT_EQ(plan.Calls(Op::VXC_LoadModuleExW), 2);
+    EXPECT_EQ(plan.Calls(Op::VXC_CloseModule), 0);
     EXPECT_EQ(source.GetFileSize(), 0U);
     EXPECT_EQ(other.GetFileSize(), kSize);
 }
 
-// A host may use the library in the function that receives its log.
-TEST_F(RemoteModuleTest, TheLineOfAFailedLoadIsLoggedWithNothingHeld) {
-    struct Host {
-        CRemoteSource source;
-        int lines = 0;
-        uint32 status = 1;
-    } host;
+// ---- A host that uses the library in the function that receives its log ----
+
+namespace {
+
+// Opens a URL within the first line that it receives.
+class OpeningHost {
+public:
+    explicit OpeningHost(INFOTYPE level) { SetLogReceiver(Receive, this, level); }
+    ~OpeningHost() { SetLogReceiver(nullptr, nullptr, INFOTYPE_ERROR); }
+    OpeningHost(const OpeningHost&) = delete;
+    OpeningHost& operator=(const OpeningHost&) = delete;
+
+    std::function<void()> before = [] {};
+    CRemoteSource source;
+    std::vector<std::wstring> lines;
+    uint32 status = 1;
+
+private:
+    static void Receive(void* context, INFOTYPE /*level*/, const wchar_t* /*module*/, const wchar_t* text) {
+        auto& self = *static_cast<OpeningHost*>(context);
+        self.lines.emplace_back(text);
+        if (self.lines.size() == 1) {
+            self.before();
+            self.status = self.source.OpenFile(kUrl, 0, nullptr, 0);
+        }
+    }
+};
+
+} // namespace
+
+TEST_F(RemoteModuleTest, AUrlIsOpenedWithinTheLineOfAFailedLoad) {
     FaultPlan plan;
     plan.Add(Fail(Op::VXC_LoadModuleExW));
-    SetLogReceiver(
-        [](void* context, INFOTYPE, const wchar_t* /*module*/, const wchar_t* /*text*/) {
-            auto& self = *static_cast<Host*>(context);
-            if (self.lines++ == 0) {
-                self.status = self.source.OpenFile(kUrl, 0, nullptr, 0);
-            }
-        },
-        &host, INFOTYPE_ERROR);
+    OpeningHost host(INFOTYPE_ERROR);
     EXPECT_EQ(Open(), VXC_STATUS_OK);
-    SetLogReceiver(nullptr, nullptr, INFOTYPE_ERROR);
-    EXPECT_EQ(host.lines, 1);
+    EXPECT_THAT(host.lines, ElementsAre(CantLoad().text));
     EXPECT_EQ(host.status, VXC_STATUS_OK);
     EXPECT_EQ(host.source.GetFileSize(), kSize);
+}
+
+TEST_F(RemoteModuleTest, AUrlIsOpenedWithinTheSystemsTraceOfALoad) {
+    const TempFolder folder;
+    folder.Write("QLRRemoteFileU.so", "no library");
+    const std::wstring whole(Module().szModuleDirectory);
+    RemoteCompanion::UseDirectory(folder.Path().wstring());
+    OpeningHost host(INFOTYPE_TRACE);
+    host.before = [&] { RemoteCompanion::UseDirectory(whole); };
+    EXPECT_EQ(Open(), VXC_STATUS_OK);
+    ASSERT_FALSE(host.lines.empty());
+    EXPECT_THAT(host.lines.front(), ::testing::HasSubstr(L"VXC_LoadModuleExW("));
+    EXPECT_EQ(host.status, VXC_STATUS_OK);
+    EXPECT_EQ(host.source.GetFileSize(), kSize);
+    EXPECT_EQ(source.GetFileSize(), 0U); // its own load failed
 }
