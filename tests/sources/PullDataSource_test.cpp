@@ -80,6 +80,7 @@ TEST_F(PullDataSourceTest, NamesOfUrlsInAnyCaseBelongToTheRemoteSource) {
         EXPECT_EQ(source.GetFileSize(), 1000U);
     }
     EXPECT_EQ(plan.Calls(Op::VXC_CreateFileW), 0);
+    source.CloseFile(); // before its companion goes
 }
 
 TEST_F(PullDataSourceTest, HandsEverythingToTheSourceOfTheUrl) {
@@ -135,6 +136,8 @@ TEST_F(PullDataSourceTest, AFileAfterAUrlAndAUrlAfterAFileFreeTheFormerSource) {
     ASSERT_EQ(source.OpenFile(L"http://host/clip", 0, nullptr, 0), VXC_STATUS_OK);
     EXPECT_EQ(companion.Alive(), 1);
     EXPECT_EQ(plan.Calls(Op::VXC_CloseFile), 1);
+    source.CloseFile();
+    EXPECT_EQ(companion.Alive(), 0);
 }
 
 TEST_F(PullDataSourceTest, WhereMemoryLacksAUrlIsNotAvailableAndNeverAFile) {
