@@ -213,6 +213,7 @@ TEST(PublicInterfaceTest, OnlyPublicNamesLeaveTheLibraries) {
                                          "CQLRHttpFile",
                                          "ConvertUNC2LocalPathName",
                                          "vxcio::ApplyMediumPathRules",
+                                         "vxcio::AskOwnNames",
                                          "vxcio::UNC2Local",
                                          "vxcio::Local2UNC",
                                          "vxcio::VisitNetPaths",

@@ -207,7 +207,9 @@ SambaConfiguration OwnSamba() {
     const FileText content = ReadText(fresh.file, kLargestFile);
     auto configuration = std::make_shared<SambaConfiguration>();
     if (content.state == FileState::Good) {
-        *configuration = ParseSamba(content.text, ReadIncludedFile);
+        // A lambda: a std::function that holds a function of standard types would export their names.
+        *configuration =
+            ParseSamba(content.text, [](const std::string& file) { return ReadIncludedFile(file); });
         AddUserShares(*configuration, ReadUserShares(configuration->usershareFolder));
     }
     fresh.isRead = true;
