@@ -36,8 +36,8 @@ public:
     std::string Failure() override { return m_pReading->Failure(); }
     bool IsPreRead();
 
-    // The source itself where it is a single file of this system, so that the library's digest rides on its reads; else
-    // null.
+    // The source itself where it is a single file of this system, so that the library's digest rides on its
+    // reads; else null.
     CSoftDataSource* Single() const;
 
 private:
