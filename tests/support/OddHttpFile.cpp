@@ -35,8 +35,8 @@ std::optional<std::pair<uint64, std::optional<uint64>>> OddRequest::Range() cons
 }
 
 std::string OddFile::Head(int status, uint64 length, const std::string& more) const {
-    std::string head = "HTTP/1.1 " + std::to_string(status) +
-                       " As Said\r\nContent-Length: " + std::to_string(length) + "\r\n";
+    std::string head = "HTTP/1.1 " + std::to_string(status) + " As Said\r\n";
+    head += tellsSize ? "Content-Length: " + std::to_string(length) + "\r\n" : "Connection: close\r\n";
     if (!tag.empty()) {
         head += "ETag: " + tag + "\r\n";
     }
@@ -48,22 +48,41 @@ std::string OddFile::Head(int status, uint64 length, const std::string& more) co
 
 void OddFile::Answer(const OddRequest& request, OddReply& reply) const {
     const auto range = request.Range();
+    uint64 first = 0;
+    uint64 end = bytes.size();
     if (!givesRanges || !range) {
         reply.Send(Head(200, bytes.size()));
-        reply.Send(bytes);
-        return;
-    }
-    if (range->first >= bytes.size()) {
+    } else if (range->first >= bytes.size()) {
         reply.Send(Head(416, 0, "Content-Range: bytes */" + std::to_string(bytes.size()) + "\r\n"));
         return;
+    } else {
+        first = range->first;
+        end = std::min<uint64>(range->second.value_or(end - 1), end - 1) + 1;
+        reply.Send(Head(206, end - first,
+                        "Content-Range: bytes " + std::to_string(first) + "-" + std::to_string(end - 1) +
+                            "/" + std::to_string(bytes.size()) + "\r\n"));
     }
-    const uint64 last = std::min<uint64>(range->second.value_or(bytes.size() - 1), bytes.size() - 1);
-    const uint64 length = last - range->first + 1;
-    reply.Send(Head(206, length,
-                    "Content-Range: bytes " + std::to_string(range->first) + "-" + std::to_string(last) +
-                        "/" + std::to_string(bytes.size()) + "\r\n"));
-    reply.Send(std::string_view(bytes).substr(static_cast<std::size_t>(range->first),
-                                              static_cast<std::size_t>(length)));
+    const uint64 sent = std::clamp<uint64>(most, first, end);
+    reply.Send(std::string_view(bytes).substr(static_cast<std::size_t>(first),
+                                              static_cast<std::size_t>(sent - first)));
+    if (sent < end || !tellsSize) {
+        reply.Close();
+    }
+}
+
+OddHttpServer::Script ServeFiles(std::map<std::string, OddFile> files,
+                                 std::function<bool(const OddRequest&, OddReply&)> odd) {
+    return [files = std::move(files), odd = std::move(odd)](const OddRequest& request, OddReply& reply) {
+        if (odd && odd(request, reply)) {
+            return;
+        }
+        const auto found = files.find(request.Target());
+        if (found == files.end()) {
+            reply.Send("HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n");
+        } else {
+            found->second.Answer(request, reply);
+        }
+    };
 }
 
 } // namespace vxcio::test

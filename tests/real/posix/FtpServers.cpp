@@ -1,6 +1,7 @@
 #include "real/posix/FtpServers.h"
 
 #include "real/posix/LocalPorts.h"
+#include "real/posix/ServerPrograms.h"
 #include "support/posix/SystemTesting.h"
 #include "text/Utf8.h"
 
@@ -26,18 +27,6 @@ constexpr const char* kAccount = "daemon";
 constexpr unsigned kAccountNumber = 1;
 // The hash of FtpServer's password as crypt(3) makes it by MD5.
 constexpr const char* kPasswordHash = "$1$norvex$AX9TGJ2opNdkRGfWuZ5fL1";
-
-// Where a program lies: among the servers that scripts/test has unpacked for the tests, or installed. Empty
-// where it is in neither.
-std::string Find(const std::string& program) {
-    for (const char* folder : {VXC_TEST_SERVERS_DIR "/usr/sbin/", VXC_TEST_SERVERS_DIR "/usr/bin/",
-                               "/usr/sbin/", "/usr/bin/", "/usr/local/sbin/", "/usr/local/bin/"}) {
-        if (::access((folder + program).c_str(), X_OK) == 0) {
-            return folder + program;
-        }
-    }
-    return {};
-}
 
 } // namespace
 
@@ -103,11 +92,11 @@ bool FtpServer::Start(int attempt) {
 std::string FtpServer::Prepare() {
     switch (m_kind) {
     case Kind::Vsftpd:
-        m_program = Find("vsftpd");
+        m_program = ServerProgram("vsftpd");
         m_folder.Write("passwords", m_password + "\n");
         break;
     case Kind::ProFtpd: {
-        m_program = Find("proftpd");
+        m_program = ServerProgram("proftpd");
         const std::string users =
             m_folder.Write("users", m_user + ":" + kPasswordHash + ":65534:65534::" + m_folder.Name("root") +
                                         ":/bin/false\n");
@@ -115,13 +104,13 @@ std::string FtpServer::Prepare() {
         break;
     }
     case Kind::PureFtpd: {
-        m_program = Find("pure-ftpd");
+        m_program = ServerProgram("pure-ftpd");
         // By itself its tool makes a hash that takes seconds of work at each logon.
         const std::string owner = std::to_string(m_owner);
         const std::string users =
             m_folder.Write("users", m_user + ":" + kPasswordHash + ":" + owner + ":" + owner +
                                         "::" + m_folder.Name("root") + "/./::::::::::::\n");
-        const std::string tool = Find("pure-pw");
+        const std::string tool = ServerProgram("pure-pw");
         if (!tool.empty() && !RunQuietly({tool, "mkdb", m_folder.Name("users.pdb"), "-f", users})) {
             throw std::runtime_error("pure-pw makes no table of users");
         }

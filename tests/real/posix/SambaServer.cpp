@@ -1,6 +1,7 @@
 #include "real/posix/SambaServer.h"
 
 #include "real/posix/LocalPorts.h"
+#include "real/posix/ServerPrograms.h"
 #include "support/posix/SystemTesting.h"
 #include "tool/ToolProcess.h"
 
@@ -19,10 +20,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr auto kStartLimit = std::chrono::seconds(20);
-constexpr const char* kServer = "/usr/sbin/smbd";
-constexpr const char* kReader = "/usr/bin/testparm";
-constexpr const char* kNet = "/usr/bin/net";
-constexpr const char* kClient = "/usr/bin/smbclient";
+constexpr const char* kServer = "smbd";
+constexpr const char* kReader = "testparm";
+constexpr const char* kNet = "net";
+constexpr const char* kClient = "smbclient";
 
 constexpr const char* kFolders[] = {"private", "lock", "state", "cache", "pid", "rpc", "users"};
 
@@ -35,7 +36,7 @@ std::string Trimmed(const std::string& text) {
 
 SambaServer::SambaServer() {
     for (const char* program : {kServer, kReader, kNet, kClient}) {
-        if (::access(program, X_OK) != 0) {
+        if (ServerProgram(program).empty()) {
             m_lack = std::string(program) + " is not installed";
         }
     }
@@ -86,7 +87,7 @@ void SambaServer::Configure(const std::string& text) {
 }
 
 std::vector<std::string> SambaServer::TestedShares() const {
-    const Outcome outcome = RunProgram({kReader, "-s", ConfigurationFile()});
+    const Outcome outcome = RunProgram({ServerProgram(kReader), "-s", ConfigurationFile()});
     if (outcome.out.find('[') == std::string::npos) {
         throw std::runtime_error("the configuration is refused: " + outcome.error);
     }
@@ -130,16 +131,16 @@ std::vector<std::string> SambaServer::TestedShares() const {
 }
 
 bool SambaServer::AddUserShare(const std::string& name, const std::string& path) const {
-    return RunQuietly(
-        {kNet, "-s", ConfigurationFile(), "usershare", "add", name, path, "", "S-1-1-0:F", "guest_ok=y"});
+    return RunQuietly({ServerProgram(kNet), "-s", ConfigurationFile(), "usershare", "add", name, path, "",
+                       "S-1-1-0:F", "guest_ok=y"});
 }
 
 bool SambaServer::StartAt(int port) {
     m_port = port;
     m_server = std::make_unique<KeptServer>(
         m_folder.Name("log"),
-        std::vector<std::string>{kServer, "--foreground", "--no-process-group", "--debug-stdout", "-s",
-                                 ConfigurationFile(), "-p", std::to_string(port)});
+        std::vector<std::string>{ServerProgram(kServer), "--foreground", "--no-process-group",
+                                 "--debug-stdout", "-s", ConfigurationFile(), "-p", std::to_string(port)});
     const auto end = std::chrono::steady_clock::now() + kStartLimit;
     constexpr int kLook = 50; // to look for its death costs more than to call it
     for (int i = 1; std::chrono::steady_clock::now() < end && (i % kLook != 0 || m_server->IsRunning());
@@ -168,8 +169,8 @@ void SambaServer::Kill() {
 std::string SambaServer::Fetch(const std::string& share, const std::string& file) const {
     const std::string fetched = m_folder.Name("fetched");
     fs::remove(fetched);
-    RunQuietly({kClient, "-s", ConfigurationFile(), "-p", std::to_string(m_port), "-U", "guest%none",
-                "//127.0.0.1/" + share, "-c", "get \"" + file + "\" \"" + fetched + "\""});
+    RunQuietly({ServerProgram(kClient), "-s", ConfigurationFile(), "-p", std::to_string(m_port), "-U",
+                "guest%none", "//127.0.0.1/" + share, "-c", "get \"" + file + "\" \"" + fetched + "\""});
     return fs::exists(fetched) ? m_folder.Read("fetched") : "";
 }
 

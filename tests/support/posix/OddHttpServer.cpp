@@ -211,6 +211,10 @@ std::wstring OddHttpServer::Url(const std::wstring& path) const {
     return L"http://127.0.0.1:" + std::to_wstring(Port()) + path;
 }
 
+std::string OddHttpServer::Address(const std::string& path, const std::string& user) const {
+    return "http://" + user + (user.empty() ? "" : "@") + "127.0.0.1:" + std::to_string(Port()) + path;
+}
+
 int OddHttpServer::Connections() const {
     const std::lock_guard lock(m_state->mutex);
     return m_state->accepted;
@@ -230,12 +234,12 @@ std::vector<std::string> OddHttpServer::Ranges() const {
     return ranges;
 }
 
-bool OddHttpServer::WaitForRequests(std::size_t count) {
+bool OddHttpServer::WaitForRequests(std::size_t count) const {
     std::unique_lock lock(m_state->mutex);
     return WaitBounded(m_state->changed, lock, [&] { return m_state->requests.size() >= count; });
 }
 
-bool OddHttpServer::WaitForClosed(int count) {
+bool OddHttpServer::WaitForClosed(int count) const {
     std::unique_lock lock(m_state->mutex);
     return WaitBounded(m_state->changed, lock, [&] { return m_state->closed >= count; });
 }

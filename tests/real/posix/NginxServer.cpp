@@ -1,14 +1,13 @@
-#include "remotefile/posix/NginxServer.h"
+#include "real/posix/NginxServer.h"
 
 #include "real/posix/LocalPorts.h"
+#include "real/posix/ServerPrograms.h"
+#include "text/Utf8.h"
 
-#include <arpa/inet.h>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <netinet/in.h>
 #include <stdexcept>
-#include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -18,29 +17,18 @@ namespace vxcio::test {
 namespace {
 
 constexpr auto kStartLimit = std::chrono::seconds(20);
-constexpr const char* kProgram = "/usr/sbin/nginx";
-
-bool IsListening(int port) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<in_port_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const bool is = ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    ::close(socket);
-    return is;
-}
+constexpr const char* kHost = "127.0.0.1";
 
 } // namespace
 
-NginxServer::NginxServer(const Setting& setting) : m_setting(setting) {
+NginxServer::NginxServer(const Setting& setting) : m_setting(setting), m_program(ServerProgram("nginx")) {
     std::filesystem::create_directories(m_folder.Name("root"));
-    if (::access(kProgram, X_OK) != 0) {
-        m_lack = "nginx is not there";
+    if (m_program.empty()) {
+        m_lack = "nginx is not installed";
         return;
     }
     if (!m_setting.certificate.empty() && !MakeCertificates()) {
-        m_lack = "openssl is not there";
+        m_lack = "openssl makes no certificates: " + m_folder.Read("openssl.log");
         return;
     }
     for (int attempt = 0; !Start(attempt); ++attempt) {
@@ -67,7 +55,7 @@ bool NginxServer::MakeCertificates() const {
     return std::system(all.c_str()) == 0;
 }
 
-void NginxServer::Write(int port) const {
+void NginxServer::Configure() const {
     const std::string folder = m_folder.Path().string();
     std::string text;
     if (::geteuid() == 0) {
@@ -79,10 +67,10 @@ void NginxServer::Write(int port) const {
     for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
         text += std::string("  ") + kind + "_temp_path temp;\n";
     }
-    text += "  server {\n    listen 127.0.0.1:" + std::to_string(port) + ";\n";
+    text += "  server {\n    listen 127.0.0.1:" + std::to_string(m_port) + ";\n";
     if (!m_setting.certificate.empty()) {
-        text += "    listen 127.0.0.1:" + std::to_string(port - 1) + " ssl;\n    ssl_certificate " + folder +
-                "/" + m_setting.certificate + ".pem;\n    ssl_certificate_key " + folder + "/" +
+        text += "    listen 127.0.0.1:" + std::to_string(m_port - 1) + " ssl;\n    ssl_certificate " +
+                folder + "/" + m_setting.certificate + ".pem;\n    ssl_certificate_key " + folder + "/" +
                 m_setting.certificate + ".key;\n";
     }
     text += "    location / {\n      root root;\n      " + m_setting.location + "\n    }\n  }\n}\n";
@@ -91,18 +79,20 @@ void NginxServer::Write(int port) const {
 
 bool NginxServer::Start(int attempt) {
     m_port = FreePort(attempt);
-    Write(m_port);
+    Configure();
     return Run();
 }
 
 bool NginxServer::Run() {
     const std::string folder = m_folder.Path().string();
+    std::filesystem::remove(folder + "/pid");
     m_server = std::make_unique<KeptServer>(
-        m_folder.Name("said"), std::vector<std::string>{kProgram, "-p", folder, "-e", folder + "/error.log",
+        m_folder.Name("said"), std::vector<std::string>{m_program, "-p", folder, "-e", folder + "/error.log",
                                                         "-c", folder + "/nginx.conf", "-g", "daemon off;"});
     const auto end = std::chrono::steady_clock::now() + kStartLimit;
     while (std::chrono::steady_clock::now() < end && m_server->IsRunning()) {
-        if (IsListening(m_port)) {
+        // It writes that file when it listens, so that this port is not another server's.
+        if (std::filesystem::exists(folder + "/pid") && IsServedAt(kHost, m_port)) {
             return true;
         }
         // Nothing tells when another process has begun to listen.
@@ -129,13 +119,25 @@ void NginxServer::WriteUsers(std::string_view lines) const {
     m_folder.Write("users", lines);
 }
 
+std::string NginxServer::Write(std::string_view file, std::string_view content) const {
+    m_folder.Write("root/" + std::string(file), content);
+    return std::string(content);
+}
+
+std::string NginxServer::Address(const std::string& file, const std::string& user) const {
+    return "http://" + user + (user.empty() ? "" : "@") + kHost + ":" + std::to_string(m_port) + "/" + file;
+}
+
+std::string NginxServer::SecureAddress(const std::string& file, const std::string& host) const {
+    return "https://" + host + ":" + std::to_string(m_port - 1) + "/" + file;
+}
+
 std::wstring NginxServer::Url(const std::wstring& file, const std::wstring& user) const {
-    return L"http://" + user + (user.empty() ? L"" : L"@") + L"127.0.0.1:" + std::to_wstring(m_port) + L"/" +
-           file;
+    return FromUtf8(Address(ToUtf8(file), ToUtf8(user)));
 }
 
 std::wstring NginxServer::SecureUrl(const std::wstring& file, const std::wstring& host) const {
-    return L"https://" + host + L":" + std::to_wstring(m_port - 1) + L"/" + file;
+    return FromUtf8(SecureAddress(ToUtf8(file), ToUtf8(host)));
 }
 
 std::string NginxServer::Log() const {

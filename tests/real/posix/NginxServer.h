@@ -10,14 +10,14 @@
 
 namespace vxcio::test {
 
-// nginx on the loopback interface, by http and by https on two ports; what lies in Root() is "/". It accepts
-// connections when the constructor returns, and is gone when the destructor does, or when the test process
-// dies. One thread at a time uses it.
+// nginx on the loopback interface, by http and, with a certificate, by https on another port; it serves what
+// a test writes. It accepts connections when the constructor returns, and is gone when the destructor does,
+// or when the test process dies. One thread at a time uses it.
 class NginxServer {
 public:
     struct Setting {
         std::string location = {};    // directives for "/"
-        std::string certificate = {}; // what MakeCertificate calls it; empty: no https
+        std::string certificate = {}; // "good", or "old", which has expired; empty: no https
     };
 
     explicit NginxServer(const Setting& setting);
@@ -28,13 +28,19 @@ public:
     // Empty when it runs, else why a test cannot have it.
     const std::string& Lack() const { return m_lack; }
 
+    // Give what they have written.
     std::string WritePattern(std::string_view file, std::size_t bytes, uint32 seed) const;
+    std::string Write(std::string_view file, std::string_view content) const;
     void WriteUsers(std::string_view lines) const; // for "auth_basic_user_file users"
+    // "http://127.0.0.1:12000/file"; `user` with its password in front of the host, or empty. Both are put in
+    // as they are, and so are those of the wide ones.
+    std::string Address(const std::string& file, const std::string& user = {}) const;
+    std::string SecureAddress(const std::string& file, const std::string& host = "127.0.0.1") const;
     std::wstring Url(const std::wstring& file, const std::wstring& user = {}) const;
     std::wstring SecureUrl(const std::wstring& file, const std::wstring& host = L"127.0.0.1") const;
     // The certificate that signs those of the server, and one that signs nothing here.
-    std::wstring Authority() const { return m_folder.Wide("ca.pem"); }
-    std::wstring OtherAuthority() const { return m_folder.Wide("other.pem"); }
+    std::string Authority() const { return m_folder.Name("ca.pem"); }
+    std::string OtherAuthority() const { return m_folder.Name("other.pem"); }
     // Lines of the access log: "206 GET /clip 0-65535".
     std::string Log() const;
 
@@ -44,10 +50,11 @@ public:
 private:
     bool MakeCertificates() const;
     bool Start(int attempt);
-    void Write(int port) const;
+    void Configure() const;
     bool Run();
 
     Setting m_setting;
+    std::string m_program;
     TempFolder m_folder;
     std::string m_lack;
     int m_port = 0;
