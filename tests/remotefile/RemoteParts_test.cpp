@@ -106,7 +106,7 @@ TEST(RangePlanTest, ItGrowsUntilTheRestIsWanted) {
     constexpr uint64 kSize = 100'000'000;
     uint64 position = RangePlan::kFirst;
     plan.Took(position);
-    for (const uint64 length : {128 << 10, 256 << 10, 512 << 10, 1 << 20}) {
+    for (const uint64 length : std::initializer_list<uint64>{128 << 10, 256 << 10, 512 << 10, 1 << 20}) {
         EXPECT_EQ(plan.LastByte(position, position, 1000, kSize), position + length - 1);
         position += length;
         plan.Took(length);
