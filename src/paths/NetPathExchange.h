@@ -48,6 +48,10 @@ public:
     // 1 for four numbers up to 255 with dots between. A group may have any number of digits, also none.
     static int IsIPv4Address(const wchar_t* text) noexcept;
 
+    // What stands in front of the names of shares that lie on this machine: asked for until it is known, then
+    // kept. May throw std::bad_alloc.
+    std::wstring Workgroup();
+
     int Visit(vxcio::NetPathVisitor visit, void* context) noexcept;
     int VisitSpecialDrives(vxcio::SpecialDriveVisitor visit, void* context) noexcept;
 
@@ -60,7 +64,6 @@ private:
     void AddOwnShares(std::vector<vxcio::NetPathRecord>& table) const;
     std::wstring ToLocal(const std::wstring& path);
     std::wstring ToUNC(const std::wstring& path);
-    std::wstring Workgroup();
     std::wstring Resolve(std::wstring_view host) const;
     std::wstring AddressRoot(std::size_t index);
 

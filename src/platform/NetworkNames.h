@@ -1,8 +1,8 @@
 // NetworkNames.h - what this machine shares, which shares its drives and folders lead to, and what its
 // network is called, behind a table that tests replace.
 //
-// Texts that come out are cut to the room that is told, with their terminating zero; nothing of them counts
-// where the call fails. Any thread; the calls that may wait for a disk or the network are marked.
+// Texts that come out are cut to the room, with their terminating zero; nothing of them counts where the call
+// fails. Any thread; the calls that may wait for a disk or the network are marked.
 #pragma once
 
 #include "frame/Types.h"

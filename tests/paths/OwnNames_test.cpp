@@ -1,5 +1,8 @@
 #include "paths/OwnNames.h"
 
+#include "paths/FakeNetwork.h"
+#include "paths/NetPathFixture.h"
+#include "paths/NetPaths.h"
 #include "support/PlatformScope.h"
 #include "support/SettingsScope.h"
 #include "support/TempFolder.h"
@@ -46,9 +49,16 @@ int Give(const wchar_t* text, wchar_t* room, int characters) {
     return static_cast<int>(length);
 }
 
+// No work group is known yet.
+class OwnNamesTest : public testing::Test {
+protected:
+    OwnNamesTest() { NetPathInspector::Forget(NetPathExchange()); }
+    ~OwnNamesTest() override { NetPathInspector::Forget(NetPathExchange()); }
+};
+
 } // namespace
 
-TEST(OwnNamesTest, TheyComeFromTheConfigurationWithItsFile) {
+TEST_F(OwnNamesTest, TheyComeFromTheConfigurationWithItsFile) {
     const TempFolder folder;
     folder.Write("smb.conf", "[global]\nnetbios name = studio\nworkgroup = House\n");
     SettingsScope settings;
@@ -56,11 +66,11 @@ TEST(OwnNamesTest, TheyComeFromTheConfigurationWithItsFile) {
     const Told told = Ask();
     EXPECT_EQ(told.computer, L"STUDIO");
     EXPECT_EQ(told.computerFrom, folder.Wide("smb.conf"));
-    EXPECT_EQ(told.workgroup, L"House");
+    EXPECT_EQ(told.workgroup, L"HOUSE");
     EXPECT_EQ(told.configuration, folder.Wide("smb.conf"));
 }
 
-TEST(OwnNamesTest, WithoutOneTheHostNamesTheComputer) {
+TEST_F(OwnNamesTest, WithoutOneTheHostNamesTheComputer) {
     const TempFolder folder;
     SettingsScope settings;
     settings.Set(L"SambaConfiguration", folder.Wide("missing"));
@@ -73,7 +83,7 @@ TEST(OwnNamesTest, WithoutOneTheHostNamesTheComputer) {
     EXPECT_EQ(Ask().configuration, L"/etc/samba/smb.conf");
 }
 
-TEST(OwnNamesTest, TheWorkGroupIsAskedForWithTheNameOfTheWorkstation) {
+TEST_F(OwnNamesTest, TheWorkGroupIsAskedForWithTheNameOfTheWorkstation) {
     const PlatformScope platform;
     static std::wstring asked;
     asked.clear();
@@ -90,11 +100,21 @@ TEST(OwnNamesTest, TheWorkGroupIsAskedForWithTheNameOfTheWorkstation) {
     EXPECT_EQ(asked, L"\\\\TWO");
 }
 
-TEST(OwnNamesTest, WhatCannotBeHadIsEmpty) {
+TEST_F(OwnNamesTest, WhatCannotBeHadIsEmpty) {
     const PlatformScope platform;
     platform.Network().computerName = [](wchar_t*, int) { return 0; };
     platform.Network().openProviders = []() -> void* { return nullptr; };
     const Told told = Ask();
     EXPECT_EQ(told.computer, L"");
     EXPECT_EQ(told.workgroup, L"");
+}
+
+TEST_F(OwnNamesTest, TheWorkGroupIsTheOneThatConversionsUse) {
+    FakeNetwork network;
+    network.AddShare(L"media", L"\\srv\\media");
+    EXPECT_EQ(Ask().workgroup, L"");
+    network.SetWorkgroup(L"STUDIO");
+    EXPECT_STREQ(Local2UNC(L"\\srv\\media\\a"), L"STUDIO\\\\HOST\\media\\a");
+    network.SetWorkgroup(L"LATER");
+    EXPECT_EQ(Ask().workgroup, L"STUDIO");
 }
