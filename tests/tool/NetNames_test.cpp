@@ -65,7 +65,7 @@ TEST_F(ToolNetNamesTest, AShareOfThisMachineIsItsFolder) {
     EXPECT_EQ(told["openedAs"], InTable("media") + "\\clip.mxf");
     EXPECT_EQ(told["localFile"], InTable("media") + "\\clip.mxf");
     EXPECT_EQ(told["systemFile"], m_Folder.Name("media/clip.mxf"));
-    EXPECT_EQ(told["shareName"], "House\\\\STUDIO\\Media\\clip.mxf");
+    EXPECT_EQ(told["shareName"], "HOUSE\\\\STUDIO\\Media\\clip.mxf");
     EXPECT_EQ(Run({"cat", "\\\\studio\\MEDIA\\clip.mxf"}).out, "content");
 }
 
@@ -74,7 +74,7 @@ TEST_F(ToolNetNamesTest, AFileOfThisSystemIsAskedForWithBackslashes) {
     EXPECT_EQ(told["rule"], "plain");
     EXPECT_EQ(told["openedAs"], m_Folder.Name("media/clip.mxf"));
     EXPECT_TRUE(told["localFile"].is_null());
-    EXPECT_EQ(told["shareName"], "House\\\\STUDIO\\Media\\clip.mxf");
+    EXPECT_EQ(told["shareName"], "HOUSE\\\\STUDIO\\Media\\clip.mxf");
     EXPECT_EQ(told["systemFile"], m_Folder.Name("media/clip.mxf"));
     EXPECT_EQ(Path(m_Folder.Name("smb.conf"))["shareName"], "Local\\" + InTable("smb.conf"));
     EXPECT_TRUE(Path("/odd\\name")["shareName"].is_null());
@@ -166,7 +166,7 @@ TEST_F(ToolNetNamesTest, TheTableIsPrintedInColumns) {
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
     EXPECT_THAT(outcome.out,
                 HasSubstr("computer     STUDIO (netbios name in " + m_Folder.Name("smb.conf") + ")\n"));
-    EXPECT_THAT(outcome.out, HasSubstr("work group   House\n"));
+    EXPECT_THAT(outcome.out, HasSubstr("work group   HOUSE\n"));
     EXPECT_THAT(outcome.out, HasSubstr("local drives D:\\\n"));
     EXPECT_THAT(outcome.out, HasSubstr("\nSHARE "));
     EXPECT_THAT(outcome.out, HasSubstr("\n\\\\STUDIO\\Media "));
@@ -185,7 +185,7 @@ TEST_F(ToolNetNamesTest, TheSameTableComesAsJson) {
     const json all = json::parse(outcome.out);
     EXPECT_EQ(all["computer"], "STUDIO");
     EXPECT_EQ(all["computerFrom"], m_Folder.Name("smb.conf"));
-    EXPECT_EQ(all["workgroup"], "House");
+    EXPECT_EQ(all["workgroup"], "HOUSE");
     EXPECT_EQ(all["configuration"], m_Folder.Name("smb.conf"));
     EXPECT_TRUE(all["localDrives"].empty());
     ASSERT_FALSE(all["shares"].empty());

@@ -1,5 +1,5 @@
 // Shares from Samba's configuration, drives and mounted shares from the system layer, drives that stay local
-// from the settings. What the tables of the interface call a listing that was opened is a copy of its names.
+// from the settings. What the tables of the interface call a listing that was opened is a list of its names.
 #include "platform/NetworkNames.h"
 
 #include "frame/SystemLayer.h"
@@ -44,6 +44,13 @@ int GiveOut(std::wstring_view text, wchar_t* room, int characters) noexcept {
     return static_cast<int>(length);
 }
 
+// Names of computers and work groups are in upper case.
+std::wstring NetworkName(const std::string& name) {
+    std::wstring wide = FromUtf8(name);
+    std::transform(wide.begin(), wide.end(), wide.begin(), FoldUpper);
+    return wide;
+}
+
 // The name by which Windows would know this machine.
 std::wstring ComputerName(const SambaConfiguration& samba) {
     std::string name = samba.netbiosName;
@@ -54,14 +61,12 @@ std::wstring ComputerName(const SambaConfiguration& samba) {
         }
         name = name.substr(0, name.find('.'));
     }
-    std::wstring wide = FromUtf8(name);
-    std::transform(wide.begin(), wide.end(), wide.begin(), FoldUpper);
-    return wide;
+    return NetworkName(name);
 }
 
 int GiveComputerName(wchar_t* name, int characters) {
     try {
-        return GiveOut(ComputerName(OwnSamba()), name, characters);
+        return GiveOut(ComputerName(*OwnSamba()), name, characters);
     } catch (const std::bad_alloc&) {
         return 0;
     }
@@ -83,13 +88,13 @@ struct Shares {
 
 void* OpenShares(const wchar_t* computer) {
     try {
-        const SambaConfiguration samba = OwnSamba();
-        const std::wstring own = L"\\\\" + ComputerName(samba);
+        const std::shared_ptr<const SambaConfiguration> samba = OwnSamba();
+        const std::wstring own = L"\\\\" + ComputerName(*samba);
         if (computer == nullptr || !IsSame(computer, own)) {
             return nullptr;
         }
         auto shares = std::make_unique<Shares>();
-        for (const SambaShare& share : samba.shares) {
+        for (const SambaShare& share : samba->shares) {
             if (HasWideForm(share)) {
                 shares->names.push_back(own + L'\\' + FromUtf8(share.name));
             }
@@ -116,9 +121,11 @@ void CloseShares(void* opened) {
     delete static_cast<Shares*>(opened);
 }
 
+using ShareRecords = std::shared_ptr<const SambaConfiguration>;
+
 void* OpenShareRecords() {
     try {
-        return std::make_unique<SambaConfiguration>(OwnSamba()).release();
+        return std::make_unique<ShareRecords>(OwnSamba()).release();
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
@@ -126,7 +133,7 @@ void* OpenShareRecords() {
 
 int ShareRecord(void* records, const wchar_t* share, uint8* record, uint32* bytes) {
     try {
-        const auto& shares = static_cast<const SambaConfiguration*>(records)->shares;
+        const auto& shares = (*static_cast<const ShareRecords*>(records))->shares;
         const std::string wanted = ToUtf8(share);
         const auto found = std::find_if(shares.begin(), shares.end(), [&](const SambaShare& entry) {
             return entry.name == wanted && HasWideForm(entry);
@@ -151,7 +158,7 @@ int ShareRecord(void* records, const wchar_t* share, uint8* record, uint32* byte
 }
 
 void CloseShareRecords(void* records) {
-    delete static_cast<SambaConfiguration*>(records);
+    delete static_cast<ShareRecords*>(records);
 }
 
 // A name that does not fit is none: cut, it would be that of another folder.
@@ -250,7 +257,7 @@ int ProviderName(void*, wchar_t* name, int characters) {
 
 int ResourceParent(void*, const wchar_t*, const wchar_t*, wchar_t* parent, int characters) {
     try {
-        return GiveOut(FromUtf8(OwnSamba().workgroup), parent, characters);
+        return GiveOut(NetworkName(OwnSamba()->workgroup), parent, characters);
     } catch (const std::bad_alloc&) {
         return 0;
     }

@@ -12,7 +12,6 @@
 #include <climits>
 #include <ctime>
 #include <filesystem>
-#include <memory>
 #include <mutex>
 
 #include <fcntl.h>
@@ -84,17 +83,6 @@ std::optional<std::string> ReadIncludedFile(const std::string& name) {
     }
     FileText file = ReadText(name, kLargestFile);
     return file.state == FileState::Good ? std::optional(std::move(file.text)) : std::nullopt;
-}
-
-std::string ConfigurationFile() {
-    std::wstring name(kNameCharacters, L'\0');
-    int size = kNameCharacters;
-    if (VXC_GetGlobalStringW(kSettingsPath, kSettingsSection, L"SambaConfiguration", name.data(), &size, 0) ==
-            0 ||
-        name[0] == 0) {
-        return kStandardFile;
-    }
-    return ToUtf8(name.c_str());
 }
 
 std::vector<SambaShare> ReadUserShares(const std::string& ownFolder) {
@@ -192,16 +180,27 @@ void Note(const std::string& file, FileState state, std::size_t skippedLines) {
 
 } // namespace
 
-SambaConfiguration OwnSamba() {
+std::string OwnSambaFile() {
+    std::wstring name(kNameCharacters, L'\0');
+    int size = kNameCharacters;
+    if (VXC_GetGlobalStringW(kSettingsPath, kSettingsSection, L"SambaConfiguration", name.data(), &size, 0) ==
+            0 ||
+        name[0] == 0) {
+        return kStandardFile;
+    }
+    return ToUtf8(name.c_str());
+}
+
+std::shared_ptr<const SambaConfiguration> OwnSamba() {
     Kept fresh;
-    fresh.file = ConfigurationFile();
+    fresh.file = OwnSambaFile();
     fresh.stamp = StampOf(fresh.file); // of before the reading: what changes meanwhile is read again
     Keeper& keeper = TheKeeper();
     {
         const std::lock_guard lock(keeper.mutex);
         const Kept& kept = keeper.kept;
         if (kept.isRead && kept.isSettled && kept.file == fresh.file && kept.stamp == fresh.stamp) {
-            return *kept.configuration;
+            return kept.configuration;
         }
     }
     const FileText content = ReadText(fresh.file, kLargestFile);
@@ -228,7 +227,7 @@ SambaConfiguration OwnSamba() {
     if (isNews) {
         Note(fresh.file, fresh.state, configuration->skippedLines);
     }
-    return *configuration;
+    return configuration;
 }
 
 } // namespace vxcio

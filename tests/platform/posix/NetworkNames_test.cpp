@@ -158,7 +158,7 @@ TEST_F(NetworkNamesTest, NamesAreCutToTheirRoom) {
     EXPECT_EQ(NetworkNames().computerName(name, 0), 0);
     EXPECT_EQ(NetworkNames().computerName(nullptr, 9), 0);
     EXPECT_EQ(NetworkNames().resourceParent(nullptr, L"\\\\TOWER", L"", name, 4), 3);
-    EXPECT_STREQ(name, L"stu");
+    EXPECT_STREQ(name, L"STU");
 }
 
 TEST_F(NetworkNamesTest, TheWorkGroupIsReadEachTimeWithTheConfiguration) {
@@ -166,9 +166,9 @@ TEST_F(NetworkNamesTest, TheWorkGroupIsReadEachTimeWithTheConfiguration) {
     Configure("[media]\npath = /srv\n");
     EXPECT_EQ(WorkGroup(), L"");
     Configure("workgroup = Studio\n");
-    EXPECT_EQ(WorkGroup(), L"Studio");
+    EXPECT_EQ(WorkGroup(), L"STUDIO");
     Configure("workgroup = \xD0\xA1\xD1\x82\n");
-    EXPECT_EQ(WorkGroup(), L"\u0421\u0442");
+    EXPECT_EQ(WorkGroup(), L"\u0421\u0422");
 }
 
 // ---- its shares

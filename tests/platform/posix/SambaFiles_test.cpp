@@ -29,8 +29,8 @@ protected:
 
 TEST_F(SambaFilesTest, TheSettingNamesTheFile) {
     Configure("[media]\npath = /srv/media\n");
-    ASSERT_EQ(OwnSamba().shares.size(), 1u);
-    EXPECT_EQ(OwnSamba().shares[0].path, "/srv/media");
+    ASSERT_EQ(OwnSamba()->shares.size(), 1u);
+    EXPECT_EQ(OwnSamba()->shares[0].path, "/srv/media");
     m_folder.Write("m\xC3\xA9\xFF.conf", "[other]\npath = /srv\nusershare path = /no\n"
                                          "[global]\nusershare path = /no/such\n");
     m_settings.Set(L"SambaConfiguration", FromUtf8(m_folder.Name("m\xC3\xA9\xFF.conf")));
@@ -80,7 +80,7 @@ TEST_F(SambaFilesTest, ABrokenLinkOrMissingFileMeansNoShares) {
     const LogCapture log;
     EXPECT_THAT(Names(), IsEmpty());
     EXPECT_THAT(Names(), IsEmpty());
-    EXPECT_EQ(OwnSamba().workgroup, "");
+    EXPECT_EQ(OwnSamba()->workgroup, "");
     EXPECT_EQ(log.Texts(INFOTYPE_ERROR),
               std::vector<std::wstring>{L"Samba's configuration " + File() + L" is not there"});
     std::filesystem::create_symlink("nowhere", m_folder.Path() / "smb.conf");
@@ -175,7 +175,7 @@ TEST_F(SambaFilesTest, UsersSharesComeByTheNamesOfTheirFiles) {
     m_folder.Write("users/.hidden", "path=/h\n");
     m_folder.Write("users/:tmpA1b2c3", "path=/half\n"); // is just being made
     EXPECT_THAT(Names(), ElementsAre("zoo", ".hidden", "a", "Alpha"));
-    EXPECT_EQ(OwnSamba().shares[0].path, "/zoo");
+    EXPECT_EQ(OwnSamba()->shares[0].path, "/zoo");
 }
 
 TEST_F(SambaFilesTest, WhatIsNoFileOfAUserIsLeftOut) {
@@ -226,7 +226,7 @@ TEST_F(SambaFilesTest, AReaderMeetsTheOldTextOrTheNewOne) {
             bool hadMany = false;
             bool isCounted = false;
             while (!isOver) {
-                const std::size_t shares = OwnSamba().shares.size();
+                const std::size_t shares = OwnSamba()->shares.size();
                 ASSERT_TRUE(shares == 1 || shares == 500) << shares;
                 (shares == 1 ? hadOne : hadMany) = true;
                 if (hadOne && hadMany && !isCounted) {

@@ -35,7 +35,8 @@ protected:
 
     static std::vector<std::string> Names() {
         std::vector<std::string> names;
-        for (const SambaShare& share : OwnSamba().shares) {
+        const auto samba = OwnSamba();
+        for (const SambaShare& share : samba->shares) {
             names.push_back(share.name);
         }
         return names;

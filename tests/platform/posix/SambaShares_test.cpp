@@ -92,9 +92,62 @@ TEST(SambaSharesTest, TheLastValueCounts) {
 TEST(SambaSharesTest, ASectionThatComesAgainGoesOn) {
     EXPECT_THAT(Shares("[Media]\npath = /a\n[other]\npath = /o\n[MEDIA]\npath = /b\n"),
                 ElementsAre("Media=/b", "other=/o"));
-    EXPECT_THAT(Shares("[media]\ncomment = x\n[other]\npath = /o\n[media]\npath = /b\n"),
-                ElementsAre("media=/b", "other=/o"));
+    EXPECT_THAT(Shares("[h\xC3\xA4user]\npath = /h\n[o]\npath = /o\n[H\xC3\x84USER]\npath = /b\n"),
+                ElementsAre("h\xC3\xA4user=/b", "o=/o"));
     EXPECT_EQ(Parse("[global]\nworkgroup = A\n[x]\n[Global]\nnetbios name = B\n").workgroup, "A");
+}
+
+TEST(SambaSharesTest, AShareWithoutAPathWhenItsSectionEndsIsNotAvailable) {
+    const std::string text = "[media]\ncomment = x\n[other]\npath = /o\n[media]\npath = /b\n";
+    EXPECT_THAT(Shares(text), ElementsAre("other=/o"));
+    EXPECT_THAT(Shares(text + "available = yes\n"), ElementsAre("media=/b", "other=/o"));
+    // The end of an included file ends no section.
+    EXPECT_THAT(Shares("include = /a\npath = /p\n", {{"/a", "[media]\ncomment = x\n"}}),
+                ElementsAre("media=/p"));
+    EXPECT_THAT(Shares("[media]\npath = /a\n[o]\npath = /o\n[media]\npath =\n[p]\npath = /p\n[media]\n"
+                       "path = /b\n"),
+                ElementsAre("o=/o", "p=/p"));
+}
+
+TEST(SambaSharesTest, ASectionBeginsWithWhatTheGlobalOneSaysOfSharesByThen) {
+    EXPECT_THAT(Shares("path = /all\n[a]\n[b]\npath = /b\n[global]\npath = /later\n[c]\n[a]\ncomment = x\n"),
+                ElementsAre("a=/all", "b=/b", "c=/later"));
+    EXPECT_THAT(Shares("[a]\ncomment = x\n[global]\npath = /later\n[b]\n"), ElementsAre("b=/later"));
+    EXPECT_THAT(Shares("path = /all\n[a]\npath =\n"), IsEmpty());
+    EXPECT_THAT(Shares("available = no\n[a]\npath = /a\n[b]\npath = /b\navailable = yes\n"),
+                ElementsAre("b=/b"));
+}
+
+TEST(SambaSharesTest, ACopyOfASectionSaysWhatItSaysWhereItSaysNothingItself) {
+    EXPECT_THAT(Shares("[a]\npath = /a\n[b]\ncopy = A\n[c]\npath = /c\nCopy=a\n[d]\ncopy = a\npath = /d\n"),
+                ElementsAre("a=/a", "b=/a", "c=/c", "d=/d"));
+    EXPECT_THAT(Shares("[a]\npath = /a\navailable = no\n[b]\ncopy = a\n[c]\ncopy = a\navailable = yes\n"
+                       "[d]\ncopy = c\n"),
+                ElementsAre("c=/a", "d=/a"));
+    EXPECT_THAT(Shares("path = /all\n[a]\npath = /a\n[b]\ncopy = a\n"), ElementsAre("a=/a", "b=/a"));
+    // Of itself, of none, of the global section.
+    EXPECT_THAT(Shares("[a]\npath = /a\ncopy = a\n[b]\ncopy = c\n[c]\npath = /c\n[global]\npath = /all\n"
+                       "[b]\ncopy = global\n"),
+                ElementsAre("a=/a", "c=/c"));
+    EXPECT_THAT(Shares("[a]\npath = /a\n[global]\ncopy = a\n[b]\n"), ElementsAre("a=/a"));
+}
+
+// Ten thousand sections may inherit it.
+TEST(SambaSharesTest, AValueThatIsNoPathForItsLengthIsInheritedByNobody) {
+    const std::string longest = "/" + std::string(4095, 'x');
+    EXPECT_THAT(Shares("path = " + longest + "\n[a]\n"), ElementsAre("a=" + longest));
+    EXPECT_THAT(Shares("path = " + longest + "x\n[a]\n[b]\npath = /b\n"), ElementsAre("b=/b"));
+}
+
+TEST(SambaSharesTest, WhatStandsBehindTenThousandSectionsIsLeftOut) {
+    std::string text;
+    for (std::size_t i = 0; i < kMostSections + 10; ++i) {
+        text += "[s" + std::to_string(i) + "]\npath = /" + std::to_string(i) + "\n";
+    }
+    const std::vector<std::string> shares = Shares(text + "[s0]\npath = /first\n");
+    ASSERT_EQ(shares.size(), kMostSections - 2); // one is the global section, one what belongs nowhere
+    EXPECT_EQ(shares.front(), "s0=/first");
+    EXPECT_EQ(shares.back(), "s9997=/9997");
 }
 
 TEST(SambaSharesTest, SpecialSectionsAreNoShares) {
@@ -115,6 +168,8 @@ TEST(SambaSharesTest, SharesThatAreNotAvailableAreLeftOut) {
                     ElementsAre("media=/srv"))
             << yes;
     }
+    EXPECT_THAT(Shares("[template]\npath = /srv\n-valid = no\n[media]\npath = /m\n-valid = yes\n"),
+                ElementsAre("media=/m"));
     EXPECT_THAT(Shares("[media]\nAvail able = no\npath = /srv\n"), IsEmpty());
     EXPECT_THAT(Shares("[media]\navailable = no\npath = /srv\navailable = yes\n"), ElementsAre("media=/srv"));
 }
@@ -128,22 +183,29 @@ TEST(SambaSharesTest, OnlyWholePathsThatAreTheSameForEverybodyCount) {
     EXPECT_THAT(Shares("[media]\npath = /\n"), ElementsAre("media=/"));
 }
 
-TEST(SambaSharesTest, BlanksWithinNamesAndPathsStay) {
-    EXPECT_THAT(Shares("[ my media ]\npath =  /srv/my  media \t\r\n"),
-                ElementsAre("my media=/srv/my  media"));
+TEST(SambaSharesTest, OfBlanksBehindEachOtherTheFirstStays) {
+    EXPECT_THAT(Shares("[my media]\npath =  /srv/my  \t media \t\r\n"),
+                ElementsAre("my media=/srv/my media"));
+    EXPECT_THAT(Shares("[a  b]\npath = /a\n[a b]\npath = /b\n[c\t d]\npath = /c\t \td\n"),
+                ElementsAre("a b=/b", "c\td=/c\td"));
+    // At the ends of a section's name too.
+    EXPECT_THAT(Shares("[  my media \t]\npath = /srv\n[my media]\npath = /other\n"),
+                ElementsAre(" my media =/srv", "my media=/other"));
 }
 
-TEST(SambaSharesTest, QuotationMarksAroundAValueDoNotCount) {
+TEST(SambaSharesTest, QuotationMarksAtTheEndsOfAValueDoNotCount) {
     EXPECT_THAT(Shares("[media]\npath = \"/srv/my media\"\n"), ElementsAre("media=/srv/my media"));
-    EXPECT_THAT(Shares("[media]\npath = /srv/\"my\"\n"), ElementsAre("media=/srv/\"my\""));
-    EXPECT_THAT(Shares("[media]\npath = \"/srv\n"), IsEmpty());
-    EXPECT_THAT(Shares("[media]\npath = \"/srv\" \"/more\"\n"), IsEmpty());
+    EXPECT_THAT(Shares("[media]\npath = \"\"/srv\"\"\n"), ElementsAre("media=/srv"));
+    EXPECT_THAT(Shares("[media]\npath = /srv/\"my\"\n"), ElementsAre("media=/srv/\"my"));
+    EXPECT_THAT(Shares("[media]\npath = \"/srv\n"), ElementsAre("media=/srv"));
+    EXPECT_THAT(Shares("[media]\npath = /srv/\"my\" media\n"), ElementsAre("media=/srv/\"my\" media"));
+    EXPECT_THAT(Shares("[media]\npath = \" /srv \"\n"), IsEmpty());
+    EXPECT_THAT(Shares("[\"media\"]\npath = /srv\n"), ElementsAre("\"media\"=/srv"));
     EXPECT_THAT(Shares("[media]\npath = \"\n[other]\npath = \"\"\n"), IsEmpty());
     EXPECT_EQ(Parse("workgroup = \"STUDIO\"\n").workgroup, "STUDIO");
 }
 
-// ---- lines
-// ---------------------------------------------------------------------------------------------------
+// ---- lines -------------------------------------------------------------------------------------------
 
 TEST(SambaSharesTest, CommentsAndEmptyLinesSayNothing) {
     const SambaConfiguration samba =
@@ -165,7 +227,13 @@ TEST(SambaSharesTest, ALineThatEndsWithABackslashGoesOn) {
     EXPECT_THAT(Shares("[media]\r\npath = /srv/\\\r\nmedia\r\n"), ElementsAre("media=/srv/media"));
     EXPECT_THAT(Shares("[me\\\ndia]\npa\\\nth \\\n= /s\\\nrv\n"), ElementsAre("media=/srv"));
     EXPECT_THAT(Shares("[media]\npath = /srv\ncomment = a \\\npath = /no\n"), ElementsAre("media=/srv"));
-    EXPECT_THAT(Shares("[media]\npath = /srv\\"), ElementsAre("media=/srv"));
+    EXPECT_THAT(Shares("[media]\npath = /srv  \\ \t\n  \t media\n"), ElementsAre("media=/srv media"));
+    EXPECT_THAT(Shares("[media]\npath = /srv\\\\\nmedia\n"), ElementsAre("media=/srv\\media"));
+    EXPECT_THAT(Shares("[media]\npath = /srv\\\n# 2\n"), ElementsAre("media=/srv# 2"));
+    EXPECT_THAT(Shares("[media]\npath = /srv\\\n\n[b]\npath = /b\n"), ElementsAre("media=/srv", "b=/b"));
+    EXPECT_THAT(Shares("[media]\npath = /srv\\\n"), ElementsAre("media=/srv"));
+    // Nothing is there to go on with.
+    EXPECT_THAT(Shares("[media]\npath = /srv\\"), ElementsAre("media=/srv\\"));
     EXPECT_THAT(Shares("\\\n\\\n\\"), IsEmpty());
 }
 
@@ -183,8 +251,7 @@ TEST(SambaSharesTest, ValuesBelowABrokenHeadingBelongToNoShare) {
     EXPECT_EQ(samba.skippedLines, 1u);
 }
 
-// ---- other files
-// ----------------------------------------------------------------------------------------------
+// ---- other files -------------------------------------------------------------------------------------
 
 TEST(SambaSharesTest, IncludedFilesStandInTheirPlace) {
     const Files files = {{"/etc/a", "workgroup = A\n[one]\npath = /one\n"},
@@ -205,7 +272,9 @@ TEST(SambaSharesTest, IncludedFilesIncludeNoOthers) {
 }
 
 TEST(SambaSharesTest, FilesThatAreNotThereAreNotIncluded) {
-    const SambaConfiguration samba = Parse("[media]\ninclude = /no\ninclude =\ninclude\npath = /srv\n");
+    const Files files = {{"/a", "[one]\npath = /one\n"}};
+    const SambaConfiguration samba =
+        Parse("[media]\ninclude = /no\ninclude =\ninclude = \"/a\"\ninclude\npath = /srv\n", files);
     EXPECT_THAT(Shares(samba), ElementsAre("media=/srv"));
     EXPECT_EQ(samba.skippedLines, 1u);
 }
@@ -223,8 +292,7 @@ TEST(SambaSharesTest, NoMoreThanAHundredFilesAreIncluded) {
     EXPECT_EQ(reads, kMostIncludes);
 }
 
-// ---- odd names
-// --------------------------------------------------------------------------------------------------
+// ---- odd names ---------------------------------------------------------------------------------------
 
 TEST(SambaSharesTest, NamesOfAnyBytesAndLengthsPass) {
     const std::string longName(5000, 'n');
@@ -261,8 +329,7 @@ TEST(SambaSharesTest, AnyBytesAreRead) {
     }
 }
 
-// ---- shares of users
-// --------------------------------------------------------------------------------------------
+// ---- shares of users ---------------------------------------------------------------------------------
 
 TEST(SambaSharesTest, AUsersShareHasThePathOfItsFile) {
     const std::string text =

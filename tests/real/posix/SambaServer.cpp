@@ -102,7 +102,9 @@ std::vector<std::string> SambaServer::TestedShares() const {
         line = Trimmed(line);
         const std::size_t equals = line.find('=');
         if (line.starts_with('[') && line.ends_with(']')) {
-            sections.push_back({line.substr(1, line.size() - 2), {}});
+            // What the global section says of all is not said again.
+            sections.push_back(sections.empty() ? Section() : sections.front());
+            sections.back().name = line.substr(1, line.size() - 2);
         } else if (!sections.empty() && equals != std::string::npos) {
             const std::string name = Trimmed(line.substr(0, equals));
             const std::string value = Trimmed(line.substr(equals + 1));
@@ -116,10 +118,9 @@ std::vector<std::string> SambaServer::TestedShares() const {
     std::vector<std::string> shares;
     for (const Section& section : sections) {
         std::string path = section.path;
-        // It shows values as they were written, and takes them without their quotation marks.
-        if (path.size() >= 2 && path.front() == '"' && path.back() == '"') {
-            path = path.substr(1, path.size() - 2);
-        }
+        // It shows values as they were written, and takes them without quotation marks at their ends.
+        path.erase(0, path.find_first_not_of('"'));
+        path.erase(path.find_last_not_of('"') + 1);
         const bool isSpecial = section.name == "global" || section.name == "homes" ||
                                section.name == "printers" || section.name == "print$";
         const bool isForAll = path.starts_with('/') && path.find('%') == std::string::npos;

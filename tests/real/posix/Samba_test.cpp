@@ -34,7 +34,8 @@ protected:
 
     static std::vector<std::string> OwnShares() {
         std::vector<std::string> shares;
-        for (const SambaShare& share : OwnSamba().shares) {
+        const auto samba = OwnSamba();
+        for (const SambaShare& share : samba->shares) {
             shares.push_back(share.name + "=" + share.path);
         }
         return shares;
@@ -117,6 +118,27 @@ TEST_F(SambaTest, SambasOwnReaderFindsTheSameShares) {
         "[media]\r\npath = /srv/media\r\n",
         "[media]\npath = /a\n[globals]\ncomment = none\n",
         "[media]\npath = /srv/media",
+        "[media]\ncomment = x\n[b]\npath = /b\n[media]\npath = /a\n",
+        "[media]\ncomment = x\n[b]\npath = /b\n[media]\npath = /a\navailable = yes\n",
+        "[media]\npath = /a\n[b]\npath = /b\n[media]\npath =\n",
+        "[media]\ncomment = x\ninclude = " + included + "\npath = /goes/on\n",
+        "path = /all\n[a]\ncomment = x\n[b]\npath = /b\n[global]\npath = /later\n[c]\ncomment = y\n",
+        "[a]\ncomment = x\n[global]\npath = /later\n[c]\ncomment = y\n",
+        "available = no\n[a]\npath = /a\n[b]\npath = /b\navailable = yes\n",
+        "[a]\npath = /a\n[b]\ncopy = A\n[c]\npath = /c\ncopy = a\n[d]\ncopy = a\npath = /d\n",
+        "[a]\npath = /a\navailable = no\n[b]\ncopy = a\n[c]\ncopy = a\navailable = yes\n",
+        "[a]\npath = /a\n-valid = no\n[b]\npath = /b\n-valid = yes\n",
+        "[my   media]\npath = /my  \t media\n[my media]\ncomment = x\n[ lead]\npath = /l\n[c \td]\npath = "
+        "/c\n",
+        "[glob al]\ncomment = x\n[a b]\npath = /1\n[ab]\npath = /2\n",
+        "[a]\npath = /srv \\ \t\n  media\n[b]\npath = /b\\\n\tc\n[c]\npath = /c\\\\\n[d]\n",
+        "[a]\npath = /a\\\n# no\n[b]\npath = /b\\\n\n[c]\n# \\\npath = /c\n  \\\n; \\\ncomment = /x\n",
+        "[a]\npath = /a\\",
+        "[h\xC3\xA4user]\npath = /a\n[H\xC3\x84USER]\npath = /b\n",
+        "[\"a\"]\npath = \"\"/a\"\"\n[b]\npath = \"/b\n[c]\npath = /c\"\n[d]\npath = /d/\"e\" f\n",
+        "include = \"" + included + "\"\n[a]\npath = /a\n",
+        "[a] path = /no\ncomment = z\n[b]c]\npath = /b\n[c[d]\npath = /c\nnonsense\n",
+        "[a]\npath = /a ; b\n[b]\npath = /b # c\n[c]\npath == /c\n[d]\npath = /d\rx\x0C\n",
     };
     for (const std::string& text : configurations) {
         m_samba.Configure(text);
@@ -126,8 +148,8 @@ TEST_F(SambaTest, SambasOwnReaderFindsTheSameShares) {
 
 TEST_F(SambaTest, TheNamesOfTheMachineAreItsConfigurations) {
     VXC_NEEDS_SAMBA(m_samba);
-    EXPECT_EQ(OwnSamba().netbiosName, "TOWER");
-    EXPECT_EQ(OwnSamba().workgroup, "STUDIO");
+    EXPECT_EQ(OwnSamba()->netbiosName, "TOWER");
+    EXPECT_EQ(OwnSamba()->workgroup, "STUDIO");
     EXPECT_THAT(OwnShares(), IsEmpty());
 }
 
