@@ -5,13 +5,11 @@
 #include "fuzz/NetPathsInput.h"
 #include "paths/FakeNetwork.h"
 #include "paths/NetPathExchange.h"
+#include "support/FuzzCorpus.h"
 #include "text/Utf8.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <random>
 #include <string>
@@ -157,19 +155,5 @@ TEST(NetPathModelTest, RandomTextsAreAddressesAsStepByStep) {
 }
 
 TEST(NetPathModelTest, NamesThatTheFuzzerFoundAreConvertedAsStepByStep) {
-    int files = 0;
-    const auto folder = std::filesystem::path(VXC_TEST_SOURCE_DIR) / "fuzz/corpus/fuzz_net_paths";
-    for (const auto& file : std::filesystem::directory_iterator(folder)) {
-        SCOPED_TRACE(file.path().filename().string());
-        std::ifstream in(file.path(), std::ios::binary);
-        const std::vector<char> content(std::istreambuf_iterator<char>(in), {});
-        for (std::size_t length = content.size() + 1; length-- > 0;) {
-            // Copied, so that each piece has memory of its exact size.
-            const std::vector<std::uint8_t> piece(content.begin(),
-                                                  content.begin() + static_cast<std::ptrdiff_t>(length));
-            vxcio::fuzz::FuzzNetPaths(piece.data(), piece.size());
-        }
-        ++files;
-    }
-    EXPECT_GE(files, 10) << folder;
+    ReplayCorpus("fuzz_net_paths", vxcio::fuzz::FuzzNetPaths);
 }

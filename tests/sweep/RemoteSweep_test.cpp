@@ -120,9 +120,7 @@ TEST_P(RemoteSweepTest, WhateverTheModuleFailsOrThrows) {
                 ASSERT_EQ(Judge(outcome), "") << nth << " " << throws << " " << fromThenOn;
                 if (companion.Broken() == 0) {
                     ExpectClean(outcome);
-                    ASSERT_GT(
-                        nth,
-                        16); // the open, four jumps with what they skipped, the rest of the digest, the end
+                    ASSERT_GT(nth, 16);
                     break;
                 }
                 ASSERT_LT(nth, kMostRuns);
