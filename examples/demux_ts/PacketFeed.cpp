@@ -1,5 +1,6 @@
 #include "PacketFeed.h"
 
+#include "../common/ShownName.h"
 #include "Malformed.h"
 
 #include <algorithm>
@@ -31,7 +32,7 @@ PacketFeed::PacketFeed(const std::string& name)
     : m_source(CSoftDataSource::Construct(IOWORKMODE_FILE)), m_block(kLargestPiece) {
     if (!m_source || m_source->OpenFile(std::filesystem::path(name).wstring().c_str(),
                                         VXC_FILE_FLAG_SEQUENTIAL_SCAN, nullptr, 0) != VXC_STATUS_OK) {
-        throw std::runtime_error(name + " cannot be opened");
+        throw std::runtime_error(ShownName(name) + " cannot be opened");
     }
     m_producer = std::thread([this] { Produce(); });
 }

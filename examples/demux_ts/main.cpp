@@ -9,6 +9,7 @@
 // of each PES packet came out of the queue as it went in; otherwise it is 1, with the reason. Both are
 // written as VIDEO.part and AUDIO.part, and get their names only when all is well: until then files of these
 // names stay as they are. What a jump that the stream announces has broken off is dropped, and told.
+#include "../common/ShownName.h"
 #include "Demuxer.h"
 #include "FrameQueue.h"
 #include "Malformed.h"
@@ -71,7 +72,7 @@ int main(int argc, char** argv) {
         Run(argv[1], argv[2], argv[3]);
         return 0;
     } catch (const Malformed& error) {
-        std::fprintf(stderr, "demux_ts: %s is refused: %s\n", argv[1], error.what());
+        std::fprintf(stderr, "demux_ts: %s is refused: %s\n", ShownName(argv[1]).c_str(), error.what());
     } catch (const std::exception& error) {
         std::fprintf(stderr, "demux_ts: %s\n", error.what());
     }

@@ -1,8 +1,11 @@
 // demux_ts and its files: nothing that was there is lost, and no half result is left.
 #include "demux/DemuxRun.h"
 #include "demux/TsMuxer.h"
+#include "support/OddHttpServer.h"
 
 #include "OutFile.h"
+
+#include <gmock/gmock.h>
 
 #include <stdexcept>
 
@@ -76,6 +79,20 @@ TEST_F(DemuxFilesTest, AnInputThatIsNotThereCostsNothing) {
     ExpectLeftAlone({"nosuch", "v", "a"}, "nosuch cannot be opened");
     EXPECT_EQ(m_Folder.Read("old.v"), "old video");
     EXPECT_EQ(m_Folder.Read("old.a"), "old audio");
+}
+
+TEST_F(DemuxFilesTest, NoMessageShowsThePasswordOfAUrl) {
+    // Nobody listens there.
+    const char* const shown = "http://norvex@127.0.0.1:9/a:b@c.ts cannot be opened";
+    ExpectLeftAlone({"http://norvex:s3cr:et@127.0.0.1:9/a:b@c.ts", "v", "a"}, shown);
+    ExpectLeftAlone({"http://norvex@127.0.0.1:9/a:b@c.ts", "v", "a"}, shown);
+    ExpectLeftAlone({"http://127.0.0.1:9/a:b@c.ts", "v", "a"},
+                    "http://127.0.0.1:9/a:b@c.ts cannot be opened");
+    const OddHttpServer server(ServeFiles({{"/a.ts", {.bytes = "no stream"}}}));
+    const Outcome refused = Demux({server.Address("/a.ts", "norvex:s3cret"), "v", "a"});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_THAT(refused.error,
+                testing::StartsWith("demux_ts: " + server.Address("/a.ts", "norvex") + " is refused: "));
 }
 
 TEST_F(DemuxFilesTest, AnOutputInAFolderThatIsNotThereOrProtectedIsRefused) {
