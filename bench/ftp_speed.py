@@ -35,7 +35,7 @@ def insist(good, what):
 class Transfers:
     def __init__(self, programs, server):
         self.work = os.path.join(programs, "ftp_work")
-        self.avio = os.path.join(programs, "ftp_avio")
+        self.avio = os.path.join(programs, "avio_work")
         self.server = server
 
     def file(self, name):

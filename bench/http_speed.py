@@ -114,7 +114,7 @@ class Reading:
         line("1 GiB by URL", times["library"], "curl", times["curl"])
         times = alternate({
             "library": lambda: self.told("http_work", "get", expected)[1],
-            "libavformat": lambda: self.told("http_avio", "get", expected)[1],
+            "libavformat": lambda: self.told("avio_work", "get", expected)[1],
         }, rounds, lambda: None)
         line("the same", times["library"], "libavformat", times["libavformat"])
 
@@ -122,7 +122,7 @@ class Reading:
         expected = f"{JUMPS} reads"
         times = alternate({
             "library": lambda: self.told("http_work", "jump", expected)[1],
-            "libavformat": lambda: self.told("http_avio", "jump", expected)[1],
+            "libavformat": lambda: self.told("avio_work", "jump", expected)[1],
         }, rounds, lambda: None)
         line(f"{JUMPS:,} reads of 64 KiB by URL", times["library"], "libavformat", times["libavformat"])
 

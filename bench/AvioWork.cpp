@@ -1,9 +1,11 @@
-// ftp_avio get URL BLOCK       reads a remote file through libavformat, BLOCK bytes at a time
-// ftp_avio seek URL LONGEST    small reads, with seeks forward by at most LONGEST between them
+// avio_work get URL BLOCK       reads a remote file through libavformat, BLOCK bytes at a time
+// avio_work seek URL LONGEST    small reads, with seeks forward by at most LONGEST between them
+// avio_work jump URL BLOCK      reads 64 KiB at each of 1,000 places; BLOCK does not count
 //
-// The peer of ftp_work, which see.
+// The peer of ftp_work and http_work, which see.
 #include "FtpContent.h"
 #include "FtpSeeks.h"
+#include "HttpJumps.h"
 
 extern "C" {
 #include <libavformat/avio.h>
@@ -20,12 +22,12 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 int Usage() {
-    std::fputs("usage: ftp_avio get URL BLOCK\n       ftp_avio seek URL LONGEST\n", stderr);
+    std::fputs("usage: avio_work get|jump URL BLOCK\n       avio_work seek URL LONGEST\n", stderr);
     return 2;
 }
 
 int Fail(const char* what) {
-    std::fprintf(stderr, "ftp_avio: %s failed\n", what);
+    std::fprintf(stderr, "avio_work: %s failed\n", what);
     return 1;
 }
 
@@ -80,6 +82,27 @@ int Seek(const char* url, uint32 longest) {
     return Report(bench::kSeeks, "seeks", start);
 }
 
+int Jump(const char* url) {
+    constexpr int kRead = static_cast<int>(bench::kReadAtJump);
+    std::vector<uint8> buffer(bench::kReadAtJump);
+    const auto start = Clock::now();
+    AVIOContext* context = nullptr;
+    if (avio_open(&context, url, AVIO_FLAG_READ) < 0) {
+        return Fail("opening");
+    }
+    bench::JumpPlaces places(static_cast<uint64>(avio_size(context)));
+    for (int i = 0; i < bench::kJumps; ++i) {
+        const uint64 place = places.Next();
+        if (avio_seek(context, static_cast<int64>(place), SEEK_SET) != static_cast<int64>(place) ||
+            avio_read(context, buffer.data(), kRead) != kRead ||
+            !bench::IsContent(buffer.data(), bench::kReadAtJump, place)) {
+            return Fail("reading");
+        }
+    }
+    avio_closep(&context);
+    return Report(bench::kJumps, "reads", start);
+}
+
 } // namespace
 
 int main(int count, char** arguments) {
@@ -88,6 +111,9 @@ int main(int count, char** arguments) {
     av_log_set_level(AV_LOG_QUIET);
     if (work == "get" && size > 0) {
         return Get(arguments[2], size);
+    }
+    if (work == "jump" && size > 0) {
+        return Jump(arguments[2]);
     }
     return work == "seek" && size >= 8 ? Seek(arguments[2], static_cast<uint32>(size)) : Usage();
 }
