@@ -137,6 +137,22 @@ void AddMounts(std::vector<NetPathRecord>& table) {
     }
 }
 
+// The object whose table this thread builds. What it asks may log, and who reads the log may convert a name:
+// for him there are no shares yet.
+thread_local const CQLNetPathExchange* t_building = nullptr;
+
+class Building {
+public:
+    explicit Building(const CQLNetPathExchange& exchange) noexcept
+        : m_former(std::exchange(t_building, &exchange)) {}
+    ~Building() { t_building = m_former; }
+    Building(const Building&) = delete;
+    Building& operator=(const Building&) = delete;
+
+private:
+    const CQLNetPathExchange* const m_former;
+};
+
 } // namespace
 
 void CQLNetPathExchange::AddOwnShares(std::vector<NetPathRecord>& table) const {
@@ -163,11 +179,12 @@ void CQLNetPathExchange::AddOwnShares(std::vector<NetPathRecord>& table) const {
 }
 
 void CQLNetPathExchange::BuildTable() {
-    if (m_bInitialized.load(std::memory_order_acquire) != 0) {
+    if (m_bInitialized.load(std::memory_order_acquire) != 0 || t_building == this) {
         return;
     }
     UnconnectedDrives unconnected;
     {
+        const Building building(*this);
         const std::lock_guard lock(m_BuildMutex);
         if (m_bInitialized.load(std::memory_order_relaxed) != 0) {
             return;

@@ -1,6 +1,8 @@
 // How the table of shares and drives is built.
+#include "frame/Log.h"
 #include "paths/NetPathFixture.h"
 #include "paths/NetPaths.h"
+#include "platform/NetworkNames.h"
 #include "support/LogCapture.h"
 
 #include <gmock/gmock.h>
@@ -280,6 +282,30 @@ TEST_F(NetPathTableTest, WhoReadsTheLogMayConvertNames) {
     Table();
     SetLogReceiver(nullptr, nullptr, INFOTYPE_ERROR);
     EXPECT_EQ(reader.local, L"D:\\clips\\a");
+}
+
+TEST_F(NetPathTableTest, WhoReadsTheLogMayConvertNamesWhileItIsBuilt) {
+    network.AddShare(L"clips", L"D:\\clips");
+    struct Reader {
+        CQLNetPathExchange* exchange;
+        Strings names;
+    } reader{&exchange, {}};
+    SetLogReceiver(
+        [](void* context, INFOTYPE, const wchar_t*, const wchar_t* text) {
+            auto& into = *static_cast<Reader*>(context);
+            if (std::wstring_view(text) == L"asked") {
+                into.names.emplace_back(into.exchange->UNC2Local(L"\\\\host\\clips\\a").c_str());
+                into.names.emplace_back(into.exchange->Local2UNC(L"D:\\clips\\a").c_str());
+                into.names.push_back(
+                    std::to_wstring(into.exchange->Visit([](void*, const NetPath&) { return 1; }, nullptr)));
+            }
+        },
+        &reader, INFOTYPE_TRACE);
+    NetworkNames().mountedShares = [](TakeSharedFolder, void*) { LogError(L"asked"); };
+    EXPECT_EQ(Table().size(), 1U);
+    SetLogReceiver(nullptr, nullptr, INFOTYPE_ERROR);
+    EXPECT_THAT(reader.names, ElementsAre(L"\\\\host\\clips\\a", L"Local\\D:\\clips\\a", L"0"));
+    EXPECT_EQ(Lookup(L"\\\\host\\clips\\a"), L"D:\\clips\\a");
 }
 
 TEST_F(NetPathTableTest, ARemoteNameWithAnAddressIsKnownByItsAddress) {
