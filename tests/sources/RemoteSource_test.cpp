@@ -261,7 +261,7 @@ TEST_F(RemoteSourceTest, DestructionAfterACloseHasNothingToFree) {
     EXPECT_THAT(Calls(), IsEmpty());
 }
 
-TEST_F(RemoteSourceTest, DestructionReleasesTheDigestAndOutlivesAModuleThatThrows) {
+TEST_F(RemoteSourceTest, DestructionOutlivesAModuleThatThrows) {
     companion.Break("given back", true);
     {
         CRemoteSource scoped;
@@ -270,6 +270,16 @@ TEST_F(RemoteSourceTest, DestructionReleasesTheDigestAndOutlivesAModuleThatThrow
     }
     EXPECT_EQ(companion.Broken(), 1);
     EXPECT_EQ(companion.Alive(), 0);
+}
+
+TEST_F(RemoteSourceTest, DestructionReleasesTheDigestAlsoWhereACopySharesIt) {
+    auto scoped = std::make_unique<CRemoteSource>();
+    scoped->EnableMD5_Check(0);
+    const std::weak_ptr<MD5Check> state = Inspector::Inner(*scoped).MD5State();
+    ASSERT_FALSE(state.expired());
+    const CSoftDataIO copy(*scoped);
+    scoped.reset();
+    EXPECT_TRUE(state.expired());
 }
 
 TEST_F(RemoteSourceTest, OpeningAgainClosesAndFreesTheFormerObjectBeforeItMakesOne) {
