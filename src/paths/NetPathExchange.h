@@ -15,6 +15,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 namespace vxcio {
@@ -69,8 +70,9 @@ private:
 
     uint32 m_bStarted = 0; // the socket interface, without which no host is found
     std::mutex m_BuildMutex;
-    std::atomic<uint32> m_bInitialized{0}; // the table is there and does not change but for addresses
-    std::mutex m_Mutex;                    // guards strIPUNC of the records and m_strWorkgroup
+    std::atomic<std::thread::id> m_builder{}; // the thread that holds it to build
+    std::atomic<uint32> m_bInitialized{0};    // the table is there and does not change but for addresses
+    std::mutex m_Mutex;                       // guards strIPUNC of the records and m_strWorkgroup
     std::vector<vxcio::NetPathRecord> m_PathTable;
     std::wstring m_strWorkgroup; // name of the network above this machine; empty until it is known
 };

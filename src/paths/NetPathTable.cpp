@@ -8,9 +8,11 @@
 #include "text/Utf16.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bitset>
 #include <memory>
 #include <new>
+#include <thread>
 #include <utility>
 
 using namespace vxcio;
@@ -137,20 +139,19 @@ void AddMounts(std::vector<NetPathRecord>& table) {
     }
 }
 
-// The object whose table this thread builds. What it asks may log, and who reads the log may convert a name:
-// for him there are no shares yet.
-thread_local const CQLNetPathExchange* t_building = nullptr;
-
+// Whose thread builds a table. What it asks may log, and who reads the log may convert a name: for him there
+// are no shares yet.
 class Building {
 public:
-    explicit Building(const CQLNetPathExchange& exchange) noexcept
-        : m_former(std::exchange(t_building, &exchange)) {}
-    ~Building() { t_building = m_former; }
+    explicit Building(std::atomic<std::thread::id>& builder) noexcept : m_builder(builder) {
+        m_builder.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    }
+    ~Building() { m_builder.store({}, std::memory_order_relaxed); }
     Building(const Building&) = delete;
     Building& operator=(const Building&) = delete;
 
 private:
-    const CQLNetPathExchange* const m_former;
+    std::atomic<std::thread::id>& m_builder;
 };
 
 } // namespace
@@ -179,16 +180,17 @@ void CQLNetPathExchange::AddOwnShares(std::vector<NetPathRecord>& table) const {
 }
 
 void CQLNetPathExchange::BuildTable() {
-    if (m_bInitialized.load(std::memory_order_acquire) != 0 || t_building == this) {
+    if (m_bInitialized.load(std::memory_order_acquire) != 0 ||
+        m_builder.load(std::memory_order_relaxed) == std::this_thread::get_id()) {
         return;
     }
     UnconnectedDrives unconnected;
     {
-        const Building building(*this);
         const std::lock_guard lock(m_BuildMutex);
         if (m_bInitialized.load(std::memory_order_relaxed) != 0) {
             return;
         }
+        const Building building(m_builder);
         std::vector<NetPathRecord> table;
         AddOwnShares(table);
         unconnected = AddDrives(table);
