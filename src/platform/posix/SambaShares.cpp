@@ -71,13 +71,13 @@ std::wstring Folded(std::string_view name) {
 // Takes the next line, with those that it goes on in. Of blanks behind each other only the first stays.
 std::string TakeLine(std::string_view& text) {
     std::string line;
-    for (;;) {
+    for (bool isFirst = true;; isFirst = false) {
         const std::size_t end = text.find('\n');
         const bool isLast = end == std::string_view::npos;
         std::string_view part = text.substr(0, end);
         text.remove_prefix(isLast ? text.size() : end + 1);
         part = part.substr(0, part.find_last_not_of(kBlanks) + 1);
-        const bool isComment = Trimmed(line).empty() && Trimmed(part).find_first_of("#;") == 0;
+        const bool isComment = isFirst && Trimmed(part).find_first_of("#;") == 0;
         const bool goesOn = !isLast && !isComment && part.ends_with('\\');
         line.append(part.substr(0, part.size() - (goesOn ? 1 : 0)));
         if (!goesOn) {
@@ -191,8 +191,8 @@ private:
 
     // Where it says nothing itself, the section says what another one says by now.
     void Inherit(std::size_t place) {
-        if (place >= m_sections.size() || place == m_current) {
-            return; // nothing yet, or itself
+        if (place >= m_sections.size()) {
+            return; // nothing yet
         }
         for (const std::string_view name : kOfShares) {
             std::string value = ValueOf(m_sections[place], name);

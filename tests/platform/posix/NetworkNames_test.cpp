@@ -5,6 +5,7 @@
 #include "paths/SpecialDrives.h"
 #include "platform/posix/SambaFixture.h"
 #include "support/PlatformScope.h"
+#include "support/posix/SystemTesting.h"
 #include "sysu/HostControl.h"
 #include "text/FoldCase.h"
 #include "text/Utf16.h"
@@ -15,6 +16,7 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <sched.h>
 #include <tuple>
 #include <unistd.h>
 
@@ -121,8 +123,7 @@ class NetworkNamesTest : public SambaFixture {};
 
 } // namespace
 
-// ---- the machine
-// ------------------------------------------------------------------------------------------------
+// ---- the machine -------------------------------------------------------------------------------------
 
 TEST_F(NetworkNamesTest, TheComputersNameIsThatOfTheConfiguration) {
     Configure("netbios name = tower-4\n");
@@ -150,6 +151,22 @@ TEST_F(NetworkNamesTest, WithoutOneItIsTheHostNameUpToItsFirstDotInCapitals) {
     EXPECT_EQ(name, expected);
 }
 
+TEST_F(NetworkNamesTest, AHostNameEndsAtItsFirstDot) {
+    constexpr int kMayNot = 77;
+    // In a process that has a host name of its own.
+    const int result = RunInChild([] {
+        constexpr std::string_view kHost = "edit-4.studio.example";
+        if (::unshare(CLONE_NEWUTS) != 0 || ::sethostname(kHost.data(), kHost.size()) != 0) {
+            return kMayNot;
+        }
+        return Computer() == L"EDIT-4" ? 0 : 1;
+    });
+    if (result == kMayNot) {
+        GTEST_SKIP() << "this process may not have a host name of its own";
+    }
+    EXPECT_EQ(result, 0);
+}
+
 TEST_F(NetworkNamesTest, NamesAreCutToTheirRoom) {
     Configure("netbios name = tower\nworkgroup = studio\n");
     wchar_t name[4] = {L'#', L'#', L'#', L'#'};
@@ -171,8 +188,7 @@ TEST_F(NetworkNamesTest, TheWorkGroupIsReadEachTimeWithTheConfiguration) {
     EXPECT_EQ(WorkGroup(), L"\u0421\u0422");
 }
 
-// ---- its shares
-// ---------------------------------------------------------------------------------------------------
+// ---- its shares --------------------------------------------------------------------------------------
 
 TEST_F(NetworkNamesTest, TheSharesOfThisMachineAreListedInTheirOrder) {
     Configure("netbios name = tower\n[zoo]\npath = /zoo\n[my media]\npath = /media\n");
@@ -249,8 +265,7 @@ TEST_F(NetworkNamesTest, NamesOfSharesOfAnyBytesAndLengthFindTheirRecord) {
     }
 }
 
-// ---- drives
-// -------------------------------------------------------------------------------------------------------
+// ---- drives ------------------------------------------------------------------------------------------
 
 TEST_F(NetworkNamesTest, ADriveLeadsToItsShare) {
     m_settings.Set(kDriveRemote, L"Z", L"\\\\host\\share");
@@ -297,8 +312,7 @@ TEST_F(NetworkNamesTest, MountedSharesAreThoseOfTheSystemLayerWithBackslashes) {
     EXPECT_EQ(mounts, expected);
 }
 
-// ---- drives that stay local
-// ---------------------------------------------------------------------------------------
+// ---- drives that stay local --------------------------------------------------------------------------
 
 TEST_F(NetworkNamesTest, SpecialDrivesAreTheValuesOfTheirSection) {
     EXPECT_EQ(NetworkNames().openSpecialDrives(), nullptr);
@@ -330,8 +344,7 @@ TEST_F(NetworkNamesTest, ALongNameAmongSpecialDrivesIsCut) {
                                                               Drive(L"D", kValueNumber, 1)));
 }
 
-// ---- what the table of shares is made of
-// ---------------------------------------------------------------------------
+// ---- what the table of shares is made of -------------------------------------------------------------
 
 TEST_F(NetworkNamesTest, TheTableOfSharesHasTheSharesAndTheDrivesOfThisMachine) {
     Configure(

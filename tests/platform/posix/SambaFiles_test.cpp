@@ -76,6 +76,40 @@ TEST_F(SambaFilesTest, AnOldFileIsReadOnceForEachDate) {
     EXPECT_THAT(Names(), ElementsAre("longer", "clips"));
 }
 
+// Its date may be that of another writing within the same step of the file system's clock.
+TEST_F(SambaFilesTest, ANewFileIsReadEachTime) {
+    for (const int hours : {0, -1}) { // now, and later than now
+        Configure("[one]\npath = /srv\n");
+        Age("smb.conf", hours);
+        EXPECT_THAT(Names(), ElementsAre("one"));
+        Configure("[two]\npath = /srv\n");
+        Age("smb.conf", hours);
+        EXPECT_THAT(Names(), ElementsAre("two"));
+    }
+}
+
+TEST_F(SambaFilesTest, AnotherFileOfTheSameNameAndDateIsRead) {
+    Configure("[one]\npath = /srv\n");
+    Age("smb.conf");
+    EXPECT_THAT(Names(), ElementsAre("one"));
+    m_folder.Write("new", "[global]\nusershare path = " + m_folder.Name("users") + "\n[two]\npath = /srv\n");
+    std::filesystem::rename(m_folder.Path() / "new", m_folder.Path() / "smb.conf");
+    Age("smb.conf");
+    EXPECT_THAT(Names(), ElementsAre("two"));
+}
+
+TEST_F(SambaFilesTest, DatesAreComparedToTheirLastDigit) {
+    Configure("[one]\npath = /srv\n");
+    Age("smb.conf");
+    EXPECT_THAT(Names(), ElementsAre("one"));
+    Configure("[two]\npath = /srv\n");
+    const auto file = m_folder.Path() / "smb.conf";
+    Age("smb.conf");
+    std::filesystem::last_write_time(file,
+                                     std::filesystem::last_write_time(file) + std::chrono::nanoseconds(1));
+    EXPECT_THAT(Names(), ElementsAre("two"));
+}
+
 TEST_F(SambaFilesTest, ABrokenLinkOrMissingFileMeansNoShares) {
     const LogCapture log;
     EXPECT_THAT(Names(), IsEmpty());

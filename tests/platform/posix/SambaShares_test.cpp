@@ -129,6 +129,9 @@ TEST(SambaSharesTest, ACopyOfASectionSaysWhatItSaysWhereItSaysNothingItself) {
     EXPECT_THAT(Shares("[a]\npath = /a\ncopy = a\n[b]\ncopy = c\n[c]\npath = /c\n[global]\npath = /all\n"
                        "[b]\ncopy = global\n"),
                 ElementsAre("a=/a", "c=/c"));
+    EXPECT_THAT(Shares("[a]\npath = /a\n[b]\navailable = yes\n[global]\npath = /all\n[b]\ncopy = global\n"
+                       "available = yes\n"),
+                ElementsAre("a=/a"));
     EXPECT_THAT(Shares("[a]\npath = /a\n[global]\ncopy = a\n[b]\n"), ElementsAre("a=/a"));
 }
 
@@ -213,6 +216,10 @@ TEST(SambaSharesTest, CommentsAndEmptyLinesSayNothing) {
               "path = /srv\n#path = /no \\\nbrowseable = yes\n");
     EXPECT_THAT(Shares(samba), ElementsAre("media=/srv"));
     EXPECT_EQ(samba.skippedLines, 0u);
+    EXPECT_THAT(Shares("[media]\n# goes on not \\\npath = /srv\n"), ElementsAre("media=/srv"));
+    // Only a line of its own is one.
+    EXPECT_THAT(Shares("[media]\n \\\n# \\\npath = /no\n[b]\npath = /b\\\n# c\\\nd\n"),
+                ElementsAre("b=/b# cd"));
 }
 
 TEST(SambaSharesTest, SemicolonsAndNumberSignsBehindAValueBelongToIt) {

@@ -133,6 +133,7 @@ TEST_F(SambaTest, SambasOwnReaderFindsTheSameShares) {
         "[glob al]\ncomment = x\n[a b]\npath = /1\n[ab]\npath = /2\n",
         "[a]\npath = /srv \\ \t\n  media\n[b]\npath = /b\\\n\tc\n[c]\npath = /c\\\\\n[d]\n",
         "[a]\npath = /a\\\n# no\n[b]\npath = /b\\\n\n[c]\n# \\\npath = /c\n  \\\n; \\\ncomment = /x\n",
+        "[a]\n# \\\npath = /a\n[c]\n \\\n# \\\npath = /no\n[b]\npath = /b\\\n# c\\\nd\n",
         "[a]\npath = /a\\",
         "[h\xC3\xA4user]\npath = /a\n[H\xC3\x84USER]\npath = /b\n",
         "[\"a\"]\npath = \"\"/a\"\"\n[b]\npath = \"/b\n[c]\npath = /c\"\n[d]\npath = /d/\"e\" f\n",
