@@ -1,7 +1,9 @@
 // Where Samba's configuration is read from, and when again.
 #include "platform/posix/SambaFixture.h"
 
+#include "platform/posix/OwnMounts.h"
 #include "support/LogCapture.h"
+#include "support/posix/SystemTesting.h"
 #include "text/Utf8.h"
 
 #include <gmock/gmock.h>
@@ -9,6 +11,7 @@
 #include <atomic>
 #include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 using namespace vxcio;
 using namespace vxcio::test;
@@ -140,6 +143,50 @@ TEST_F(SambaFilesTest, AFileThatCannotBeReadMeansNoShares) {
     EXPECT_THAT(Names(), IsEmpty());
     EXPECT_EQ(log.Texts(INFOTYPE_ERROR),
               std::vector<std::wstring>{L"Samba's configuration " + File() + L" cannot be read, ignored"});
+}
+
+TEST_F(SambaFilesTest, AFileThatMayBeReadAgainIsReadThen) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "this process may not be somebody else";
+    }
+    constexpr uid_t kNobody = 65534;
+    namespace fs = std::filesystem;
+    Configure("[media]\npath = /srv\n");
+    Age("smb.conf");
+    const std::string file = m_folder.Name("smb.conf");
+    for (const fs::path& folder : {m_folder.Path(), fs::path(m_settings.FileName()).parent_path()}) {
+        fs::permissions(folder, fs::perms(0755));
+    }
+    ASSERT_EQ(::chown(file.c_str(), kNobody, kNobody), 0);
+    const auto ask = [&] {
+        if (::setuid(kNobody) != 0 || ::chmod(file.c_str(), 0) != 0) {
+            return 1;
+        }
+        if (!Names().empty()) {
+            return 2;
+        }
+        // The date stays when the mode changes.
+        return ::chmod(file.c_str(), 0600) == 0 && Names().size() == 1 ? 0 : 3;
+    };
+    EXPECT_EQ(RunInChild(ask), 0);
+}
+
+TEST_F(SambaFilesTest, AMachineWithoutSambaIsNothingToTell) {
+    constexpr int kMayNot = 77;
+    const int result = RunInChild([&] {
+        namespace fs = std::filesystem;
+        if (fs::exists("/etc/samba") &&
+            (!HaveOwnMounts() || ::mount("none", "/etc/samba", "tmpfs", 0, nullptr) != 0)) {
+            return kMayNot;
+        }
+        m_settings.Remove(L"SambaConfiguration");
+        const LogCapture log;
+        return Names().empty() && log.Texts(INFOTYPE_ERROR).empty() ? 0 : 1;
+    });
+    if (result == kMayNot) {
+        GTEST_SKIP() << "this process may not hide the machine's configuration";
+    }
+    EXPECT_EQ(result, 0);
 }
 
 // What is cut in the middle of a line would lead to another folder.
