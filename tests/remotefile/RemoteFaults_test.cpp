@@ -1,5 +1,8 @@
 // Servers that break off, send other than they said, or have another file now.
 #include "remotefile/RemoteFixture.h"
+#include "support/Bounded.h"
+
+#include <chrono>
 
 using namespace vxcio::test;
 using ::testing::ElementsAre;
@@ -157,6 +160,7 @@ TEST_F(RemoteFaultsTest, AFileThatHasBecomeShorterHasChanged) {
     EXPECT_EQ(ReadAt(1'000'000, 10), "");
     EXPECT_THAT(Error(), HasSubstr(L"smaller"));
     EXPECT_EQ(ReadAt(66'000, 10), "");
+    EXPECT_EQ(server->Requests().size(), 2u); // it is not asked again
 }
 
 TEST_F(RemoteFaultsTest, AnotherStrongTagIsAnotherFile) {
@@ -187,6 +191,42 @@ TEST_F(RemoteFaultsTest, WeakTagsAndMissingOnesTellNothing) {
     content.tag = "";
     content.date = "";
     EXPECT_TRUE(IsPart(2'000'000, 10));
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR), IsEmpty());
+}
+
+TEST_F(RemoteFaultsTest, ARangeBeyondTheFileIsNone) {
+    OpenThenAnswer([](OddReply& reply) {
+        reply.Send(
+            "HTTP/1.1 206 Part\r\nContent-Length: 20\r\nContent-Range: bytes 3000007-3000026/*\r\n\r\n" +
+            std::string(20, '#'));
+    });
+    EXPECT_EQ(ReadAt(kSize - 10, 1000), Part(kSize - 10, 10));
+    EXPECT_EQ(server->Requests().size(), 3u);
+    EXPECT_TRUE(log.Contains(L"another range"));
+}
+
+TEST_F(RemoteFaultsTest, APartThatIsEncodedEndsTheRead) {
+    OpenThenAnswer([this](OddReply& reply) {
+        reply.Send(content.Head(
+            206, 10, "Content-Encoding: gzip\r\nContent-Range: bytes 1000000-1000009/3000017\r\n"));
+        reply.Send("0123456789");
+    });
+    EXPECT_EQ(ReadAt(1'000'000, 10), "");
+    EXPECT_THAT(Error(), HasSubstr(L"not its bytes"));
+    EXPECT_EQ(server->Requests().size(), 2u);
+}
+
+TEST_F(RemoteFaultsTest, AHeadWithNothingBehindItIsEnoughForTheOpen) {
+    Serve([this](const OddRequest& request, OddReply& reply) {
+        if (request.number == 0) {
+            reply.Send(RangeHead(0, 65535, 65536));
+            reply.Close();
+        }
+        return request.number == 0;
+    });
+    ASSERT_TRUE(Open());
+    EXPECT_EQ(remote->GetSize(), kSize);
+    EXPECT_TRUE(IsPart(0, 1000));
     EXPECT_THAT(log.Texts(INFOTYPE_ERROR), IsEmpty());
 }
 
@@ -229,7 +269,10 @@ TEST_F(RemoteFaultsTest, AReadEndsWithWhatCameWhenTheServerStopsToSpeak) {
         reply.Send(Part(1'000'000, 1000));
         reply.Hang();
     });
-    EXPECT_EQ(ReadAt(1'000'000, 5000), Part(1'000'000, 1000));
+    // However much is wanted, nobody is waited for longer.
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(ReadAt(1'000'000, 2'000'000), Part(1'000'000, 1000));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, kHangLimit);
     EXPECT_THAT(Error(), HasSubstr(L"in time"));
     EXPECT_EQ(server->Requests().size(), 2u); // within the read that was all
     EXPECT_EQ(Read(4000), Part(1'001'000, 4000));
@@ -239,13 +282,29 @@ TEST_F(RemoteFaultsTest, AServerThatSendsAByteNowAndThenHoldsUpNobodyForEver) {
     settings.Set(L"HttpTimeOut", L"1000");
     OpenThenAnswer([this](OddReply& reply) {
         reply.Send(RangeHead(1'000'000, 1'065'535, 65536));
-        for (uint64 i = 0; reply.Send(Part(1'000'000 + i, 1)) && reply.Pause(200); ++i) {
+        for (uint64 i = 0; reply.Send(Part(1'000'000 + i, 1)) && reply.Pause(100); ++i) {
         }
     });
     const std::string got = ReadAt(1'000'000, 5000); // each wait is short, but not all of them
-    EXPECT_LT(got.size(), 5000u);
+    EXPECT_LT(got.size(), 60u);
     EXPECT_EQ(got, Part(1'000'000, got.size()));
     EXPECT_THAT(Error(), HasSubstr(L"in time"));
+}
+
+TEST_F(RemoteFaultsTest, AServerThatIsSlowButNotTooSlowHasItsTime) {
+    settings.Set(L"HttpTimeOut", L"3000");
+    content.givesRanges = false;
+    Serve([this](const OddRequest&, OddReply& reply) {
+        reply.Send(content.Head(200, kSize));
+        reply.Send(Part(0, 65536));
+        for (uint64 first = 65536; reply.Pause(400) && reply.Send(Part(first, 10'000)); first += 10'000) {
+        }
+        return true;
+    });
+    ASSERT_TRUE(Open());
+    EXPECT_TRUE(IsPart(65536, 90'000));           // longer than it may be silent,
+    EXPECT_TRUE(IsPart(65536 + 90'000 * 2, 100)); // and what is read over has its time as well
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR), IsEmpty());
 }
 
 TEST_F(RemoteFaultsTest, ATimeOutThatIsTooShortCountsAsNotSet) {

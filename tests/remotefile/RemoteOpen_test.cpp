@@ -71,6 +71,8 @@ TEST_F(RemoteOpenTest, AFailedOpenLeavesNothingOpen) {
     EXPECT_FALSE(Open());
     EXPECT_EQ(remote->GetSize(), 0u);
     EXPECT_EQ(Read(10), "");
+    EXPECT_LT(remote->Seek(0), 0);
+    EXPECT_TRUE(server->WaitForClosed(2));
 }
 
 TEST_F(RemoteOpenTest, TheNameIsEncodedWhereItMustBe) {
@@ -159,6 +161,9 @@ INSTANTIATE_TEST_SUITE_P(
                   "HTTP/1.1 206 Part\r\nContent-Length: 3\r\n"
                   "Content-Range: bytes 0-2/9223372036854775808\r\n\r\nabc",
                   L"does not tell the size"},
+        OddAnswer{"NothingThereButNotEmpty",
+                  "HTTP/1.1 416 No\r\nContent-Length: 0\r\nContent-Range: bytes */5\r\n\r\n",
+                  L"nothing at this place of the file (416)"},
         OddAnswer{"NegativeLength", "HTTP/1.1 200 OK\r\nContent-Length: -5\r\n\r\nabc", L"127.0.0.1"},
         OddAnswer{"Encoded", "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: 3\r\n\r\nabc",
                   L"not its bytes"},
@@ -175,7 +180,7 @@ TEST_F(RemoteOpenTest, AHeaderWithoutEndEnds) {
         return true;
     });
     EXPECT_FALSE(Open());
-    EXPECT_THAT(Error(), HasSubstr(L"header"));
+    EXPECT_THAT(Error(), HasSubstr(L"the header of the answer has no end"));
 }
 
 TEST_F(RemoteOpenTest, AnOldServerThatClosesAfterEachAnswerIsReadAllTheSame) {

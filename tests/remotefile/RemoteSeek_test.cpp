@@ -22,6 +22,9 @@ TEST_F(RemoteSeekTest, ReadingOnAsksForMoreAndMoreAndThenForTheRest) {
                                               "983040-2031615", "2031616-"));
     EXPECT_EQ(server->Connections(), 1);
     EXPECT_THAT(log.Lines(), IsEmpty());
+    ASSERT_TRUE(Open()); // which begins anew
+    EXPECT_TRUE(IsPart(65536, 10));
+    EXPECT_EQ(server->Ranges().back(), "65536-196607");
 }
 
 TEST_F(RemoteSeekTest, ALargeReadIsAskedForAsAWhole) {
@@ -39,6 +42,7 @@ TEST_F(RemoteSeekTest, ASeekAloneSendsNothing) {
     EXPECT_TRUE(IsPart(20, 100));
     EXPECT_EQ(server->Requests().size(), 1u);
     EXPECT_LT(remote->Seek(~uint64{0}), 0);
+    EXPECT_EQ(Read(10), Part(120, 10)); // it has moved nothing
 }
 
 TEST_F(RemoteSeekTest, TheBeginningIsKept) {
@@ -93,6 +97,38 @@ TEST_F(RemoteSeekTest, TheLastRangeEndsWithTheFile) {
     EXPECT_EQ(ReadAt(kSize - 10, 1000), Part(kSize - 10, 10));
     EXPECT_EQ(Read(10), "");
     EXPECT_EQ(server->Requests().size(), 2u);
+}
+
+TEST_F(RemoteSeekTest, AShortRestIsWaitedForSoThatTheConnectionStays) {
+    Serve([this](const OddRequest& request, OddReply& reply) {
+        if (request.number != 1) {
+            return false;
+        }
+        reply.Send(content.Head(206, 65536, "Content-Range: bytes 1000000-1065535/3000017\r\n"));
+        reply.Send(Part(1'000'000, 1000));
+        reply.Pause(50);
+        return reply.Send(Part(1'001'000, 64536));
+    });
+    ASSERT_TRUE(Open());
+    EXPECT_TRUE(IsPart(1'000'000, 1000));
+    EXPECT_TRUE(IsPart(2'000'000, 1000));
+    EXPECT_EQ(server->Connections(), 1);
+}
+
+TEST_F(RemoteSeekTest, ARestThatDoesNotComeCostsTheConnectionAndNotTheRead) {
+    Serve([this](const OddRequest& request, OddReply& reply) {
+        if (request.number == 1) {
+            reply.Send(content.Head(206, 65536, "Content-Range: bytes 1000000-1065535/3000017\r\n"));
+            reply.Send(Part(1'000'000, 1000));
+            reply.Hang();
+        }
+        return request.number == 1;
+    });
+    ASSERT_TRUE(Open());
+    EXPECT_TRUE(IsPart(1'000'000, 1000));
+    EXPECT_TRUE(IsPart(2'000'000, 1000));
+    EXPECT_EQ(server->Connections(), 2);
+    EXPECT_THAT(log.Texts(INFOTYPE_ERROR), IsEmpty());
 }
 
 TEST_F(RemoteSeekTest, ManyJumpsNeedOneConnection) {
