@@ -146,6 +146,7 @@ TEST_F(ToolHttpTest, AFileThatEndsBeforeItsSizeIsNoWholeOne) {
         EXPECT_TRUE(clip.starts_with(cat.out));
         EXPECT_THAT(cat.error, HasSubstr("of 3,000,000 bytes could be read: "));
         EXPECT_THAT(cat.error, Not(HasSubstr("the file ended early"))); // the module knows better
+        EXPECT_EQ(cat.error.find("/clip.mxf"), cat.error.rfind("/clip.mxf")) << cat.error;
         const Outcome md5 = Run({"md5", server.Address("/clip.mxf")});
         EXPECT_EQ(md5.exitCode, 1);
         EXPECT_EQ(md5.out, "");
