@@ -245,7 +245,7 @@ TEST_F(RemoteFaultsTest, ABreakInTheAnswerToTheOpenIsMendedByTheReads) {
     EXPECT_EQ(server->Requests().back().Range()->first, 100u);
 }
 
-// ---- stalls: the least that can be set is a second, and each of these takes it ---------------------------
+// ---- stalls: the least that can be set is a second; who must have an answer before has more time ---------
 
 TEST_F(RemoteFaultsTest, AnOpenEndsWhereverTheServerStopsToSpeak) {
     settings.Set(L"HttpTimeOut", L"1000");
@@ -263,7 +263,7 @@ TEST_F(RemoteFaultsTest, AnOpenEndsWhereverTheServerStopsToSpeak) {
 }
 
 TEST_F(RemoteFaultsTest, AReadEndsWithWhatCameWhenTheServerStopsToSpeak) {
-    settings.Set(L"HttpTimeOut", L"1000");
+    settings.Set(L"HttpTimeOut", L"4000");
     OpenThenAnswer([this](OddReply& reply) {
         reply.Send(RangeHead(1'000'000, 1'065'535, 65536));
         reply.Send(Part(1'000'000, 1000));
@@ -279,7 +279,7 @@ TEST_F(RemoteFaultsTest, AReadEndsWithWhatCameWhenTheServerStopsToSpeak) {
 }
 
 TEST_F(RemoteFaultsTest, AServerThatSendsAByteNowAndThenHoldsUpNobodyForEver) {
-    settings.Set(L"HttpTimeOut", L"1000");
+    settings.Set(L"HttpTimeOut", L"4000");
     OpenThenAnswer([this](OddReply& reply) {
         reply.Send(RangeHead(1'000'000, 1'065'535, 65536));
         for (uint64 i = 0; reply.Send(Part(1'000'000 + i, 1)) && reply.Pause(100); ++i) {
