@@ -104,3 +104,25 @@ TEST_F(ToolNginxTest, ACertificateOfATrustedAuthorityIsGoodAndOthersAreRefused) 
     isRefused({"cat", name}); // by those that the system trusts alone
     isRefused({"cat", "--settings", Trusting(m_Server.OtherAuthority()), name});
 }
+
+TEST_F(ToolNginxTest, AListMayHoldUrlsOfSeveralKinds) {
+    m_Folder.Write("start", "good ");
+    m_Folder.Write("list", "start\n" + m_Server.SecureAddress("clip.mxf") + "\n" + m_Server.Address("empty") +
+                               "\n" + m_Server.Address("folder/a b%25.mxf") + "\nstart\n" +
+                               m_Server.Address("closed/clip.mxf", std::string("norvex:") + kPassword) +
+                               "\n");
+    const std::string settings = Trusting(m_Server.Authority());
+    const std::string whole = "good " + m_Clip + "good morninggood " + m_Clip;
+    const Outcome cat = Run({"cat", "-v", "--settings", settings, "@list"});
+    EXPECT_EQ(cat.exitCode, 0) << cat.error;
+    EXPECT_TRUE(cat.out == whole);
+    EXPECT_THAT(cat.error, Not(HasSubstr(kPassword)));
+    EXPECT_EQ(Run({"md5", "--settings", settings, "@list"}).out, Digest(whole) + "  @list\n");
+    EXPECT_EQ(Run({"cat", "--settings", settings, "--offset", "5000000", "--length", "20", "@list"}).out,
+              whole.substr(5'000'000, 20));
+    const Outcome untrusted = Run({"cat", "@list"});
+    EXPECT_EQ(untrusted.exitCode, 1);
+    EXPECT_EQ(untrusted.out, "");
+    EXPECT_THAT(untrusted.error, HasSubstr("entry 2 of 6, '" + m_Server.SecureAddress("clip.mxf") +
+                                           "': the certificate does not fit or is not trusted"));
+}

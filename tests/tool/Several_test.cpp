@@ -214,3 +214,16 @@ TEST_F(ToolSeveralTest, OptionsThatMakeNoSenseAreWrongUsage) {
     EXPECT_EQ(star.exitCode, 1);
     EXPECT_THAT(star.error, HasSubstr("names no second copy"));
 }
+
+TEST_F(ToolSeveralTest, AFileOfAListThatShrinksIsNotMadeUpByTheNextOne) {
+    constexpr std::size_t kLong = 9'000'000;
+    const std::string first = m_Folder.Write("long", Bytes(0, kLong));
+    const std::string last = m_Folder.Write("last", "12345");
+    ToolProcess process({ToolName(), "cat", "--block", "64K", "--join", first, last}, {});
+    EXPECT_TRUE(process.ReadOutput(100'000) == Bytes(0, 100'000)); // the pipe keeps it from the rest
+    std::filesystem::resize_file(first, 5'000'000);
+    const Outcome outcome = process.Finish();
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_THAT(outcome.error, HasSubstr("of 9,000,005 bytes could be read: "));
+    EXPECT_EQ(outcome.out.size(), 5'000'005u - 100'000u);
+}

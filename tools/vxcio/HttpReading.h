@@ -40,8 +40,6 @@ private:
     HttpReading(const HttpName& name, const Options& options, LogView& log);
 
     std::string Begin();
-    // What the module says, without the name in front of it.
-    std::string Words(const std::string& otherwise) const;
     std::string NoAnswer(std::chrono::milliseconds limit) const;
     std::chrono::milliseconds LimitFor(uint64 bytes) const;
 

@@ -1,5 +1,6 @@
 #include "Console.h"
 #include "ExitCodes.h"
+#include "HttpReading.h"
 #include "Json.h"
 #include "Names.h"
 #include "Probe.h"
@@ -95,8 +96,8 @@ Json PartJson(const std::string& name, const FileFacts& facts) {
 // One input that is open, in the form that is wanted.
 class Report {
 public:
-    Report(const Input& input, Stream& stream, const Options& options)
-        : m_Input(input), m_Stream(stream), m_Options(options) {}
+    Report(const Input& input, Stream& stream, const Options& options, LogView& log)
+        : m_Input(input), m_Stream(stream), m_Options(options), m_Log(log) {}
 
     void Make() {
         const Entry& first = m_Input.entries.front();
@@ -136,8 +137,9 @@ private:
         const bool on = m_Stream.IsPreRead();
         m_Json["readAhead"] = {{"asked", *m_Options.preRead}, {"on", on}};
         m_Text += "  read-ahead   " +
-                  (on ? "on, at least " + SizeWords(*m_Options.preRead)
-                      : std::string("off: the library refused it")) +
+                  (on                       ? "on, at least " + SizeWords(*m_Options.preRead)
+                   : CountUrls(m_Input) > 0 ? std::string("off: URLs know none")
+                                            : std::string("off: the library refused it")) +
                   "\n";
     }
 
@@ -156,6 +158,24 @@ private:
         return copies;
     }
 
+    Json TellUrl(const HttpName& name, const std::string& title) {
+        std::string reason;
+        const std::unique_ptr<HttpReading> reading = HttpReading::Open(name, m_Options, m_Log, reason);
+        m_Text += "  " + title + "  " + Shown(name.shown) + "\n";
+        Json out;
+        out["name"] = name.shown;
+        if (!reading) {
+            out["error"] = reason;
+            m_Text += "    not open     " + reason + "\n";
+            return out;
+        }
+        out["size"] = reading->Size();
+        out["server"] = {{"host", name.host}, {"port", name.port}};
+        m_Text += "    size         " + SizeWords(reading->Size()) + "\n    server       " +
+                  Shown(name.host) + ", port " + std::to_string(name.port) + "\n";
+        return out;
+    }
+
     void TellEntries() {
         m_Json["files"] = Json::array();
         for (std::size_t i = 0; i < m_Input.entries.size() && !InterruptWanted(); ++i) {
@@ -163,6 +183,10 @@ private:
             const std::string title = "file " + WithCommas(i + 1);
             if (!entry.second.empty()) {
                 m_Json["files"].push_back({{"copies", Copies(entry, title + ", copy ")}});
+                continue;
+            }
+            if (entry.url) {
+                m_Json["files"].push_back(TellUrl(*entry.url, title));
                 continue;
             }
             const FileFacts facts = AskFile(entry.first, AskLimit(m_Options));
@@ -174,6 +198,7 @@ private:
     const Input& m_Input;
     Stream& m_Stream;
     const Options& m_Options;
+    LogView& m_Log;
     std::string m_Text;
     Json m_Json;
 };
@@ -200,7 +225,7 @@ int RunInfo(const Options& options, LogView& log) {
             code = kExitFailed;
             continue;
         }
-        Report report(input, *stream, options);
+        Report report(input, *stream, options, log);
         report.Make();
         if (options.json) {
             all.push_back(report.AsJson());

@@ -2,6 +2,7 @@
 
 #include "Console.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -99,6 +100,11 @@ std::string_view Trimmed(std::string_view line) {
 }
 
 } // namespace
+
+std::size_t CountUrls(const Input& input) {
+    return static_cast<std::size_t>(std::count_if(input.entries.begin(), input.entries.end(),
+                                                  [](const Entry& entry) { return entry.url != nullptr; }));
+}
 
 std::optional<Entry> ParseEntry(const std::string& text, std::string& reason) {
     Entry entry;

@@ -31,6 +31,9 @@ struct Input {
     std::string written;
 };
 
+// How many of them are URLs.
+std::size_t CountUrls(const Input& input);
+
 // "FIRST*SECOND" is two copies. A star that belongs to a name is written twice; one at the very start belongs
 // to the name anyhow. No disk is asked, as one of the two may be dead. Nothing where no second name follows
 // the star; then `reason` tells.

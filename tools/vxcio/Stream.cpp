@@ -3,7 +3,9 @@
 #include "Console.h"
 #include "CopyWatch.h"
 #include "FtpReading.h"
+#include "HttpListReading.h"
 #include "HttpReading.h"
+#include "HttpWords.h"
 #include "Probe.h"
 #include "Sizes.h"
 #include "StretchReading.h"
@@ -115,22 +117,36 @@ std::unique_ptr<Reading> OpenEntry(const Entry& entry, const Options& options, c
     return std::make_unique<SourceReading>(std::move(source), preRead);
 }
 
+// What keeps an entry from being part of a list; empty when nothing does.
+std::string ReasonAgainstPart(const Entry& entry, bool isPaired) {
+    if (entry.ftp) {
+        return "a list is one of files and URLs";
+    }
+    if (entry.url && isPaired) {
+        return "a URL has no second copy, so it cannot be part of a list in which others have one";
+    }
+    if (entry.url && entry.url->url.find('*') != std::string::npos) {
+        return "a URL that holds a '*' cannot be part of a list; write the star as %2A";
+    }
+    if (!entry.url &&
+        (entry.first.find('*', 1) != std::string::npos || (isPaired && entry.first.starts_with('*')))) {
+        return "a name that holds a '*' cannot be part of a list; give it another name, by a link";
+    }
+    return {};
+}
+
 // The list as the array takes it: a text each, with a star between two copies. Copies count only where every
 // text has one, so a file without is its own second copy: the others keep theirs.
 bool MakeList(const Input& input, CVXCStringArray& list, std::string& reason) {
     const bool paired = std::any_of(input.entries.begin(), input.entries.end(),
                                     [](const Entry& entry) { return !entry.second.empty(); });
     for (const Entry& entry : input.entries) {
-        if (entry.ftp || entry.url) {
-            reason = InQuotes(entry.first) + ": a list is one of files";
+        reason = ReasonAgainstPart(entry, paired);
+        if (!reason.empty()) {
+            reason = InQuotes(entry.first) + ": " + reason;
             return false;
         }
-        if (entry.first.find('*', 1) != std::string::npos || (paired && entry.first.starts_with('*'))) {
-            reason = InQuotes(entry.first) +
-                     ": a name that holds a '*' cannot be part of a list; give it another name, by a link";
-            return false;
-        }
-        std::string text = entry.first;
+        std::string text = entry.url ? entry.url->url : entry.first;
         if (paired) {
             text += '*' + (entry.second.empty() ? entry.first : entry.second);
         }
@@ -142,50 +158,80 @@ bool MakeList(const Input& input, CVXCStringArray& list, std::string& reason) {
     return true;
 }
 
+std::string PlaceOf(const Input& input, const Entry& entry) {
+    return "entry " + WithCommas(static_cast<uint64>(&entry - input.entries.data()) + 1) + " of " +
+           WithCommas(input.entries.size()) + ", " + InQuotes(entry.written) + ": ";
+}
+
 // Which entry keeps the list from being opened.
 std::string ReasonOfList(const Input& input, const Options& options, LogView& log, uint32 status,
                          const std::string& fallback) {
-    for (std::size_t i = 0; i < input.entries.size(); ++i) {
-        const Entry& entry = input.entries[i];
-        const std::string place = "entry " + WithCommas(i + 1) + " of " + WithCommas(input.entries.size()) +
-                                  ", " + InQuotes(entry.written) + ": ";
+    // What the open itself has told need not be asked for, and waited for, once more.
+    for (const Entry& entry : input.entries) {
+        if (entry.url && IsAbout(*entry.url, log)) {
+            return PlaceOf(input, entry) + OpenWords(*entry.url, log, status);
+        }
+    }
+    for (const Entry& entry : input.entries) {
         if (InterruptWanted()) {
             break;
         }
-        if (!entry.second.empty()) {
+        if (entry.url || !entry.second.empty()) {
             std::string reason;
             if (!OpenEntry(entry, options, {}, log, reason)) {
-                return place + reason;
+                return PlaceOf(input, entry) + reason;
             }
         } else if (const FileFacts facts = AskFile(entry.first, AskLimit(options)); !facts.opened) {
-            return place + facts.reason;
+            return PlaceOf(input, entry) + facts.reason;
         }
     }
     return "all " + WithCommas(input.entries.size()) + " files can be opened one by one, but not together: " +
            OpenReason("list", status, VXC_ERROR_SUCCESS, fallback, log.LastFailure());
 }
 
+std::unique_ptr<Reading> OpenUrlList(const Input& input, const std::shared_ptr<const CVXCStringArray>& list,
+                                     const Options& options, LogView& log, std::string& reason) {
+    for (const Entry& entry : input.entries) {
+        if (entry.url) {
+            HidePassword(*entry.url, log);
+        }
+    }
+    ListFailure failure;
+    std::unique_ptr<Reading> reading =
+        HttpListReading::Open({list, CountUrls(input), FlagsOf(options)}, options, log, failure);
+    if (!reading) {
+        reason = !failure.reason.empty()
+                     ? failure.reason
+                     : ReasonOfList(input, options, log, failure.status, failure.systemError);
+    }
+    return reading;
+}
+
 std::unique_ptr<Reading> OpenList(const Input& input, const Options& options, const PreRead& preRead,
                                   LogView& log, std::string& reason) {
-    CVXCStringArray list;
-    if (!MakeList(input, list, reason)) {
+    const auto list = std::make_shared<CVXCStringArray>();
+    if (!MakeList(input, *list, reason)) {
         return nullptr;
     }
     for (const Entry& entry : input.entries) {
         for (const std::string* const name : {&entry.first, &entry.second}) {
-            const std::string against = name->empty() && name == &entry.second ? "" : ReasonAgainst(*name);
+            const bool isNone = entry.url || (name->empty() && name == &entry.second);
+            const std::string against = isNone ? "" : ReasonAgainst(*name);
             if (!against.empty()) {
                 reason = InQuotes(*name) + ": " + against;
                 return nullptr;
             }
         }
     }
+    if (CountUrls(input) > 0) {
+        return OpenUrlList(input, list, options, log, reason);
+    }
     ArrayPointer array(ConstructDataSourceArray());
     if (!array) {
         reason = "memory lacks";
         return nullptr;
     }
-    const uint32 status = array->OpenFiles(list, FlagsOf(options));
+    const uint32 status = array->OpenFiles(*list, FlagsOf(options));
     if (status != VXC_STATUS_OK) {
         const std::string words = LastErrorWords();
         array.reset();
@@ -279,16 +325,21 @@ int Stream::Read(uint8* buffer, uint32 bytes) {
         return m_pReading->Read(buffer, bytes);
     }
     const Clock::time_point start = Clock::now();
+    bool wasTrouble = false;
     for (bool first = true;; first = false) {
         const int got = ReadTimed(buffer, bytes);
         // Within a list, bytes that are missing from one file would be followed by those of the next. What
         // was read ahead may have met the gap long before this read.
         const bool trouble = m_pWatch->TakeTrouble() && m_bJoined;
+        wasTrouble = wasTrouble || trouble;
         if (got > 0 && !trouble) {
             m_qwPosition += static_cast<uint64>(got);
             return got;
         }
-        if (m_qwPosition >= m_qwSize || InterruptWanted() || Clock::now() - start > kPatience) {
+        // It has tried enough by itself; or a file of a list has become smaller, and at the place where its
+        // bytes are missing the array would give those of the next file, again and again.
+        const bool isFinal = !m_pReading->Failure().empty() || (m_bJoined && !wasTrouble);
+        if (isFinal || m_qwPosition >= m_qwSize || InterruptWanted() || Clock::now() - start > kPatience) {
             return 0;
         }
         if (!first) {
