@@ -187,10 +187,13 @@ TEST_F(ToolHttpListTest, PasswordsReachTheServerAndNobodyElse) {
     EXPECT_THAT(m_Folder.Read("log"), HasSubstr("CRemoteSource::OpenFile("));
     EXPECT_THAT(m_Folder.Read("log"), Not(HasSubstr("Ka%3Appe")));
     EXPECT_THAT(m_Folder.Read("log"), Not(HasSubstr("Ka:ppe")));
-    // Of two with one address it is the one whose password is refused.
+    // Of two with one address it is the one whose password is refused, and that is heard without asking
+    // again: two requests each, as the first ones go without a password.
+    const auto before = server.Requests().size();
     const Outcome wrong = Run(
         {"cat", "-v", "--join", server.Address("/2", kUser), "1", server.Address("/2", "other:wr0ng-77")});
     EXPECT_EQ(wrong.exitCode, 1);
+    EXPECT_EQ(server.Requests().size(), before + 4);
     EXPECT_THAT(wrong.error, HasSubstr("entry 3 of 3, '" + server.Address("/2", "other") + "': "));
     EXPECT_THAT(wrong.error, HasSubstr("refuses this name and password (401)"));
     EXPECT_THAT(wrong.error, Not(HasSubstr("wr0ng-77")));
@@ -273,7 +276,7 @@ TEST_F(ToolHttpListTest, CtrlCEndsAWaitForAServer) {
             return isSilent;
         }));
         WriteList({"1", server.Address("/2")});
-        ToolProcess process({ToolName(), "copy", "--discard", "@list", "copy.mxf"},
+        ToolProcess process({ToolName(), "copy", "--discard", "--time-out", "600000", "@list", "copy.mxf"},
                             {.folder = m_Folder.Path().string()});
         ASSERT_TRUE(server.WaitForRequests(static_cast<std::size_t>(silentFrom) + 1));
         process.Signal(SIGINT);
