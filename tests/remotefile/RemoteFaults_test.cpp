@@ -252,7 +252,7 @@ TEST_F(RemoteFaultsTest, AnOpenEndsWhereverTheServerStopsToSpeak) {
     for (const std::string& said :
          {std::string(), std::string("HTTP/1.1 206 Par"), RangeHead(0, 65535, 65536) + Part(0, 1000)}) {
         log.Clear();
-        Serve([&](const OddRequest&, OddReply& reply) {
+        Serve([said](const OddRequest&, OddReply& reply) {
             reply.Send(said);
             reply.Hang();
             return true;

@@ -4,8 +4,11 @@
 #include "LogView.h"
 #include "Options.h"
 #include "Terminal.h"
+#include "TimedThread.h"
 #include "Verbs.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 
 namespace {
@@ -60,9 +63,7 @@ int Run(const Options& options) {
     }
 }
 
-} // namespace
-
-extern "C" int vxcio_run_verb(const Options& options) {
+int RunCaught(const Options& options) {
     try {
         PrepareSignals();
         const int code = Run(options);
@@ -74,4 +75,17 @@ extern "C" int vxcio_run_verb(const Options& options) {
         Complain(error.what());
         return kExitFailed;
     }
+}
+
+} // namespace
+
+extern "C" int vxcio_run_verb(const Options& options) {
+    const int code = RunCaught(options);
+    if (TimedThread::IsAnyLeft()) {
+        // What it is at, the library and those below it, must not be torn down under it.
+        std::fflush(stdout);
+        std::fflush(stderr);
+        std::_Exit(code);
+    }
+    return code;
 }

@@ -2,6 +2,7 @@
 
 #include "Terminal.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <exception>
 #include <mutex>
@@ -12,6 +13,8 @@ namespace vxcio::tool {
 namespace {
 
 constexpr std::chrono::milliseconds kLookForStop{50};
+
+constinit std::atomic<bool> g_isAnyLeft{false};
 
 } // namespace
 
@@ -36,10 +39,15 @@ TimedThread::~TimedThread() {
     }
     m_pState->changed.notify_all();
     if (isBusy) {
+        g_isAnyLeft.store(true);
         m_Thread.detach();
     } else {
         m_Thread.join(); // it is not to end while the process does
     }
+}
+
+bool TimedThread::IsAnyLeft() {
+    return g_isAnyLeft.load();
 }
 
 void TimedThread::Loop(const std::shared_ptr<State>& state) {

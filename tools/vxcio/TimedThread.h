@@ -32,6 +32,8 @@ public:
 
     // Whether work was left behind.
     bool IsLost() const { return m_bLost; }
+    // Whether the thread of any of them was, with its work.
+    static bool IsAnyLeft();
 
 private:
     struct State;
