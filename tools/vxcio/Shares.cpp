@@ -103,7 +103,8 @@ std::string TextOf(const Table& table) {
                        "\nlooked up in " + Shown(table.configuration) + "\n";
     std::string drives;
     for (const std::string& drive : table.localDrives) {
-        drives += (drives.empty() ? "" : " ") + Shown(drive);
+        drives += drives.empty() ? "" : " ";
+        drives += Shown(drive);
     }
     text += "local drives " + (drives.empty() ? "none" : drives) + "\n\n";
     return text + (table.rows.empty()
