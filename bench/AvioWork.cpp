@@ -1,6 +1,7 @@
 // avio_work get URL BLOCK       reads a remote file through libavformat, BLOCK bytes at a time
 // avio_work seek URL LONGEST    small reads, with seeks forward by at most LONGEST between them
 // avio_work jump URL BLOCK      reads 64 KiB at each of 1,000 places; BLOCK does not count
+// avio_work stay URL BLOCK      the same with its option for connections that stay
 //
 // The peer of ftp_work and http_work, which see.
 #include "FtpContent.h"
@@ -9,6 +10,7 @@
 
 extern "C" {
 #include <libavformat/avio.h>
+#include <libavutil/dict.h>
 #include <libavutil/log.h>
 }
 
@@ -22,7 +24,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 int Usage() {
-    std::fputs("usage: avio_work get|jump URL BLOCK\n       avio_work seek URL LONGEST\n", stderr);
+    std::fputs("usage: avio_work get|jump|stay URL BLOCK\n       avio_work seek URL LONGEST\n", stderr);
     return 2;
 }
 
@@ -82,12 +84,16 @@ int Seek(const char* url, uint32 longest) {
     return Report(bench::kSeeks, "seeks", start);
 }
 
-int Jump(const char* url) {
+int Jump(const char* url, bool stays) {
     constexpr int kRead = static_cast<int>(bench::kReadAtJump);
     std::vector<uint8> buffer(bench::kReadAtJump);
     const auto start = Clock::now();
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "multiple_requests", stays ? "1" : "0", 0);
     AVIOContext* context = nullptr;
-    if (avio_open(&context, url, AVIO_FLAG_READ) < 0) {
+    const int opened = avio_open2(&context, url, AVIO_FLAG_READ, nullptr, &options);
+    av_dict_free(&options);
+    if (opened < 0) {
         return Fail("opening");
     }
     bench::JumpPlaces places(static_cast<uint64>(avio_size(context)));
@@ -112,8 +118,8 @@ int main(int count, char** arguments) {
     if (work == "get" && size > 0) {
         return Get(arguments[2], size);
     }
-    if (work == "jump" && size > 0) {
-        return Jump(arguments[2]);
+    if ((work == "jump" || work == "stay") && size > 0) {
+        return Jump(arguments[2], work == "stay");
     }
     return work == "seek" && size >= 8 ? Seek(arguments[2], static_cast<uint32>(size)) : Usage();
 }

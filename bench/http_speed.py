@@ -123,8 +123,10 @@ class Reading:
         times = alternate({
             "library": lambda: self.told("http_work", "jump", expected)[1],
             "libavformat": lambda: self.told("avio_work", "jump", expected)[1],
+            "its connections stay": lambda: self.told("avio_work", "stay", expected)[1],
         }, rounds, lambda: None)
         line(f"{JUMPS:,} reads of 64 KiB by URL", times["library"], "libavformat", times["libavformat"])
+        line("the same", times["library"], "libavformat whose connections stay", times["its connections stay"])
 
 
 def main():
