@@ -46,11 +46,14 @@ void HttpListReading::Begin(const ListWish& wish, ListFailure& failure) {
     }
     const auto opened = std::make_shared<Opened>();
     const std::chrono::milliseconds limit = LimitFor(0);
-    if (!m_Thread.Do(limit, [array = m_pArray, names = wish.names, flags = wish.flags, opened] {
-            opened->status = array->OpenFiles(*names, flags);
-            opened->systemError = LastErrorWords();
-            opened->size = static_cast<uint64>(array->GetFileSize());
-        })) {
+    if (!m_Thread.Do(
+            limit,
+            [array = m_pArray, names = wish.names, flags = wish.flags, opened] {
+                opened->status = array->OpenFiles(*names, flags);
+                opened->systemError = LastErrorWords();
+                opened->size = static_cast<uint64>(array->GetFileSize());
+            },
+            TimedThread::Stop::OnAnyWish)) {
         failure.reason = NoAnswer(limit);
         return;
     }
@@ -96,16 +99,19 @@ int HttpListReading::Read(uint8* buffer, uint32 bytes) {
     }
     const auto got = std::make_shared<int>(0);
     const std::chrono::milliseconds limit = LimitFor(bytes);
-    const bool isDone = m_Thread.Do(limit, [array = m_pArray, block = m_pBlock, position = m_qwPosition,
-                                            isSeek = std::exchange(m_bSeek, false), bytes, got] {
-        if (block->size() < bytes) {
-            block->resize(bytes);
-        }
-        if (isSeek) {
-            array->Seek(position, kFromStart);
-        }
-        *got = static_cast<int>(array->Read(block->data(), bytes));
-    });
+    const bool isDone = m_Thread.Do(
+        limit,
+        [array = m_pArray, block = m_pBlock, position = m_qwPosition, isSeek = std::exchange(m_bSeek, false),
+         bytes, got] {
+            if (block->size() < bytes) {
+                block->resize(bytes);
+            }
+            if (isSeek) {
+                array->Seek(position, kFromStart);
+            }
+            *got = static_cast<int>(array->Read(block->data(), bytes));
+        },
+        TimedThread::Stop::OnAnyWish);
     if (!isDone) {
         m_strFailure = NoAnswer(limit);
         return 0;

@@ -43,10 +43,13 @@ std::string HttpReading::Begin() {
     }
     const auto opened = std::make_shared<Opened>();
     const std::chrono::milliseconds limit = LimitFor(0);
-    if (!m_Thread.Do(limit, [source = m_pSource, url = Widen(m_Name.url), opened] {
-            opened->status = source->OpenFile(url.c_str(), 0, nullptr, 0);
-            opened->size = source->GetFileSize();
-        })) {
+    if (!m_Thread.Do(
+            limit,
+            [source = m_pSource, url = Widen(m_Name.url), opened] {
+                opened->status = source->OpenFile(url.c_str(), 0, nullptr, 0);
+                opened->size = source->GetFileSize();
+            },
+            TimedThread::Stop::OnAnyWish)) {
         return NoAnswer(limit);
     }
     // Without its module the source opens, and reads nothing.
@@ -88,14 +91,16 @@ int HttpReading::Read(uint8* buffer, uint32 bytes) {
     const auto wanted = static_cast<uint32>(std::min<uint64>(bytes, m_qwSize - m_qwPosition));
     const auto got = std::make_shared<int>(0);
     const std::chrono::milliseconds limit = LimitFor(wanted);
-    const bool isDone =
-        m_Thread.Do(limit, [source = m_pSource, block = m_pBlock, position = m_qwPosition, wanted, got] {
+    const bool isDone = m_Thread.Do(
+        limit,
+        [source = m_pSource, block = m_pBlock, position = m_qwPosition, wanted, got] {
             if (block->size() < wanted) {
                 block->resize(wanted);
             }
             source->Seek(static_cast<int64>(position), kFromStart);
             *got = source->Read(block->data(), wanted);
-        });
+        },
+        TimedThread::Stop::OnAnyWish);
     if (!isDone) {
         m_strFailure = NoAnswer(limit);
         return 0;

@@ -86,9 +86,11 @@ bool TimedThread::Begin(std::function<void()> work) {
 }
 
 bool TimedThread::Wait(std::chrono::milliseconds limit) {
+    return WaitFor(limit, !InterruptWanted());
+}
+
+bool TimedThread::WaitFor(std::chrono::milliseconds limit, bool canStop) {
     const auto end = std::chrono::steady_clock::now() + limit;
-    // Who was asked to stop before still cleans up.
-    const bool canStop = !InterruptWanted();
     std::unique_lock lock(m_pState->mutex);
     const auto isDone = [this] { return !m_pState->busy; };
     while (!m_bLost && !m_pState->changed.wait_for(lock, kLookForStop, isDone)) {
@@ -104,8 +106,10 @@ bool TimedThread::Wait(std::chrono::milliseconds limit) {
     return true;
 }
 
-bool TimedThread::Do(std::chrono::milliseconds limit, std::function<void()> work) {
-    return Begin(std::move(work)) && Wait(limit);
+bool TimedThread::Do(std::chrono::milliseconds limit, std::function<void()> work, Stop stop) {
+    // The wish may come as soon as the work has begun.
+    const bool canStop = stop == Stop::OnAnyWish || !InterruptWanted();
+    return Begin(std::move(work)) && WaitFor(limit, canStop);
 }
 
 } // namespace vxcio::tool
