@@ -7,6 +7,7 @@
 #include "platform/HostNames.h"
 #include "platform/NetworkNames.h"
 #include "platform/Sockets.h"
+#include "text/FoldCase.h"
 #include "text/Utf8.h"
 
 #include <algorithm>

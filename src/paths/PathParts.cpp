@@ -29,23 +29,6 @@ constexpr bool IsDigit(wchar_t c) noexcept {
 
 } // namespace
 
-bool EqualsFolded(std::wstring_view left, std::wstring_view right) noexcept {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](wchar_t a, wchar_t b) { return FoldUpper(a) == FoldUpper(b); });
-}
-
-std::wstring LowerCase(std::wstring_view text) {
-    std::wstring lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(), FoldLower);
-    return lower;
-}
-
-std::wstring UpperCase(std::wstring_view text) {
-    std::wstring upper(text);
-    std::transform(upper.begin(), upper.end(), upper.begin(), FoldUpper);
-    return upper;
-}
-
 std::wstring_view HostEnd(std::wstring_view name) noexcept {
     return name.substr(0, name.find(L'\\', kHostStart));
 }

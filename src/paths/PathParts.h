@@ -1,5 +1,5 @@
-// PathParts.h - names of shares taken apart: their parts between backslashes, their host, and the case that
-// does not count. Pure; any thread. What gives a string may throw std::bad_alloc.
+// PathParts.h - names of shares taken apart: their parts between backslashes, and their host. Pure; any
+// thread. What gives a string may throw std::bad_alloc.
 #pragma once
 
 #include <optional>
@@ -7,12 +7,6 @@
 #include <string_view>
 
 namespace vxcio {
-
-// Equal length and equal characters, with case ignored.
-bool EqualsFolded(std::wstring_view left, std::wstring_view right) noexcept;
-
-std::wstring LowerCase(std::wstring_view text);
-std::wstring UpperCase(std::wstring_view text);
 
 // The part of a name up to the backslash that ends its host, which is the first from index 2 on; the whole
 // name where there is none.

@@ -2,6 +2,7 @@
 
 #include "paths/PathParts.h"
 #include "platform/NetworkNames.h"
+#include "text/FoldCase.h"
 
 #include <algorithm>
 #include <mutex>

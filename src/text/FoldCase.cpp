@@ -104,4 +104,21 @@ wchar_t FoldLower(wchar_t character) noexcept {
     return character;
 }
 
+bool EqualsFolded(std::wstring_view left, std::wstring_view right) noexcept {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](wchar_t a, wchar_t b) { return FoldUpper(a) == FoldUpper(b); });
+}
+
+std::wstring LowerCase(std::wstring_view text) {
+    std::wstring lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(), FoldLower);
+    return lower;
+}
+
+std::wstring UpperCase(std::wstring_view text) {
+    std::wstring upper(text);
+    std::transform(upper.begin(), upper.end(), upper.begin(), FoldUpper);
+    return upper;
+}
+
 } // namespace vxcio

@@ -1,5 +1,8 @@
-// FoldCase.h - upper and lower case of single characters by the Unicode simple mappings, in no locale.
+// FoldCase.h - upper and lower case by the Unicode simple mappings, character by character, in no locale.
 #pragma once
+
+#include <string>
+#include <string_view>
 
 namespace vxcio {
 
@@ -10,6 +13,13 @@ wchar_t FoldUpper(wchar_t character) noexcept;
 // The lower-case form of a character that is the upper-case form of one, else the character itself. Of
 // several letters with one capital, the plain one.
 wchar_t FoldLower(wchar_t character) noexcept;
+
+// Equal length and equal characters, with case ignored.
+bool EqualsFolded(std::wstring_view left, std::wstring_view right) noexcept;
+
+// These may throw std::bad_alloc.
+std::wstring LowerCase(std::wstring_view text);
+std::wstring UpperCase(std::wstring_view text);
 
 // A to Z and a to z only.
 constexpr bool IsAsciiLetter(wchar_t c) noexcept {

@@ -215,13 +215,3 @@ TEST(PathPartsTest, TheHostEndsAtTheFirstBackslashFromIndexTwoOn) {
     EXPECT_EQ(HostEnd(L"\\"), L"\\");
     EXPECT_EQ(HostEnd(L""), L"");
 }
-
-TEST(PathPartsTest, CaseFoldsOneCharacterToOne) {
-    EXPECT_TRUE(EqualsFolded(L"LocaL", L"local"));
-    EXPECT_TRUE(EqualsFolded(L"\u00E9", L"\u00C9"));
-    EXPECT_FALSE(EqualsFolded(L"local", L"loca"));
-    EXPECT_FALSE(EqualsFolded(L"stra\u00DFe", L"STRASSE"));
-    EXPECT_TRUE(EqualsFolded(L"", L""));
-    EXPECT_EQ(LowerCase(L"\\\\HOST\\\u00C4-1"), L"\\\\host\\\u00E4-1");
-    EXPECT_EQ(UpperCase(L"d:\\\u00E4"), L"D:\\\u00C4");
-}

@@ -133,3 +133,13 @@ TEST(FoldCaseTest, OnlyAToZBecomeASmallOneOfThose) {
     EXPECT_EQ(FoldLower(0xC4), static_cast<wchar_t>(0xE4));
     EXPECT_EQ(FoldLower(static_cast<wchar_t>(-1)), static_cast<wchar_t>(-1));
 }
+
+TEST(FoldCaseTest, TextsFoldOneCharacterToOne) {
+    EXPECT_TRUE(EqualsFolded(L"LocaL", L"local"));
+    EXPECT_TRUE(EqualsFolded(L"\u00E9", L"\u00C9"));
+    EXPECT_FALSE(EqualsFolded(L"local", L"loca"));
+    EXPECT_FALSE(EqualsFolded(L"stra\u00DFe", L"STRASSE"));
+    EXPECT_TRUE(EqualsFolded(L"", L""));
+    EXPECT_EQ(LowerCase(L"\\\\HOST\\\u00C4-1"), L"\\\\host\\\u00E4-1");
+    EXPECT_EQ(UpperCase(L"d:\\\u00E4"), L"D:\\\u00C4");
+}

@@ -1,9 +1,9 @@
 #include "FtpName.h"
 
+#include "AddressText.h"
 #include "HttpName.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 
 namespace vxcio::tool {
@@ -13,24 +13,9 @@ namespace {
 constexpr std::uint16_t kUsualPort = 21;
 constexpr std::string_view kScheme = "ftp://";
 constexpr std::string_view kOtherSchemes[] = {"ftps://", "ftpes://", "sftp://"};
-constexpr std::string_view kSlashes = "://";
-
-char Lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
-}
-
-bool StartsWith(std::string_view text, std::string_view start) {
-    return text.size() >= start.size() &&
-           std::equal(start.begin(), start.end(), text.begin(), [](char a, char b) { return a == Lower(b); });
-}
 
 bool IsControl(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
-}
-
-int DigitOf(char c) {
-    const char lower = Lower(c);
-    return c >= '0' && c <= '9' ? c - '0' : lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
 bool Decode(std::string_view text, std::string& out, std::string& reason) {
@@ -90,15 +75,7 @@ bool ParseHost(std::string_view text, FtpName& name, std::string& reason) {
         return false;
     }
     name.host = host;
-    const std::string_view port = colon == std::string_view::npos ? "" : text.substr(colon + 1);
-    if (!port.empty()) {
-        const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), name.port);
-        if (error != std::errc() || end != port.data() + port.size() || name.port == 0) {
-            reason = "its port is no number from 1 to 65535";
-            return false;
-        }
-    }
-    return true;
+    return TakePort(colon == std::string_view::npos ? "" : text.substr(colon + 1), name.port, reason);
 }
 
 bool ParseUser(std::string_view text, FtpName& name, std::string& reason) {

@@ -1,7 +1,8 @@
 #include "HttpName.h"
 
+#include "AddressText.h"
+
 #include <algorithm>
-#include <charconv>
 
 namespace vxcio::tool {
 
@@ -11,22 +12,7 @@ constexpr std::uint16_t kHttpPort = 80;
 constexpr std::uint16_t kHttpsPort = 443;
 constexpr std::string_view kHttp = "http://";
 constexpr std::string_view kHttps = "https://";
-constexpr std::string_view kSlashes = "://";
 constexpr std::string_view kServerEnds = "/?#";
-
-char Lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
-}
-
-bool StartsWith(std::string_view text, std::string_view start) {
-    return text.size() >= start.size() &&
-           std::equal(start.begin(), start.end(), text.begin(), [](char a, char b) { return a == Lower(b); });
-}
-
-int DigitOf(char c) {
-    const char lower = Lower(c);
-    return c >= '0' && c <= '9' ? c - '0' : lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
 
 // A '%' without two digits stays as it is.
 std::string Decoded(std::string_view text) {
@@ -70,15 +56,7 @@ bool ParseServer(std::string_view server, HttpName& name, std::string& reason) {
         return false;
     }
     name.host = host;
-    const std::string_view port = colon == std::string_view::npos ? "" : server.substr(colon + 1);
-    if (!port.empty()) {
-        const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), name.port);
-        if (error != std::errc() || end != port.data() + port.size() || name.port == 0) {
-            reason = "its port is no number from 1 to 65535";
-            return false;
-        }
-    }
-    return true;
+    return TakePort(colon == std::string_view::npos ? "" : server.substr(colon + 1), name.port, reason);
 }
 
 // Of what may be a file's name here.
@@ -104,9 +82,8 @@ bool IsTakenForUrl(std::string_view text) {
 }
 
 std::string NoUrlWords(std::string_view text) {
-    return "names that begin with 'http' are read as URLs, and this one is no http:// or https:// name; a "
-           "file "
-           "of that name is written ./" +
+    return "names that begin with 'http' are read as URLs, and this one is no http:// or https:// name; "
+           "a file of that name is written ./" +
            std::string(text);
 }
 

@@ -29,11 +29,6 @@ constexpr int kMoreData = 234;
 constexpr int kNoMoreItems = 259;
 constexpr int kNotFound = 2;
 
-bool IsSame(std::wstring_view left, std::wstring_view right) noexcept {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](wchar_t a, wchar_t b) { return FoldUpper(a) == FoldUpper(b); });
-}
-
 // Copies a text, cut to the room; its length as copied.
 int GiveOut(std::wstring_view text, wchar_t* room, int characters) noexcept {
     if (room == nullptr || characters <= 0) {
@@ -46,9 +41,7 @@ int GiveOut(std::wstring_view text, wchar_t* room, int characters) noexcept {
 
 // Names of computers and work groups are in upper case.
 std::wstring NetworkName(const std::string& name) {
-    std::wstring wide = FromUtf8(name);
-    std::transform(wide.begin(), wide.end(), wide.begin(), FoldUpper);
-    return wide;
+    return UpperCase(FromUtf8(name));
 }
 
 // The name by which Windows would know this machine.
@@ -90,7 +83,7 @@ void* OpenShares(const wchar_t* computer) {
     try {
         const std::shared_ptr<const SambaConfiguration> samba = OwnSamba();
         const std::wstring own = L"\\\\" + ComputerName(*samba);
-        if (computer == nullptr || !IsSame(computer, own)) {
+        if (computer == nullptr || !EqualsFolded(computer, own)) {
             return nullptr;
         }
         auto shares = std::make_unique<Shares>();
@@ -208,7 +201,7 @@ void* OpenSpecialDrives() {
         auto drives = std::make_unique<SpecialDriveList>();
         VisitSettings(
             [](void* context, const wchar_t* section, const wchar_t* name, const wchar_t*, SettingsFile) {
-                if (!IsSame(section, kSpecialDrives)) {
+                if (!EqualsFolded(section, kSpecialDrives)) {
                     return 1;
                 }
                 uint32 number = 0;

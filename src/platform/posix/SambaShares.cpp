@@ -63,9 +63,7 @@ std::string ParameterName(std::string_view text) {
 
 // Case does not count in names of sections.
 std::wstring Folded(std::string_view name) {
-    std::wstring wide = FromUtf8(name);
-    std::transform(wide.begin(), wide.end(), wide.begin(), FoldUpper);
-    return wide;
+    return UpperCase(FromUtf8(name));
 }
 
 // Takes the next line, with those that it goes on in. Of blanks behind each other only the first stays.

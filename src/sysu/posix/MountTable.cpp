@@ -98,10 +98,7 @@ bool IsShare(const std::vector<std::string>& parts) {
 }
 
 bool IsSameIgnoringCase(const std::string& left, const std::string& right) {
-    const std::wstring a = FromUtf8(left);
-    const std::wstring b = FromUtf8(right);
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](wchar_t x, wchar_t y) { return FoldUpper(x) == FoldUpper(y); });
+    return EqualsFolded(FromUtf8(left), FromUtf8(right));
 }
 
 } // namespace
