@@ -252,6 +252,12 @@ bool FtpServer::Has(std::string_view file) const {
     return fs::exists(fs::symlink_status(Root() + "/" + std::string(file)));
 }
 
+std::uintmax_t FtpServer::Size(std::string_view file) const {
+    std::error_code none;
+    const std::uintmax_t size = fs::file_size(Root() + "/" + std::string(file), none);
+    return none ? 0 : size;
+}
+
 std::string FtpServer::Log() const {
     std::ifstream file(m_folder.Name("log"));
     return {std::istreambuf_iterator<char>(file), {}};

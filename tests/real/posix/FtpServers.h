@@ -5,6 +5,7 @@
 #include "real/posix/SparseFile.h"
 #include "support/TempFolder.h"
 
+#include <cstdint>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -64,6 +65,8 @@ public:
     // What stands in a file below Root().
     std::string Read(std::string_view file) const;
     bool Has(std::string_view file) const;
+    // Bytes; 0 where there is no such file.
+    std::uintmax_t Size(std::string_view file) const;
 
     // What it said, for messages of failed tests.
     std::string Log() const;
